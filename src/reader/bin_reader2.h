@@ -1,0 +1,31 @@
+// The reader's operations, one per method of the module: from file paths to an answer text.
+#pragma once
+
+#include <string>
+
+#include "reader/recording_model.h"
+
+namespace vortena {
+
+/// Holds no state; every call owns what it decodes and releases it before it returns. Paths are
+/// zero-terminated UTF-8. Failures are answers; only a failed allocation throws (std::bad_alloc,
+/// std::length_error).
+class BinReader2 {
+ public:
+  /// Decodes the recording at `path`, writes it as CSV to `csvPath` and answers with a JSON summary. A
+  /// recording that cannot be decoded still gives a CSV and a summary, of what was decoded; only a CSV that
+  /// cannot be created gives the error JSON {"error":"Error during data loading."}.
+  std::string read(const char* path, const char* csv_path);
+
+  /// The configuration header as JSON, or the empty string when it cannot be read.
+  std::string readConfig(const char* path);
+
+  /// {"deviceId":N}, or the empty string when the header cannot be read.
+  std::string readConfigDeviceId(const char* path);
+
+  /// Creates or truncates `path` and writes the CSV text. False when the file cannot be created; later write
+  /// errors are not detected.
+  bool exportCSV(const char* path, const kiv_Config* config, const SensorMap* sensors);
+};
+
+}  // namespace vortena

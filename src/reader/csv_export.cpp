@@ -1,0 +1,190 @@
+// Rows follow a clock of their own. Inertial, barometer and orientation samples are laid on every ratio-th
+// row, whatever their time stamps; only events are placed by time.
+#include "reader/csv_export.h"
+
+#include <algorithm>
+#include <array>
+
+#include "reader/csv_writer.h"
+#include "reader/date_text.h"
+
+namespace vortena {
+namespace {
+
+constexpr int kTimeDecimals = 5;
+constexpr int kEventDecimals = 3;
+constexpr std::array kInertialDecimals{5, 5, 5};
+constexpr std::array kBaroDecimals{3, 1};
+constexpr std::array kQuaternionDecimals{5, 5, 5, 5};
+
+/// A channel of the export; `series` is null when the channel is not taken.
+struct CsvChannel {
+  const kiv_DataSensor* series = nullptr;
+  std::uint64_t ratio = 1;     ///< rows per sample
+  std::uint64_t position = 0;  ///< next sample to write
+  std::uint64_t next_row = 0;  ///< next multiple of the ratio
+
+  [[nodiscard]] bool taken() const { return series != nullptr; }
+  [[nodiscard]] std::uint64_t sample_count() const { return taken() ? series->sampleCount : 0; }
+};
+
+struct CsvChannels {
+  CsvChannel gyro;
+  CsvChannel accel;
+  CsvChannel baro;
+  CsvChannel event;
+  CsvChannel quaternion;
+};
+
+/// Rows per sample. A sensor without a frequency, or faster than the time base, gets one sample a row.
+std::uint64_t decimation_ratio(const kiv_Config& config, std::int32_t sensor_frequency) {
+  const std::int32_t ratio = sensor_frequency == 0 ? 1 : config.frequency / sensor_frequency;
+  return ratio < 1 ? 1 : static_cast<std::uint64_t>(ratio);
+}
+
+const kiv_DataSensor* find_if_present(const SensorMap& sensors, bool present, ChannelKey key,
+                                      std::uint64_t axes) {
+  return present ? find_series(sensors, key, axes) : nullptr;
+}
+
+CsvChannels select_channels(const kiv_Config& config, const SensorMap& sensors) {
+  CsvChannels channels;
+  channels.gyro = {find_if_present(sensors, config.gyro.present, kGyroKey, kInertialDecimals.size()),
+                   decimation_ratio(config, config.gyro.frequency)};
+  channels.accel = {find_if_present(sensors, config.accel.present, kAccelKey, kInertialDecimals.size()),
+                    decimation_ratio(config, config.accel.frequency)};
+  channels.baro = {find_if_present(sensors, config.baro.present, kBaroKey, kBaroDecimals.size()),
+                   decimation_ratio(config, config.baro.frequency)};
+  channels.event = {find_if_present(sensors, config.event.present, kEventKey, 1)};
+  if (!channels.event.taken()) {
+    channels.event = {find_if_present(sensors, config.radioByte.present, kRadioByteKey, 1)};
+  }
+  channels.quaternion = {find_series(sensors, kQuaternionKey, kQuaternionDecimals.size()),
+                         channels.gyro.ratio};
+  return channels;
+}
+
+std::uint64_t count_rows(const CsvChannels& c) {
+  return std::max({c.gyro.sample_count(), c.accel.sample_count(), c.baro.sample_count(),
+                   c.event.sample_count(), c.quaternion.sample_count()});
+}
+
+void write_preamble(CsvWriter& csv, const kiv_Config& config, std::uint64_t rows) {
+  csv.text("Tessaro - Vortena data export\n");
+  csv.text("Created on: ");
+  csv.text(_date_to_string(config.createdAt));
+  csv.text("\nTotal data points: ");
+  csv.number(static_cast<std::int64_t>(rows));
+  csv.text("\n\n");
+}
+
+void write_group(CsvWriter& csv, bool condition, std::string_view name, std::int32_t frequency,
+                 std::size_t columns) {
+  if (condition) {
+    csv.text(name);
+    csv.text(" [");
+    csv.number(frequency);
+    csv.text(" hz]");
+    csv.empty_cells(columns);
+  }
+}
+
+void write_if(CsvWriter& csv, bool condition, std::string_view text) {
+  if (condition) {
+    csv.text(text);
+  }
+}
+
+/// The event entry of this line follows the one-byte channel's settings, not the channel whose cells follow;
+/// that is meant, and so is the difference between these settings and the samples that the cells need.
+void write_group_line(CsvWriter& csv, const kiv_Config& config, const CsvChannels& channels) {
+  write_group(csv, true, "Time", config.frequency, 1);
+  write_group(csv, config.gyro.present, "Gyro", config.gyro.frequency, kInertialDecimals.size());
+  write_group(csv, config.accel.present, "Accel", config.accel.frequency, kInertialDecimals.size());
+  write_group(csv, config.baro.present, "Baro", config.baro.frequency, kBaroDecimals.size());
+  write_group(csv, config.radioByte.present, "Event", config.frequency, 1);
+  write_group(csv, channels.quaternion.taken(), "Quaternion", config.gyro.frequency,
+              kQuaternionDecimals.size());
+  csv.end_line();
+}
+
+void write_name_line(CsvWriter& csv, const kiv_Config& config, const CsvChannels& channels) {
+  csv.text("Time,");
+  write_if(csv, config.gyro.present, "Gyro X,Gyro Y,Gyro Z,");
+  write_if(csv, config.accel.present, "Accel X,Accel Y,Accel Z,");
+  write_if(csv, config.baro.present, "Pressure,Temperature,");
+  write_if(csv, channels.event.taken(), "Event,");
+  write_if(csv, channels.quaternion.taken(), "Quat W,Quat X,Quat Y,Quat Z,");
+  csv.end_line();
+}
+
+void write_unit_line(CsvWriter& csv, const kiv_Config& config, const CsvChannels& channels) {
+  csv.text("[s],");
+  write_if(csv, config.gyro.present, "[deg/s],[deg/s],[deg/s],");
+  write_if(csv, config.accel.present, "[g],[g],[g],");
+  write_if(csv, config.baro.present, "[mBar],[degree C],");
+  write_if(csv, channels.event.taken(), "[],");
+  write_if(csv, channels.quaternion.taken(), "[],[],[],[],");
+  csv.end_line();
+}
+
+/// The cells of a decimated channel, one per axis: its next sample on every ratio-th row, empty ones between.
+template <std::size_t Axes>
+void write_decimated(CsvWriter& csv, CsvChannel& channel, std::uint64_t row,
+                     const std::array<int, Axes>& decimals) {
+  if (!channel.taken()) {
+    return;
+  }
+  if (row != channel.next_row || channel.position >= channel.series->sampleCount) {
+    return csv.empty_cells(Axes);
+  }
+  const double* value = channel.series->values.data() + channel.position;
+  for (std::size_t axis = 0; axis < Axes; ++axis) {
+    csv.cell(value[axis * channel.series->sampleCount], decimals[axis]);
+  }
+  channel.position += 1;
+  channel.next_row += channel.ratio;
+}
+
+/// At most one event a row, from the row that reaches its time on.
+void write_event(CsvWriter& csv, CsvChannel& channel, double time) {
+  if (!channel.taken()) {
+    return;
+  }
+  const kiv_DataSensor& series = *channel.series;
+  if (channel.position >= series.sampleCount || !(time >= series.timestamps[channel.position])) {
+    return csv.empty_cells(1);
+  }
+  csv.cell(series.values[channel.position], kEventDecimals);
+  channel.position += 1;
+}
+
+void write_rows(CsvWriter& csv, const kiv_Config& config, CsvChannels channels, std::uint64_t rows) {
+  const double step = 1.0 / config.frequency;
+  double time = step;  // row 0 ends the first tick; a time base of 0 prints "inf"
+  for (std::uint64_t row = 0; row < rows; ++row) {
+    csv.cell(time, kTimeDecimals);
+    write_decimated(csv, channels.gyro, row, kInertialDecimals);
+    write_decimated(csv, channels.accel, row, kInertialDecimals);
+    write_decimated(csv, channels.baro, row, kBaroDecimals);
+    write_event(csv, channels.event, time);
+    write_decimated(csv, channels.quaternion, row, kQuaternionDecimals);
+    csv.end_line();
+    time += step;  // by repeated addition: the digits of late rows depend on it
+  }
+}
+
+}  // namespace
+
+void write_csv(std::ostream& out, const kiv_Config& config, const SensorMap& sensors) {
+  const CsvChannels channels = select_channels(config, sensors);
+  const std::uint64_t rows = count_rows(channels);
+  CsvWriter csv(out);
+  write_preamble(csv, config, rows);
+  write_group_line(csv, config, channels);
+  write_name_line(csv, config, channels);
+  write_unit_line(csv, config, channels);
+  write_rows(csv, config, channels, rows);
+}
+
+}  // namespace vortena

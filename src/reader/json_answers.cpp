@@ -1,0 +1,125 @@
+#include "reader/json_answers.h"
+
+#include <string_view>
+
+#include "reader/base64.h"
+#include "reader/date_text.h"
+#include "reader/integer_conversion.h"
+
+namespace vortena {
+namespace {
+
+/// A JSON object under construction. Keys and texts are ours and need no escaping.
+class JsonObject {
+ public:
+  void number(std::string_view name, std::int32_t value) { member(name, std::to_string(value)); }
+
+  void text(std::string_view name, std::string_view value) { member(name, "\"" + std::string(value) + "\""); }
+
+  void member(std::string_view name, std::string_view json) {
+    text_.append("\"").append(name).append("\":").append(json).append(",");
+  }
+
+  /// The whole object; nothing may be added afterwards.
+  std::string close() {
+    if (text_.size() > 1) {
+      text_.pop_back();
+    }
+    return text_ += "}";
+  }
+
+ private:
+  std::string text_ = "{";
+};
+
+std::string sensor_json(const kiv_Config::SensorConfig& sensor) {
+  JsonObject json;
+  json.number("frequency", sensor.frequency);
+  json.number("range", sensor.range);
+  // This answer carries whole numbers only, on purpose: the fractions of calibration values are cut off.
+  json.number("offsetX", truncate_to_int32(sensor.offsetX));
+  json.number("offsetY", truncate_to_int32(sensor.offsetY));
+  json.number("offsetZ", truncate_to_int32(sensor.offsetZ));
+  json.number("gainX", truncate_to_int32(sensor.gainX));
+  json.number("gainY", truncate_to_int32(sensor.gainY));
+  json.number("gainZ", truncate_to_int32(sensor.gainZ));
+  return json.close();
+}
+
+std::string frequency_json(std::int32_t frequency) {
+  JsonObject json;
+  json.number("frequency", frequency);
+  return json.close();
+}
+
+void add_sensors(JsonObject& json, const kiv_Config& config) {
+  if (config.gyro.present) {
+    json.member("gyro", sensor_json(config.gyro));
+  }
+  if (config.accel.present) {
+    json.member("accel", sensor_json(config.accel));
+  }
+  if (config.baro.present) {
+    json.member("baro", frequency_json(config.baro.frequency));
+  }
+  if (config.gps.present) {
+    json.member("gps", frequency_json(config.gps.frequency));
+  }
+}
+
+/// The identifier as a signed number: from 2147483648 on it is negative.
+void add_device_id(JsonObject& json, const kiv_Config& config) {
+  json.number("deviceId", static_cast<std::int32_t>(config.deviceId));
+}
+
+void add_device(JsonObject& json, const kiv_Config& config) {
+  add_device_id(json, config);
+  json.number("deviceType", config.deviceType);
+  json.number("bodyLocation", config.bodyLocation);
+  json.number("version", config.version);
+  json.number("majorVersion", config.majorVersion);
+  json.number("minorVersion", config.minorVersion);
+  json.number("radioMode", config.radioMode);
+  json.number("radioChannel", config.radioChannel);
+}
+
+void add_dates_and_time_base(JsonObject& json, const kiv_Config& config) {
+  json.text("createdAt", _date_to_string(config.createdAt));
+  json.text("endDate", _date_to_string(config.endDate));
+  json.number("frequency", config.frequency);
+}
+
+}  // namespace
+
+std::string _generate_read_answer_JSON(const kiv_Config& config) {
+  JsonObject json;
+  add_dates_and_time_base(json, config);
+  // Unlike in the configuration answer, versions are strings here and the minor one comes first; callers rely
+  // on both.
+  json.text("version", std::to_string(config.version));
+  json.text("minorVersion", std::to_string(config.minorVersion));
+  json.text("majorVersion", std::to_string(config.majorVersion));
+  json.number("measureId", config.measureId);
+  return json.close();
+}
+
+std::string config_answer_json(const kiv_Config& config) {
+  JsonObject json;
+  json.text("unknownFrames", base64_encode(config.unknownFrames.data(),
+                                           static_cast<unsigned int>(config.unknownFrames.size())));
+  add_sensors(json, config);
+  if (config.hasDevice) {
+    add_device(json, config);
+  }
+  add_dates_and_time_base(json, config);
+  json.number("measureId", config.measureId);
+  return json.close();
+}
+
+std::string device_id_answer_json(const kiv_Config& config) {
+  JsonObject json;
+  add_device_id(json, config);
+  return json.close();
+}
+
+}  // namespace vortena
