@@ -1,0 +1,129 @@
+/**
+ * Reader of the recordings of Vortena inertial measurement units.
+ *
+ * Every method is synchronous: it blocks the calling thread until files are read and written. Worker threads may call
+ * the methods at the same time; nothing is shared between calls. Paths are UTF-8 and end at their first zero character.
+ *
+ * Argument errors throw a `TypeError` with the message "Wrong number of arguments" or "Wrong arguments". Failures of
+ * reading or writing are ordinary result texts, listed with each method. Memory that runs out throws an `Error`.
+ */
+
+/** What {@link read} answers with, after `JSON.parse`, when the CSV file could be created. */
+export interface ReadSummary {
+  /** Start of the recording, `year-month-day hour:minute:second`; `0000-00-00 00:00:00` when unknown. */
+  createdAt: string;
+  /** End of the recording, in the same form. */
+  endDate: string;
+  /** Time base of the recording, ticks per second. */
+  frequency: number;
+  /** Firmware version, as digits in a string. */
+  version: string;
+  /** Firmware minor version, as digits in a string. */
+  minorVersion: string;
+  /** Firmware major version, as digits in a string. */
+  majorVersion: string;
+  /** Identifier of the measurement; -1 when the recording has none. */
+  measureId: number;
+}
+
+/** What {@link read} answers with, after `JSON.parse`, when the CSV file could not be created. */
+export interface ReadFailure {
+  error: 'Error during data loading.';
+}
+
+/** Settings of the accelerometer or gyroscope. Calibration values carry their integer part only. */
+export interface SensorSettings {
+  /** Sampling frequency, Hz. */
+  frequency: number;
+  /** Full scale: g for the accelerometer, degrees per second for the gyroscope. */
+  range: number;
+  /** Offsets in the unit of the range, subtracted after scaling. */
+  offsetX: number;
+  offsetY: number;
+  offsetZ: number;
+  /** Dimensionless gains, divided by after the offset. */
+  gainX: number;
+  gainY: number;
+  gainZ: number;
+}
+
+/** What {@link readConfig} answers with, after `JSON.parse`. Absent settings leave their member out. */
+export interface Configuration {
+  /** Base64 of all header frames that the reader does not understand, in file order. */
+  unknownFrames: string;
+  gyro?: SensorSettings;
+  accel?: SensorSettings;
+  /** Barometer; `frequency` in Hz. */
+  baro?: { frequency: number };
+  /** Satellite-position receiver; `frequency` in Hz. */
+  gps?: { frequency: number };
+  /** Present, like the seven members after it, when the header names the device or its firmware. Signed 32-bit. */
+  deviceId?: number;
+  deviceType?: number;
+  bodyLocation?: number;
+  version?: number;
+  majorVersion?: number;
+  minorVersion?: number;
+  radioMode?: number;
+  radioChannel?: number;
+  /** Start and end of the recording, `year-month-day hour:minute:second`. */
+  createdAt: string;
+  endDate: string;
+  /** Time base of the recording, ticks per second. */
+  frequency: number;
+  /** Identifier of the measurement; -1 when the recording has none. */
+  measureId: number;
+}
+
+/**
+ * Decodes one recording, writes all of its channels to one CSV file and answers with a summary.
+ *
+ * A recording that cannot be read still gives a CSV (of headers only) and a summary of defaults; check the third line
+ * of the CSV, "Total data points: N", for what was found. Write errors after the CSV was created, a full disk for
+ * instance, are not reported: a complete file has N rows after its seven header lines.
+ *
+ * @param path the recording file.
+ * @param csvPath the CSV file to create or overwrite; its folder must exist.
+ * @returns JSON text of a {@link ReadSummary}, or of a {@link ReadFailure} when the CSV file cannot be created.
+ * @throws TypeError when there are fewer than two arguments or one of the first two is not a primitive string.
+ */
+export function read(path: string, csvPath: string): string;
+
+/**
+ * Reads recordings made together, brings them onto one clock and writes one CSV file for each.
+ * Not available in this version: checks its arguments, then throws an `Error`.
+ *
+ * @param paths the recording files.
+ * @param outputFolder an existing folder for the CSV files.
+ * @throws TypeError when the arguments are too few, or not an array of primitive strings and a primitive string.
+ */
+export function readAndSync2(paths: string[], outputFolder: string): string;
+
+/**
+ * Reads the configuration header of a recording.
+ *
+ * @param path the recording file; its first 512 bytes suffice.
+ * @returns JSON text of a {@link Configuration}, or the empty string when the file cannot be read or has no header.
+ * @throws TypeError when the argument is missing or not a primitive string.
+ */
+export function readConfig(path: string): string;
+
+/**
+ * Writes a file with a configuration header from a configuration text.
+ * Not available in this version: checks its arguments, then throws an `Error`.
+ *
+ * @param path the file to create or overwrite.
+ * @param config the configuration text.
+ * @throws TypeError when there are fewer than two arguments or one of the first two is not a primitive string.
+ */
+export function writeConfig(path: string, config: string): 'OK' | 'ERROR';
+
+/**
+ * Reads the device identifier of a recording.
+ *
+ * @param path the recording file; its first 512 bytes suffice.
+ * @returns JSON text `{"deviceId":N}` with N a signed 32-bit number, -1 when the header names no device; or the empty
+ *   string when the file cannot be read or has no header.
+ * @throws TypeError when the argument is missing or not a primitive string.
+ */
+export function readConfigDeviceId(path: string): string;

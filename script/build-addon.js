@@ -1,0 +1,93 @@
+// Builds the module for the running Node.js with CMake and leaves it at build/Release/addon.node. Needs no network.
+// Usage: node script/build-addon.js [PRESET | --headers]; a preset builds into its own folder, with its own flags;
+// --headers only tells where the headers are.
+'use strict';
+
+const { spawnSync } = require('node:child_process');
+const fs = require('node:fs');
+const os = require('node:os');
+const path = require('node:path');
+
+const root = path.join(__dirname, '..');
+
+function fail(sentence, details) {
+  if (details) {
+    console.error(details);
+  }
+  console.error(`vortena-reader: ${sentence}`);
+  process.exit(1);
+}
+
+function runs(command) {
+  const result = spawnSync(command, ['--version'], { stdio: 'ignore' });
+  return !result.error && result.status === 0;
+}
+
+/** The ABI number that the headers in a folder are for, or undefined when there are none. */
+function headersAbi(directory) {
+  try {
+    const header = fs.readFileSync(path.join(directory, 'node_version.h'), 'utf8');
+    return /#define\s+NODE_MODULE_VERSION\s+(\d+)/.exec(header)?.[1];
+  } catch {
+    return undefined;
+  }
+}
+
+/** Headers count only when they are for the running Node.js: others compile, and then fail to load or crash. */
+function findHeaders() {
+  const nodedir = process.env.npm_config_nodedir;
+  const candidates = [
+    ...(nodedir ? [path.join(nodedir, 'include', 'node'), nodedir] : []),
+    path.join(path.dirname(fs.realpathSync(process.execPath)), '..', 'include', 'node'),
+    path.join(path.dirname(process.execPath), '..', 'include', 'node'),
+    '/usr/include/node',
+    '/usr/include/nodejs/src',
+  ];
+  return candidates.find((directory) => headersAbi(directory) === process.versions.modules);
+}
+
+function cmake(args) {
+  const result = spawnSync('cmake', args, { cwd: root, encoding: 'utf8', maxBuffer: 1 << 28 });
+  if (result.status !== 0) {
+    fail('the module did not build; what CMake printed stands above.', `${result.stdout}${result.stderr}`);
+  }
+}
+
+function main() {
+  const [preset] = process.argv.slice(2);
+  const headers = findHeaders();
+  if (!headers) {
+    fail(
+      `no headers of Node.js ${process.version} (ABI ${process.versions.modules}) found: install the development ` +
+        'package that belongs to it, or set npm_config_nodedir to the folder that holds include/node.',
+    );
+  }
+  if (preset === '--headers') {
+    return console.log(headers);
+  }
+  if (!runs('cmake')) {
+    fail('building needs CMake 3.21 or newer, and there is no "cmake" on the PATH.');
+  }
+  const compilers = process.env.CXX ? [process.env.CXX] : ['c++', 'g++', 'clang++'];
+  if (!compilers.some(runs)) {
+    fail(`building needs a C++20 compiler, and none of ${compilers.join(', ')} runs.`);
+  }
+
+  const binary = path.join(root, 'build', preset ? path.join('preset', preset) : 'addon');
+  const output = preset ? binary : path.join(root, 'build', 'Release');
+  cmake([
+    ...(preset ? ['--preset', preset] : ['-DCMAKE_BUILD_TYPE=Release']),
+    '-S', root,
+    '-B', binary,
+    `-DNODE_INCLUDE_DIR=${headers}`,
+  ]);
+  cmake(['--build', binary, '--target', 'addon', '--parallel', String(os.availableParallelism())]);
+  fs.mkdirSync(output, { recursive: true });
+  if (output !== binary) {
+    fs.copyFileSync(path.join(binary, 'addon.node'), path.join(output, 'addon.node.new'));
+    fs.renameSync(path.join(output, 'addon.node.new'), path.join(output, 'addon.node'));
+  }
+  return console.log(`vortena-reader: built for Node.js ${process.version} with the headers in ${headers}`);
+}
+
+main();
