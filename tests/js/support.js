@@ -1,0 +1,45 @@
+// Files for the tests of the module. The package under test is this folder's, or the one that VORTENA_PACKAGE names.
+'use strict';
+
+const fs = require('node:fs');
+const os = require('node:os');
+const path = require('node:path');
+
+const packagePath = process.env.VORTENA_PACKAGE ?? path.join(__dirname, '..', '..');
+
+function frame(family, id, payload) {
+  return [0x4b, 0x56, family, id, payload.length, ...payload, 0xff, 0xfe];
+}
+
+/** A header block with a device, a time base of 100 ticks a second and a 100 Hz gyroscope of identifier 201. */
+function headerBlock({ start = 0, extra = [] } = {}) {
+  const gyro = [201, 0, 100, 3, ...Array(12).fill(0), ...Array(3).fill([0, 0, 0x27, 0x10]).flat(), 0, 0];
+  const frames = [...frame(1, 1, [0, 0, 4, 210, 2, 5]), ...frame(3, 8, [0, 100]), ...frame(3, 3, gyro), ...extra];
+  const block = Buffer.alloc(512);
+  block.set(frames.slice(0, 512 - start), start);
+  return block;
+}
+
+/** A data package whose 63 records are gyroscope samples of 1000 deg/s about x. */
+function dataBlock(baseTick) {
+  const block = Buffer.alloc(512);
+  block.writeUInt32BE(baseTick, 4);
+  for (let r = 1; r <= 63; r += 1) {
+    block.set([201, r - 1, 0x40, 0], 8 * r);
+  }
+  return block;
+}
+
+function scratchFolder(test) {
+  const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'vortena-'));
+  test.after(() => fs.rmSync(folder, { recursive: true, force: true }));
+  return folder;
+}
+
+function writeRecording(folder, name, blocks = [headerBlock(), dataBlock(1000)]) {
+  const file = path.join(folder, name);
+  fs.writeFileSync(file, Buffer.concat(blocks));
+  return file;
+}
+
+module.exports = { packagePath, frame, headerBlock, dataBlock, scratchFolder, writeRecording };
