@@ -1,0 +1,78 @@
+# Sourced by the scripts of this folder: moves to the repository and installs, on Debian, the tools that are missing.
+# Works as root and as a user with sudo, and says what it installs.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+oldest_node=20
+fetched_node=22
+
+as_root() {
+  if [ "$(id -u)" = 0 ]; then
+    "$@"
+  elif command -v sudo >/dev/null; then
+    sudo "$@"
+  else
+    echo "Installing packages needs root or sudo: $*" >&2
+    exit 1
+  fi
+}
+
+install_packages() {
+  if ! command -v apt-get >/dev/null; then
+    echo "Please install: $*" >&2
+    exit 1
+  fi
+  echo "Installing Debian packages: $*"
+  as_root apt-get update -q >/dev/null
+  as_root env DEBIAN_FRONTEND=noninteractive apt-get install -qy --no-install-recommends "$@" >/dev/null
+}
+
+# need THING:PACKAGE ...: a thing is a command, or a file by its absolute path.
+need() {
+  local missing=() entry thing
+  for entry in "$@"; do
+    thing=${entry%%:*}
+    case $thing in
+      /*) [ -e "$thing" ] || missing+=("${entry#*:}") ;;
+      *) command -v "$thing" >/dev/null || missing+=("${entry#*:}") ;;
+    esac
+  done
+  [ ${#missing[@]} = 0 ] || install_packages "${missing[@]}"
+}
+
+node_is_new_enough() {
+  command -v node >/dev/null && [ "$(node -p 'process.versions.node.split(".")[0]')" -ge "$oldest_node" ]
+}
+
+node_has_headers() { node script/build-addon.js --headers >/dev/null 2>&1; }
+
+# The Node.js releases of the npm registry carry their headers along.
+fetch_node() { # VERSION FOLDER
+  local package
+  package=node-linux-$(uname -m | sed 's/x86_64/x64/; s/aarch64/arm64/')
+  echo "Fetching Node.js $1 from the npm registry into $2"
+  mkdir -p "$2"
+  npm install --silent --no-save --no-package-lock --prefix "$2" "$package@$1" >/dev/null
+  ln -sfn "node_modules/$package/bin" "$2/bin"
+}
+
+need_node() {
+  local fetched=$PWD/build/node
+  [ ! -x "$fetched/bin/node" ] || PATH=$fetched/bin:$PATH
+  command -v node >/dev/null || need node:nodejs
+  need npm:npm
+  if node_is_new_enough && ! node_has_headers; then
+    need /usr/include/node/node.h:libnode-dev || true
+  fi
+  if ! node_is_new_enough || ! node_has_headers; then
+    fetch_node "$fetched_node" "$fetched"
+    PATH=$fetched/bin:$PATH
+  fi
+  export PATH
+}
+
+need_build_tools() {
+  need cmake:cmake ninja:ninja-build make:make g++:g++ /usr/include/gtest/gtest.h:libgtest-dev \
+    /usr/include/gmock/gmock.h:libgmock-dev
+  need_node
+}
