@@ -4,6 +4,7 @@
 
 #include "reader/csv_export.h"
 #include "reader/json_answers.h"
+#include "reader/quaternion_channel.h"
 #include "reader/recording_file.h"
 #include "reader/utf8_path.h"
 
@@ -17,7 +18,9 @@ constexpr const char* kReadError = R"({"error":"Error during data loading."})";
 std::string BinReader2::read(const char* path, const char* csv_path) {
   kiv_Config config;
   SensorMap sensors;
-  kiv_read(&config, &sensors, path);
+  if (kiv_read(&config, &sensors, path)) {
+    kiv_computeQuaternion(&config, &sensors);
+  }
   // Whether decoding succeeded does not decide the answer: what there is gets exported.
   if (!exportCSV(csv_path, &config, &sensors)) {
     return kReadError;

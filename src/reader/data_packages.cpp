@@ -40,11 +40,6 @@ void reserve_series(SampleSeries<Axes>& series, double growth) {
   series.reserve(static_cast<std::size_t>(expected));
 }
 
-template <std::size_t Axes>
-bool has_shape(const kiv_DataSensor& sensor, std::size_t sample_count) {
-  return sensor.axisCount == Axes && sensor.sampleCount == sample_count && sensor.has_axes(Axes);
-}
-
 }  // namespace
 
 PackageDecoder::PackageDecoder(const kiv_Config& config)
@@ -135,7 +130,7 @@ template <std::size_t Axes>
 void _transfertData(SensorMap* sensors, const kiv_Config& config, int key, SampleSeries<Axes>* series) {
   const auto& samples = series->ordered_samples();
   kiv_DataSensor& sensor = sensors->try_emplace(key, Axes, samples.size()).first->second;
-  if (has_shape<Axes>(sensor, samples.size())) {
+  if (sensor.has_shape(Axes, samples.size())) {
     const double ticks_per_second = config.frequency;
     for (std::size_t i = 0; i < samples.size(); ++i) {
       sensor.timestamps[i] = static_cast<double>(samples[i].tick) / ticks_per_second;

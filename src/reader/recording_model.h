@@ -146,6 +146,11 @@ struct kiv_DataSensor {
 
   /// True when the record has at least `axes` axes and its vectors are as large as its counts say.
   [[nodiscard]] bool has_axes(std::uint64_t axes) const;
+
+  /// True when the record has exactly these counts and its vectors are as large as they say.
+  [[nodiscard]] bool has_shape(std::uint64_t axes, std::uint64_t samples) const {
+    return axisCount == axes && sampleCount == samples && has_axes(axes);
+  }
 };
 
 /// Keys of the sensor map. 4, 8 and 9 are never used.

@@ -6,10 +6,13 @@
 #include <sstream>
 
 #include "reader/bin_reader2.h"
+#include "tracker/tracked_unit.h"
 
 namespace vortena::testing {
 namespace {
 
+using tracker_testing::angle_between;
+using tracker_testing::Quat;
 using Row = std::vector<std::string>;
 
 std::vector<Row> split_rows(const std::string& csv) {
@@ -60,6 +63,14 @@ TEST(SimulatedRecording, CsvAgreesWithWhatWentInCellByCell) {
       expect_cell(row[8], truth.temperature_c, 0.01, 0.1);
     } else {
       EXPECT_EQ(row[7] + row[8], "");
+    }
+    if (tick >= 4 &&
+        tick + 1 < ticks) {  // the first five samples find the start, the last has no orientation
+      Quat q{};
+      for (std::size_t k = 0; k < 4; ++k) {
+        q[k] = std::stod(row[10 + k]);
+      }
+      EXPECT_LT(angle_between(q, truth.attitude), 1.0) << "degrees";
     }
     if (const int event = true_event(plan, tick); event != 0) {
       events.emplace_back(tick, std::to_string(event) + ".000");

@@ -1,0 +1,93 @@
+// Quaternions (w, x, y, z) with Hamilton products, and rotation matrices.
+#include <cmath>
+
+#include "tracker/fixed_matrix.h"
+#include "tracker/tracker.h"
+
+namespace {
+
+/// out = a b without normalisation; out is neither a nor b.
+void hamilton_product(const float a[4], const float b[4], float out[4]) {
+  out[0] = a[0] * b[0] - a[1] * b[1] - a[2] * b[2] - a[3] * b[3];
+  out[1] = a[0] * b[1] + a[1] * b[0] + a[2] * b[3] - a[3] * b[2];
+  out[2] = a[0] * b[2] - a[1] * b[3] + a[2] * b[0] + a[3] * b[1];
+  out[3] = a[0] * b[3] + a[1] * b[2] - a[2] * b[1] + a[3] * b[0];
+}
+
+}  // namespace
+
+void quaternion_product(const float a[4], const float b[4], float out[4]) {
+  float product[4];
+  hamilton_product(a, b, product);
+  normalize_quaternion(product, 4);
+  tracker::copy<4>(product, out);
+}
+
+void get_conjugate(const float q[4], float out[4]) {
+  const float conjugate[4] = {q[0], -q[1], -q[2], -q[3]};
+  tracker::copy<4>(conjugate, out);
+  // Over the norm, not the squared norm: for other than unit quaternions this is not the inverse, and is
+  // meant so.
+  normalize_quaternion(out, 4);
+}
+
+void normalize_quaternion(float v[4], int32_t n) {
+  float sum = 0.0F;
+  for (int32_t i = 0; i < n; ++i) {
+    sum += v[i] * v[i];
+  }
+  if (sum == 0.0F) {
+    return;
+  }
+  const float norm = std::sqrt(sum);
+  for (int i = 0; i < 4; ++i) {  // always four entries, however many made up the norm
+    v[i] /= norm;
+  }
+}
+
+void quaternion_rotate_vector(const float v[3], const float q[4], float out[3]) {
+  const float length = std::sqrt(tracker::squared_norm<3>(v));
+  const float pure[4] = {0.0F, v[0], v[1], v[2]};
+  float half_turned[4];
+  float conjugate[4];
+  float turned[4];
+  quaternion_product(q, pure, half_turned);
+  get_conjugate(q, conjugate);
+  hamilton_product(half_turned, conjugate, turned);
+  normalize_quaternion(turned, 4);
+  for (int i = 0; i < 3; ++i) {
+    out[i] = length * turned[1 + i];
+  }
+}
+
+void quaternion_to_rotation_matrix(const float q[4], float M[9]) {
+  const float w = q[0], x = q[1], y = q[2], z = q[3];
+  M[0] = w * w + x * x - y * y - z * z;
+  M[1] = 2.0F * (x * y + w * z);
+  M[2] = 2.0F * (x * z - w * y);
+  M[3] = 2.0F * (x * y - w * z);
+  M[4] = w * w - x * x + y * y - z * z;
+  M[5] = 2.0F * (w * x + y * z);
+  M[6] = 2.0F * (w * y + x * z);
+  M[7] = 2.0F * (y * z - w * x);
+  M[8] = w * w - x * x - y * y + z * z;
+}
+
+void euler_to_rotation_matrix(float M[9], float roll, float pitch, float yaw) {
+  const float cr = std::cos(roll), sr = std::sin(roll);
+  const float cp = std::cos(pitch), sp = std::sin(pitch);
+  const float cy = std::cos(yaw), sy = std::sin(yaw);
+  M[0] = cy * cp;
+  M[1] = cy * sp * sr - sy * cr;
+  M[2] = cy * sp * cr + sy * sr;
+  M[3] = sy * cp;
+  M[4] = sy * sp * sr + cy * cr;
+  M[5] = sy * sp * cr - cy * sr;
+  M[6] = -sp;
+  M[7] = cp * sr;
+  M[8] = cp * cr;
+}
+
+void rotate_vector(const float v[3], const float M[9], float out[3]) {
+  tracker::multiply<3, 3, 1, 3, 1, 1>(M, v, out);
+}
