@@ -58,22 +58,21 @@ TEST(CsvExport, LaysEveryChannelOnTheRowClock) {
       .series(kEventKey, 1, {7, 8, 9}, {0.011, 0.012, 0.0120001})
       .series(kRadioByteKey, 1, {99})
       .series(kQuaternionKey, 4, {1, 0.5, 0, 0, 0, 0.5, 0, 0});
-  EXPECT_EQ(
-      c.text(),
-      "Tessaro - Vortena data export\n"
-      "Created on: 2019-03-07 09:05:00\n"
-      "Total data points: 5\n"
-      "\n"
-      "Time [200 hz],Gyro [200 hz],,,Accel [100 hz],,,Baro [50 hz],,Event [200 hz],Quaternion [200 hz],,,,\n"
-      "Time,Gyro X,Gyro Y,Gyro Z,Accel X,Accel Y,Accel Z,Pressure,Temperature,Event,Quat W,Quat X,Quat "
-      "Y,Quat Z,\n"
-      "[s],[deg/s],[deg/s],[deg/s],[g],[g],[g],[mBar],[degree C],[],[],[],[],[],\n"
-      "0.00500,-0.12500,1.00000,2.00000,1.00000,4.00000,7.00000,963.512,23.4,,1.00000,0.00000,0.00000,0."
-      "00000,\n"
-      "0.01000,0.00000,1.00000,2.00000,,,,,,,0.50000,0.00000,0.50000,0.00000,\n"
-      "0.01500,0.00000,1.00000,2.00000,2.00000,5.00000,8.00000,,,7.000,,,,,\n"
-      "0.02000,0.00000,1.00000,2.00000,,,,,,8.000,,,,,\n"
-      "0.02500,1.00000,1.00000,2.00000,3.00000,6.00000,9.00000,963.513,-23.4,9.000,,,,,\n");
+  EXPECT_EQ(c.text(),
+            "Tessaro - Vortena data export\n"
+            "Created on: 2019-03-07 09:05:00\n"
+            "Total data points: 5\n"
+            "\n"
+            "Time [200 hz],Gyro [200 hz],,,Accel [100 hz],,,Baro [50 hz],,Event [200 hz],Quaternion [200 hz],,,,\n"
+            "Time,Gyro X,Gyro Y,Gyro Z,Accel X,Accel Y,Accel Z,Pressure,Temperature,Event,Quat W,Quat X,Quat "
+            "Y,Quat Z,\n"
+            "[s],[deg/s],[deg/s],[deg/s],[g],[g],[g],[mBar],[degree C],[],[],[],[],[],\n"
+            "0.00500,-0.12500,1.00000,2.00000,1.00000,4.00000,7.00000,963.512,23.4,,1.00000,0.00000,0.00000,0."
+            "00000,\n"
+            "0.01000,0.00000,1.00000,2.00000,,,,,,,0.50000,0.00000,0.50000,0.00000,\n"
+            "0.01500,0.00000,1.00000,2.00000,2.00000,5.00000,8.00000,,,7.000,,,,,\n"
+            "0.02000,0.00000,1.00000,2.00000,,,,,,8.000,,,,,\n"
+            "0.02500,1.00000,1.00000,2.00000,3.00000,6.00000,9.00000,963.513,-23.4,9.000,,,,,\n");
 }
 
 TEST(CsvExport, HeadersFollowSettingsAndCellsFollowSamples) {
@@ -88,8 +87,7 @@ TEST(CsvExport, HeadersFollowSettingsAndCellsFollowSamples) {
   CsvCase event_without_group(1);
   event_without_group.config.event = {.present = true};
   event_without_group.series(kEventKey, 1, {5}, {1});
-  EXPECT_EQ(event_without_group.body(),
-            "Total data points: 1\n\nTime [1 hz],\nTime,Event,\n[s],[],\n1.00000,5.000,\n");
+  EXPECT_EQ(event_without_group.body(), "Total data points: 1\n\nTime [1 hz],\nTime,Event,\n[s],[],\n1.00000,5.000,\n");
 
   CsvCase radio_byte_as_event(1);
   radio_byte_as_event.config.radioByte = {.present = true};
@@ -110,9 +108,9 @@ TEST(CsvExport, RatioOfZeroCountsAsOneAndATimeBaseOfZeroGoesOn) {
     c.config.baro = {.frequency = frequency, .present = true};
     c.series(kBaroKey, 2, {1, 2, 3, 4, 5, 6});
     const bool decimated = frequency == 1;
-    EXPECT_THAT(c.body(), ::testing::HasSubstr(
-                              decimated ? "0.33333,1.000,4.0,\n0.66667,,,\n1.00000,,,\n"
-                                        : "0.33333,1.000,4.0,\n0.66667,2.000,5.0,\n1.00000,3.000,6.0,\n"));
+    EXPECT_THAT(c.body(),
+                ::testing::HasSubstr(decimated ? "0.33333,1.000,4.0,\n0.66667,,,\n1.00000,,,\n"
+                                               : "0.33333,1.000,4.0,\n0.66667,2.000,5.0,\n1.00000,3.000,6.0,\n"));
   }
   CsvCase zero(0);
   zero.config.event = {.present = true};
@@ -131,8 +129,7 @@ TEST(CsvExport, SeriesOfAnotherShapeCountAsAbsent) {
 TEST(CsvWriter, CellsAreWhatAStreamPrints) {
   std::mt19937_64 random(5);
   std::uniform_real_distribution<double> exponent(-9, 18);
-  std::vector<double> values{0.0,       -0.0,      0.05,  0.15,   0.25,   2.5,
-                             -0.000005, 0.0000005, 1e300, -1e308, 5e-324, 0.99999999};
+  std::vector<double> values{0.0, -0.0, 0.05, 0.15, 0.25, 2.5, -0.000005, 0.0000005, 1e300, -1e308, 5e-324, 0.99999999};
   for (int i = 0; i < 20000; ++i) {
     values.push_back(std::ldexp(static_cast<double>(static_cast<std::int64_t>(random()) >> 44), i % 30 - 17));
     values.push_back((i % 2 == 0 ? 1 : -1) * std::pow(10, exponent(random)));

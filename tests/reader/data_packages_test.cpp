@@ -32,9 +32,7 @@ Decoded decode(const Bytes& bytes) {
 
 Decoded decode(const HeaderBuilder& header, std::initializer_list<BlockBuilder> blocks) {
   Bytes bytes = recording({header.bytes()});
-  for (const BlockBuilder& b : blocks) {
-    bytes.insert(bytes.end(), b.bytes().begin(), b.bytes().end());
-  }
+  for (const BlockBuilder& b : blocks) { bytes.insert(bytes.end(), b.bytes().begin(), b.bytes().end()); }
   return decode(bytes);
 }
 
@@ -71,10 +69,10 @@ TEST(DataPackages, ScalesEveryChannel) {
 }
 
 TEST(DataPackages, OrdersByTickAndKeepsTheFirstSampleAtATick) {
-  const Decoded d = decode(header().time_base(1).accel(1),
-                           {block(100).accel(5, {1, 0, 0}).accel(0, {2, 0, 0}).accel(5, {3, 0, 0}),
-                            block(90).accel(10, {4, 0, 0}).accel(255, {5, 0, 0}).accel(0, {6, 0, 0}),
-                            block(0xFFFFFFFF).accel(255, {7, 0, 0}), block(105).accel(0, {8, 0, 0})});
+  const Decoded d =
+      decode(header().time_base(1).accel(1), {block(100).accel(5, {1, 0, 0}).accel(0, {2, 0, 0}).accel(5, {3, 0, 0}),
+                                              block(90).accel(10, {4, 0, 0}).accel(255, {5, 0, 0}).accel(0, {6, 0, 0}),
+                                              block(0xFFFFFFFF).accel(255, {7, 0, 0}), block(105).accel(0, {8, 0, 0})});
   const kiv_DataSensor& accel = d.at(kAccelKey);
   EXPECT_THAT(accel.timestamps, ElementsAre(90, 100, 105, 345, 4294967550));
   ASSERT_EQ(accel.sampleCount, 5U);
@@ -93,9 +91,7 @@ TEST(DataPackages, ShuffledBlocksGiveTheSeriesOfOrderedOnes) {
   }
   const auto series = [&blocks] {
     Bytes bytes = recording({header().time_base(100).gyro(100).bytes()});
-    for (const BlockBuilder& b : blocks) {
-      bytes.insert(bytes.end(), b.bytes().begin(), b.bytes().end());
-    }
+    for (const BlockBuilder& b : blocks) { bytes.insert(bytes.end(), b.bytes().begin(), b.bytes().end()); }
     return decode(bytes).at(kGyroKey);
   };
   const kiv_DataSensor ordered = series();
@@ -114,9 +110,8 @@ TEST(DataPackages, SharedIdentifiersGoToTheFirstChannelInOrder) {
     int family, id, length, key;  // key 0: the records are skipped
   };
   const Claim last_to_first[] = {
-      {3, 22, 3, kEventKey},     {3, 20, 5, 0},        {3, 19, 5, 0}, {3, 17, 5, kRadioTimeKey},
-      {3, 16, 3, kRadioByteKey}, {3, 10, 5, kMagKey},  {3, 7, 5, 0},  {2, 2, 2, kBaroKey},
-      {2, 1, 27, kGyroKey},      {2, 0, 27, kAccelKey}};
+      {3, 22, 3, kEventKey}, {3, 20, 5, 0}, {3, 19, 5, 0},       {3, 17, 5, kRadioTimeKey}, {3, 16, 3, kRadioByteKey},
+      {3, 10, 5, kMagKey},   {3, 7, 5, 0},  {2, 2, 2, kBaroKey}, {2, 1, 27, kGyroKey},      {2, 0, 27, kAccelKey}};
   HeaderBuilder claims = header();
   for (const Claim& claim : last_to_first) {
     Bytes payload(static_cast<std::size_t>(claim.length));
@@ -146,8 +141,7 @@ TEST(DataPackages, HeaderBlockCountsAsDataAndPartialBlocksDoNot) {
 }
 
 TEST(DataPackages, TimeBaseOfZeroGivesInfiniteTimes) {
-  const Decoded d =
-      decode(header().accel(1).radio_time(1, 0, 0), {block(5).accel(0, {1, 1, 1}).radio_time(0, 0)});
+  const Decoded d = decode(header().accel(1).radio_time(1, 0, 0), {block(5).accel(0, {1, 1, 1}).radio_time(0, 0)});
   EXPECT_TRUE(std::isinf(d.at(kAccelKey).timestamps[0]));
   EXPECT_TRUE(std::isnan(d.at(kRadioTimeKey).values[0]));
 }
@@ -177,8 +171,7 @@ TEST(RecordingFile, ShortAndMissingFiles) {
   const ScratchFolder folder;
   const Bytes whole = recording({header().time_base(100).accel(100).bytes()});
   for (const std::size_t size : {std::size_t{0}, std::size_t{1}, kBlockSize - 1, kBlockSize}) {
-    const std::string path =
-        folder.write("r.bin", Bytes(whole.begin(), whole.begin() + static_cast<long>(size)));
+    const std::string path = folder.write("r.bin", Bytes(whole.begin(), whole.begin() + static_cast<long>(size)));
     kiv_Config config;
     SensorMap sensors;
     EXPECT_EQ(kiv_read(&config, &sensors, path.c_str()), size == kBlockSize) << size;
@@ -187,8 +180,7 @@ TEST(RecordingFile, ShortAndMissingFiles) {
     EXPECT_EQ(kiv_readConfig(&header_only, path.c_str()), size > 1) << size;
     EXPECT_EQ(header_only.accel.frequency, size > 1 ? 100 : 0);
   }
-  for (const std::string& path :
-       {folder.path("missing"), folder.path(""), std::string(), std::string(5000, 'x')}) {
+  for (const std::string& path : {folder.path("missing"), folder.path(""), std::string(), std::string(5000, 'x')}) {
     kiv_Config config;
     SensorMap sensors;
     EXPECT_FALSE(kiv_read(&config, &sensors, path.c_str()));
@@ -205,9 +197,7 @@ class FailingBuffer : public std::stringbuf {
 
  protected:
   std::streamsize xsgetn(char* to, std::streamsize count) override {
-    if (seekoff(0, std::ios::cur, std::ios::in) + count > fault_) {
-      throw std::ios_base::failure("unreadable");
-    }
+    if (seekoff(0, std::ios::cur, std::ios::in) + count > fault_) { throw std::ios_base::failure("unreadable"); }
     return std::stringbuf::xsgetn(to, count);
   }
 

@@ -25,17 +25,11 @@ Bytes counting(int length) {
   return payload;
 }
 
-List list(auto... values) {
-  return {static_cast<double>(values)...};
-}
+List list(auto... values) { return {static_cast<double>(values)...}; }
 
-List date(const kiv_Config::DateStruct& d) {
-  return list(d.second, d.minute, d.hour, d.day, d.month, d.year);
-}
+List date(const kiv_Config::DateStruct& d) { return list(d.second, d.minute, d.hour, d.day, d.month, d.year); }
 
-List group(const kiv_Config::ScheduleConfig::Group& g) {
-  return list(g.b1, g.b2, g.b3, g.w, g.t);
-}
+List group(const kiv_Config::ScheduleConfig::Group& g) { return list(g.b1, g.b2, g.b3, g.w, g.t); }
 
 List sensor(const kiv_Config::SensorConfig& s) {
   return list(s.id, s.frequency, s.offsetX, s.offsetY, s.offsetZ, s.gainX, s.gainY, s.gainZ, s.auxiliary);
@@ -112,8 +106,7 @@ TEST(HeaderFrames, RangeCodesAndCalibrationAreSigned) {
   const struct {
     std::uint8_t code;
     int accel_g, gyro_deg_s;
-  } cases[] = {{0, 2, 245}, {1, 16, 500}, {2, 4, 1000},   {3, 8, 2000},
-               {4, 4, 125}, {5, 4, 1000}, {0xFF, 4, 1000}};
+  } cases[] = {{0, 2, 245}, {1, 16, 500}, {2, 4, 1000}, {3, 8, 2000}, {4, 4, 125}, {5, 4, 1000}, {0xFF, 4, 1000}};
   for (const auto& k : cases) {
     const kiv_Config config = decode(header().accel(100, k.code, {{-5, 0, 0}, {1, 1, 1}}).gyro(100, k.code));
     EXPECT_EQ(config.accel.range, k.accel_g) << int{k.code};
@@ -132,9 +125,7 @@ TEST(HeaderFrames, ExactLengthsOfFirmwareAndPositionReceiver) {
   EXPECT_EQ(firmware(be(999, 4)), (List{0, 1, 9, 9, 9}));
   EXPECT_EQ(firmware(be(1000, 4)), (List{0, 1, 0, 0, 0}));
   EXPECT_EQ(firmware(be(-123, 4)), (List{0, 1, -1, -2, -3}));
-  for (const int length : {3, 5, 7}) {
-    EXPECT_EQ(firmware(counting(length)), (List{1, 0, 0, 0, 0}));
-  }
+  for (const int length : {3, 5, 7}) { EXPECT_EQ(firmware(counting(length)), (List{1, 0, 0, 0, 0})); }
 
   const auto gps = [](const Bytes& payload) {
     const kiv_Config c = decode(header().frame(3, 7, payload));
@@ -143,9 +134,7 @@ TEST(HeaderFrames, ExactLengthsOfFirmwareAndPositionReceiver) {
   EXPECT_EQ(gps(join({{9}, be(10, 4), {7, 1, 2}})), (List{0, 1, 9, 100, 7, 0x0102}));
   EXPECT_EQ(gps(join({{9}, be(0, 4), {7, 1, 2}})), (List{0, 1, 9, 0, 7, 0x0102}));
   EXPECT_EQ(gps(counting(5)), (List{0, 1, 1, 0x0203, 0, 0x0405}));
-  for (const int length : {4, 6, 7, 9}) {
-    EXPECT_EQ(gps(counting(length)), (List{1, 0, 0, 0, 0, 0}));
-  }
+  for (const int length : {4, 6, 7, 9}) { EXPECT_EQ(gps(counting(length)), (List{1, 0, 0, 0, 0, 0})); }
 }
 
 TEST(HeaderFrames, SecondRadioParameterReachesIntoTheTrailer) {
@@ -157,8 +146,7 @@ TEST(HeaderFrames, SecondRadioParameterReachesIntoTheTrailer) {
 }
 
 TEST(HeaderFrames, UnknownFramesAreKeptWholeAndInOrder) {
-  const int unknown[][2] = {{0, 1}, {4, 1}, {1, 0}, {1, 3},  {1, 4},
-                            {1, 6}, {2, 3}, {3, 5}, {3, 23}, {3, 255}};
+  const int unknown[][2] = {{0, 1}, {4, 1}, {1, 0}, {1, 3}, {1, 4}, {1, 6}, {2, 3}, {3, 5}, {3, 23}, {3, 255}};
   HeaderBuilder builder = header().time_base(100);
   Bytes expected;
   for (const auto& [family, id] : unknown) {
@@ -195,8 +183,7 @@ TEST(HeaderFrames, WhatRunsOverTheBlockReadsAsZero) {
 
   const kiv_Config longest = decode(header(507).raw({kMagic0, kMagic1, 9, 9, 255}));
   EXPECT_EQ(longest.unknownFrames.size(), kMaxFrameSize);
-  const kiv_Config last_byte =
-      decode(header(500).raw({kMagic0, kMagic1, 9, 9, 4, 1, 2, 3, 4, 0, 0, kMagic0}));
+  const kiv_Config last_byte = decode(header(500).raw({kMagic0, kMagic1, 9, 9, 4, 1, 2, 3, 4, 0, 0, kMagic0}));
   EXPECT_EQ(last_byte.unknownFrames.size(), 11U + 7U) << "a frame opened by the block's last byte";
 }
 

@@ -20,9 +20,8 @@ kiv_Config decode(const HeaderBuilder& builder) {
 
 TEST(JsonAnswers, AHeaderThatSaysNothing) {
   const kiv_Config config = decode(header().frame(9, 9, {}));
-  EXPECT_EQ(config_answer_json(config),
-            R"({"unknownFrames":"S1YJCQD//g==","createdAt":"0000-00-00 00:00:00",)"
-            R"("endDate":"0000-00-00 00:00:00","frequency":0,"measureId":-1})");
+  EXPECT_EQ(config_answer_json(config), R"({"unknownFrames":"S1YJCQD//g==","createdAt":"0000-00-00 00:00:00",)"
+                                        R"("endDate":"0000-00-00 00:00:00","frequency":0,"measureId":-1})");
   EXPECT_EQ(device_id_answer_json(config), R"({"deviceId":-1})");
   EXPECT_EQ(_generate_read_answer_JSON(config),
             R"({"createdAt":"0000-00-00 00:00:00","endDate":"0000-00-00 00:00:00","frequency":0,)"
@@ -60,8 +59,7 @@ TEST(JsonAnswers, CalibrationBeyondTheIntegerRangeIsClamped) {
   kiv_Config config;
   config.accel = {.offsetX = 1e300, .offsetY = -1e300, .offsetZ = std::nan(""), .present = true};
   const std::string json = config_answer_json(config);
-  EXPECT_NE(json.find(R"("offsetX":2147483647,"offsetY":-2147483648,"offsetZ":0,)"), std::string::npos)
-      << json;
+  EXPECT_NE(json.find(R"("offsetX":2147483647,"offsetY":-2147483648,"offsetZ":0,)"), std::string::npos) << json;
 }
 
 TEST(DateText, NegativeAndSingleDigitFieldsGetAZeroInFront) {

@@ -63,8 +63,7 @@ TEST(QuaternionChannel, HoldsOneQuaternionASampleAndZerosWhereThereIsNone) {
   const kiv_DataSensor& q = input.quaternion();
   EXPECT_EQ(q.timestamps, input.sensors.at(kAccelKey).timestamps);
   for (std::size_t i = 0; i < 9; ++i) {
-    const double norm =
-        std::hypot(q.values[i], std::hypot(q.values[9 + i], q.values[18 + i], q.values[27 + i]));
+    const double norm = std::hypot(q.values[i], std::hypot(q.values[9 + i], q.values[18 + i], q.values[27 + i]));
     EXPECT_NEAR(norm, i >= 4 && i < 8 ? 1 : 0, 1e-6) << "sample " << i;
   }
   Input one(1, 1);
@@ -87,8 +86,7 @@ TEST(QuaternionChannel, OverwritesAnEntryOfItsShapeAndNoOther) {
   Input input(20, 20);
   ASSERT_TRUE(input.compute());
   const auto first = input.quaternion().values;
-  std::fill(input.sensors.at(kQuaternionKey).values.begin(), input.sensors.at(kQuaternionKey).values.end(),
-            7.0);
+  std::fill(input.sensors.at(kQuaternionKey).values.begin(), input.sensors.at(kQuaternionKey).values.end(), 7.0);
   ASSERT_TRUE(input.compute());
   EXPECT_EQ(input.quaternion().values, first);
   input.sensors.insert_or_assign(kQuaternionKey, kiv_DataSensor(4, 3));

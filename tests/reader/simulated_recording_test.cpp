@@ -21,9 +21,7 @@ std::vector<Row> split_rows(const std::string& csv) {
   for (std::string line; std::getline(lines, line);) {
     rows.emplace_back();
     std::istringstream cells(line);
-    for (std::string cell; std::getline(cells, cell, ',');) {
-      rows.back().push_back(cell);
-    }
+    for (std::string cell; std::getline(cells, cell, ',');) { rows.back().push_back(cell); }
   }
   return rows;
 }
@@ -64,12 +62,9 @@ TEST(SimulatedRecording, CsvAgreesWithWhatWentInCellByCell) {
     } else {
       EXPECT_EQ(row[7] + row[8], "");
     }
-    if (tick >= 4 &&
-        tick + 1 < ticks) {  // the first five samples find the start, the last has no orientation
+    if (tick >= 4 && tick + 1 < ticks) {  // the first five samples find the start, the last has no orientation
       Quat q{};
-      for (std::size_t k = 0; k < 4; ++k) {
-        q[k] = std::stod(row[10 + k]);
-      }
+      for (std::size_t k = 0; k < 4; ++k) { q[k] = std::stod(row[10 + k]); }
       EXPECT_LT(angle_between(q, truth.attitude), 1.0) << "degrees";
     }
     if (const int event = true_event(plan, tick); event != 0) {

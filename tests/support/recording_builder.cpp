@@ -9,9 +9,7 @@ namespace vortena::testing {
 
 Bytes le(std::int64_t value, int size) {
   Bytes bytes;
-  for (int k = 0; k < size; ++k) {
-    bytes.push_back(static_cast<std::uint8_t>(value >> (8 * k) & UINT8_MAX));
-  }
+  for (int k = 0; k < size; ++k) { bytes.push_back(static_cast<std::uint8_t>(value >> (8 * k) & UINT8_MAX)); }
   return bytes;
 }
 
@@ -26,17 +24,13 @@ Bytes be_axes(const Axes& values, int size) {
 
 Bytes join(std::initializer_list<Bytes> pieces) {
   Bytes all;
-  for (const Bytes& piece : pieces) {
-    all.insert(all.end(), piece.begin(), piece.end());
-  }
+  for (const Bytes& piece : pieces) { all.insert(all.end(), piece.begin(), piece.end()); }
   return all;
 }
 
 HeaderBuilder& HeaderBuilder::raw(const Bytes& bytes) {
   for (const std::uint8_t byte : bytes) {
-    if (position_ < kBlockSize) {
-      block_[position_++] = byte;
-    }
+    if (position_ < kBlockSize) { block_[position_++] = byte; }
   }
   return *this;
 }
@@ -60,15 +54,12 @@ BlockBuilder& BlockBuilder::record(std::uint8_t id, std::uint8_t delta, const By
 
 Bytes recording(std::initializer_list<BlockArray> blocks) {
   Bytes bytes;
-  for (const BlockArray& block : blocks) {
-    bytes.insert(bytes.end(), block.begin(), block.end());
-  }
+  for (const BlockArray& block : blocks) { bytes.insert(bytes.end(), block.begin(), block.end()); }
   return bytes;
 }
 
 ScratchFolder::ScratchFolder()
-    : folder_(std::filesystem::temp_directory_path() /
-              ("vortena-" + std::to_string(std::random_device{}()))) {
+    : folder_(std::filesystem::temp_directory_path() / ("vortena-" + std::to_string(std::random_device{}()))) {
   std::filesystem::create_directory(folder_);
 }
 

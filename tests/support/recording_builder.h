@@ -18,15 +18,7 @@ using BlockArray = std::array<std::uint8_t, kBlockSize>;
 using Axes = std::array<std::int64_t, 3>;
 
 /// Identifiers that the builder gives to channels.
-enum ChannelId : std::uint8_t {
-  kAccelId = 200,
-  kGyroId,
-  kBaroId,
-  kMagId,
-  kRadioByteId,
-  kRadioTimeId,
-  kEventId
-};
+enum ChannelId : std::uint8_t { kAccelId = 200, kGyroId, kBaroId, kMagId, kRadioByteId, kRadioTimeId, kEventId };
 
 /// The low `size` bytes of a number, highest first.
 Bytes be(std::int64_t value, int size);
@@ -75,9 +67,7 @@ class HeaderBuilder {
 
  private:
   HeaderBuilder& sensor(int id, std::uint8_t channel, int hz, std::uint8_t range_code, const Calibration& c) {
-    return frame(
-        3, id,
-        join({{channel}, be(hz, 2), {range_code}, be_axes(c.offsets, 4), be_axes(c.gains, 4), {0, 0}}));
+    return frame(3, id, join({{channel}, be(hz, 2), {range_code}, be_axes(c.offsets, 4), be_axes(c.gains, 4), {0, 0}}));
   }
 
   BlockArray block_{};
@@ -85,9 +75,7 @@ class HeaderBuilder {
 };
 
 /// A header block whose first frame opens at `position`.
-inline HeaderBuilder header(std::size_t position = 0) {
-  return HeaderBuilder(position);
-}
+inline HeaderBuilder header(std::size_t position = 0) { return HeaderBuilder(position); }
 
 /// A data package under construction; it takes 63 records.
 class BlockBuilder {
@@ -102,12 +90,8 @@ class BlockBuilder {
   BlockBuilder& baro(std::uint8_t delta, std::int64_t pressure, std::int64_t temperature) {
     return record(kBaroId, delta, join({le(pressure, 3), le(temperature, 2)}));
   }
-  BlockBuilder& radio_byte(std::uint8_t delta, std::uint8_t value) {
-    return record(kRadioByteId, delta, {value});
-  }
-  BlockBuilder& radio_time(std::uint8_t delta, std::int64_t ticks) {
-    return record(kRadioTimeId, delta, be(ticks, 4));
-  }
+  BlockBuilder& radio_byte(std::uint8_t delta, std::uint8_t value) { return record(kRadioByteId, delta, {value}); }
+  BlockBuilder& radio_time(std::uint8_t delta, std::int64_t ticks) { return record(kRadioTimeId, delta, be(ticks, 4)); }
   BlockBuilder& event(std::uint8_t delta, std::uint8_t value) {
     return record(kEventId, delta, {0, 0, 0, 0, 0, value});
   }
@@ -120,9 +104,7 @@ class BlockBuilder {
   std::size_t next_ = kFirstRecordOffset;
 };
 
-inline BlockBuilder block(std::uint32_t base_tick) {
-  return BlockBuilder(base_tick);
-}
+inline BlockBuilder block(std::uint32_t base_tick) { return BlockBuilder(base_tick); }
 
 Bytes recording(std::initializer_list<BlockArray> blocks);
 

@@ -22,22 +22,19 @@ using Quat = Vec<4>;
 // Sum and difference of vectors, and through their rows of matrices.
 template <typename T, std::size_t N>
 std::array<T, N> operator+(std::array<T, N> a, const std::array<T, N>& b) {
-  for (std::size_t i = 0; i < N; ++i)
-    a[i] = a[i] + b[i];
+  for (std::size_t i = 0; i < N; ++i) a[i] = a[i] + b[i];
   return a;
 }
 
 template <typename T, std::size_t N>
 std::array<T, N> operator-(std::array<T, N> a, const std::array<T, N>& b) {
-  for (std::size_t i = 0; i < N; ++i)
-    a[i] = a[i] - b[i];
+  for (std::size_t i = 0; i < N; ++i) a[i] = a[i] - b[i];
   return a;
 }
 
 template <std::size_t N>
 Vec<N> operator*(double factor, Vec<N> v) {
-  for (double& component : v)
-    component *= factor;
+  for (double& component : v) component *= factor;
   return v;
 }
 
@@ -46,43 +43,35 @@ double dot(const Vec<N>& a, const Vec<N>& b) {
   return std::inner_product(a.begin(), a.end(), b.begin(), 0.0);
 }
 
-double norm(const auto& v) {
-  return std::sqrt(dot(v, v));
-}
-auto unit(const auto& v) {
-  return 1.0 / norm(v) * v;
-}
+double norm(const auto& v) { return std::sqrt(dot(v, v)); }
+auto unit(const auto& v) { return 1.0 / norm(v) * v; }
 
 template <std::size_t R, std::size_t C>
 Mat<C, R> transpose(const Mat<R, C>& a) {
   Mat<C, R> t{};
   for (std::size_t r = 0; r < R; ++r)
-    for (std::size_t c = 0; c < C; ++c)
-      t[c][r] = a[r][c];
+    for (std::size_t c = 0; c < C; ++c) t[c][r] = a[r][c];
   return t;
 }
 
 template <std::size_t R, std::size_t C>
 Vec<R> operator*(const Mat<R, C>& a, const Vec<C>& v) {
   Vec<R> out{};
-  for (std::size_t r = 0; r < R; ++r)
-    out[r] = dot(a[r], v);
+  for (std::size_t r = 0; r < R; ++r) out[r] = dot(a[r], v);
   return out;
 }
 
 template <std::size_t R, std::size_t N, std::size_t C>
 Mat<R, C> operator*(const Mat<R, N>& a, const Mat<N, C>& b) {
   Mat<R, C> out{};
-  for (std::size_t r = 0; r < R; ++r)
-    out[r] = transpose(b) * a[r];
+  for (std::size_t r = 0; r < R; ++r) out[r] = transpose(b) * a[r];
   return out;
 }
 
 template <std::size_t N>
 Mat<N, N> diagonal(double value) {
   Mat<N, N> d{};
-  for (std::size_t i = 0; i < N; ++i)
-    d[i][i] = value;
+  for (std::size_t i = 0; i < N; ++i) d[i][i] = value;
   return d;
 }
 
@@ -98,28 +87,16 @@ inline Mat<3, 3> inverse(const Mat<3, 3>& a) {
 }
 
 inline Quat operator*(const Quat& a, const Quat& b) {
-  return {a[0] * b[0] - a[1] * b[1] - a[2] * b[2] - a[3] * b[3],
-          a[0] * b[1] + a[1] * b[0] + a[2] * b[3] - a[3] * b[2],
-          a[0] * b[2] - a[1] * b[3] + a[2] * b[0] + a[3] * b[1],
-          a[0] * b[3] + a[1] * b[2] - a[2] * b[1] + a[3] * b[0]};
+  return {a[0] * b[0] - a[1] * b[1] - a[2] * b[2] - a[3] * b[3], a[0] * b[1] + a[1] * b[0] + a[2] * b[3] - a[3] * b[2],
+          a[0] * b[2] - a[1] * b[3] + a[2] * b[0] + a[3] * b[1], a[0] * b[3] + a[1] * b[2] - a[2] * b[1] + a[3] * b[0]};
 }
 
-inline Quat conjugate(const Quat& q) {
-  return {q[0], -q[1], -q[2], -q[3]};
-}
-inline Quat pure(const Vec3& v) {
-  return {0.0, v[0], v[1], v[2]};
-}
-inline Vec3 imaginary(const Quat& q) {
-  return {q[1], q[2], q[3]};
-}
+inline Quat conjugate(const Quat& q) { return {q[0], -q[1], -q[2], -q[3]}; }
+inline Quat pure(const Vec3& v) { return {0.0, v[0], v[1], v[2]}; }
+inline Vec3 imaginary(const Quat& q) { return {q[1], q[2], q[3]}; }
 
-inline Vec3 to_earth(const Quat& q, const Vec3& body) {
-  return imaginary(q * pure(body) * conjugate(q));
-}
-inline Vec3 to_body(const Quat& q, const Vec3& earth) {
-  return imaginary(conjugate(q) * pure(earth) * q);
-}
+inline Vec3 to_earth(const Quat& q, const Vec3& body) { return imaginary(q * pure(body) * conjugate(q)); }
+inline Vec3 to_body(const Quat& q, const Vec3& earth) { return imaginary(conjugate(q) * pure(earth) * q); }
 
 // Derivative of to_body(q, earth) by the four components of q: the product rule on q* e q.
 inline Mat<3, 4> to_body_jacobian(const Quat& q, const Vec3& earth) {
@@ -137,10 +114,9 @@ struct OrientationFilter {
   static constexpr int still_samples_needed = 5;
   static constexpr Vec3 up{0.0, 0.0, 1.0};
 
-  Vec3 motionless_thresh{1.006, 0.06,
-                         18.0};          // against the last linear_accel (g), against 1 g (g), rate (deg/s)
-  Mat<4, 4> Q = diagonal<4>(1e-5);       // while motionless
-  Mat<3, 3> R_acc = diagonal<3>(0.001);  // while motionless
+  Vec3 motionless_thresh{1.006, 0.06, 18.0};  // against the last linear_accel (g), against 1 g (g), rate (deg/s)
+  Mat<4, 4> Q = diagonal<4>(1e-5);            // while motionless
+  Mat<3, 3> R_acc = diagonal<3>(0.001);       // while motionless
   Mat<3, 3> R_mag = diagonal<3>(0.004);
   double mag_norm_reference = 23.0, mag_norm_tolerance = 5.0;
   double mag_dip_reference = 75.4, mag_dip_tolerance = 10.0;  // degrees
@@ -164,25 +140,20 @@ struct OrientationFilter {
   // Takes one sample in g, deg/s and field units; mag may be null. Returns 2 while collecting still samples,
   // else 3.
   int feed(const Vec3& accel, const Vec3& gyro_deg_s, const Vec3* mag = nullptr) {
-    if (!initialised)
-      return collect(accel, gyro_deg_s, mag) ? 3 : 2;
+    if (!initialised) return collect(accel, gyro_deg_s, mag) ? 3 : 2;
     detect_motion(accel, gyro_deg_s);
     predict(1.0 / deg_per_rad * gyro_deg_s);
     correct_by_gravity(accel);
-    if (mag)
-      correct_by_field(*mag);
+    if (mag) correct_by_field(*mag);
     linear_accel = to_earth(q, accel) - up;
-    if (position_enabled)
-      step_position();
+    if (position_enabled) step_position();
     return 3;
   }
 
   // True when this sample completed the collection and set the first orientation.
   bool collect(const Vec3& accel, const Vec3& gyro_deg_s, const Vec3* mag) {
-    if (mag)
-      mag_sum = mag_sum + *mag;
-    const bool still =
-        std::abs(norm(accel) - 1.0) < motionless_thresh[1] && norm(gyro_deg_s) < motionless_thresh[2];
+    if (mag) mag_sum = mag_sum + *mag;
+    const bool still = std::abs(norm(accel) - 1.0) < motionless_thresh[1] && norm(gyro_deg_s) < motionless_thresh[2];
     if (still) {
       accel_sum = accel_sum + accel;
       ++still_count;
@@ -190,8 +161,7 @@ struct OrientationFilter {
       still_count = 0;
       accel_sum = mag_sum = Vec3{};
     }
-    if (still_count == still_samples_needed)
-      initialise();
+    if (still_count == still_samples_needed) initialise();
     return initialised;
   }
 
@@ -209,8 +179,7 @@ struct OrientationFilter {
 
   // The field is used as measured, not levelled by the tilt first; a purely vertical field gives non-numbers.
   static Quat heading(const Vec3& field) {
-    if (field == Vec3{})
-      return {1.0, 0.0, 0.0, 0.0};
+    if (field == Vec3{}) return {1.0, 0.0, 0.0, 0.0};
     const double horizontal = std::hypot(field[0], field[1]);
     return unit(field[0] >= 0.0 ? Quat{horizontal + field[0], 0.0, 0.0, field[1]}
                                 : Quat{field[1], 0.0, 0.0, horizontal - field[0]});
@@ -228,8 +197,7 @@ struct OrientationFilter {
   void predict(const Vec3& rate_rad_s) {
     const Quat step = Quat{1.0, 0.0, 0.0, 0.0} + pure(0.5 * dt * rate_rad_s);
     Mat<4, 4> columns{};
-    for (std::size_t i = 0; i < 4; ++i)
-      columns[i] = diagonal<4>(1.0)[i] * step;
+    for (std::size_t i = 0; i < 4; ++i) columns[i] = diagonal<4>(1.0)[i] * step;
     const Mat<4, 4> F = transpose(columns);
     q = q * step;
     P = F * P * transpose(F) + (moving ? diagonal<4>(0.0001) : Q);

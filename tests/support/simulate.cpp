@@ -23,8 +23,7 @@ int run(int argc, char** argv) {
     plan.seconds = std::atof(argv[2]);
     plan.rate_hz = argc == 4 ? std::atoi(argv[3]) : plan.rate_hz;
   }
-  if (argc < 3 || argc > 4 || !(plan.seconds > 0) || plan.rate_hz < plan.slow_every ||
-      plan.rate_hz > UINT16_MAX) {
+  if (argc < 3 || argc > 4 || !(plan.seconds > 0) || plan.rate_hz < plan.slow_every || plan.rate_hz > UINT16_MAX) {
     std::fputs("usage: simulate FILE SECONDS [RATE_HZ, 8 to 65535]\n", stderr);
     return EXIT_FAILURE;
   }

@@ -84,9 +84,7 @@ class RecordingWriter {
 
  private:
   void close_block() {
-    if (started_) {
-      bytes_.insert(bytes_.end(), block_.bytes().begin(), block_.bytes().end());
-    }
+    if (started_) { bytes_.insert(bytes_.end(), block_.bytes().begin(), block_.bytes().end()); }
   }
 
   Bytes bytes_;
@@ -120,9 +118,7 @@ std::uint8_t true_event(const SimulationPlan& plan, std::uint32_t tick) {
   return tick >= every && tick % every < 2 ? static_cast<std::uint8_t>(1 + tick / every % UINT8_MAX) : 0;
 }
 
-std::uint32_t tick_count(const SimulationPlan& plan) {
-  return static_cast<std::uint32_t>(plan.seconds * plan.rate_hz);
-}
+std::uint32_t tick_count(const SimulationPlan& plan) { return static_cast<std::uint32_t>(plan.seconds * plan.rate_hz); }
 
 Bytes simulate(const SimulationPlan& plan) {
   RecordingWriter writer(recording({header_block(plan)}));

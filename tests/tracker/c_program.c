@@ -9,9 +9,7 @@ int main(void) {
   float output[7] = {0};
   tracker_state* state = malloc(get_tracker_size());
   int status = 0;
-  if (state == NULL) {
-    return EXIT_FAILURE;
-  }
+  if (state == NULL) { return EXIT_FAILURE; }
   init_tracker(state, 100, 1);
   for (int i = 0; i < 100; ++i) {
     add_to_tracker_buffer(state, accelerometer, gyroscope, NULL);

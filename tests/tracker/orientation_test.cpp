@@ -20,9 +20,7 @@ const Vec3 kStill{0, 0, 0};
 /// A unit started at rest in an attitude whose gravity is known.
 TrackedUnit started(const Vec3& accel, const Vec3* mag = nullptr) {
   TrackedUnit unit(kRate);
-  for (int i = 0; i < 5; ++i) {
-    EXPECT_EQ(unit.feed(accel, kStill, mag), i < 4 ? 2 : 3);
-  }
+  for (int i = 0; i < 5; ++i) { EXPECT_EQ(unit.feed(accel, kStill, mag), i < 4 ? 2 : 3); }
   return unit;
 }
 
@@ -30,9 +28,7 @@ TEST(Orientation, StandstillGivesTheTiltInEveryDirection) {
   Noise noise(1);
   std::vector<Vec3> directions{{1, 0, 0},     {0, -1, 0},   {0, 0, 1},    {0, 0, -1},
                                {1e-4, 0, -1}, {0, 1, 1e-7}, {0, 1, -1e-7}};
-  for (int i = 0; i < 100; ++i) {
-    directions.push_back(reference::unit(noise.vector(1)));
-  }
+  for (int i = 0; i < 100; ++i) { directions.push_back(reference::unit(noise.vector(1))); }
   for (const Vec3& accel : directions) {
     const Vec3 earth = reference::to_earth(started(reference::unit(accel)).q(), reference::unit(accel));
     EXPECT_LT(reference::norm(earth - kUp), 2e-6) << accel[0] << ' ' << accel[1] << ' ' << accel[2];
@@ -51,9 +47,7 @@ TEST(Orientation, ConstantRateTurnsAboutTheAxisOfTheBody) {
       q[1 + axis] = std::sin(degrees * M_PI / 360);
       return q;
     };
-    for (int i = 1; i <= 4 * kRate; ++i) {
-      unit.feed(reference::to_body(turned(0.9 * i), kUp), rate);
-    }
+    for (int i = 1; i <= 4 * kRate; ++i) { unit.feed(reference::to_body(turned(0.9 * i), kUp), rate); }
     EXPECT_LT(angle_between(unit.q(), turned(360)), 0.5) << "axis " << axis;
     EXPECT_EQ(unit.state.moving, 1);
   }
@@ -73,9 +67,7 @@ TEST(Orientation, SwingIsFollowedAndTiltIsPulledBack) {
   TrackedUnit tilted = started(kUp);
   const std::array<float, 4> wrong{std::cos(0.1F), std::sin(0.1F), 0, 0};
   reset_orientation(&tilted.state, wrong.data());
-  for (int i = 0; i < 10 * kRate; ++i) {
-    tilted.feed(kUp, kStill);
-  }
+  for (int i = 0; i < 10 * kRate; ++i) { tilted.feed(kUp, kStill); }
   EXPECT_LT(tilt_between(tilted.q(), {1, 0, 0, 0}), 0.05);
 }
 
@@ -83,27 +75,20 @@ TEST(Orientation, AStillUnitStaysWhereItIsForAnHour) {
   const Vec3 accel = reference::unit(Vec3{0.3, -0.5, 0.8});
   TrackedUnit unit = started(accel);
   const Quat start = unit.q();
-  for (int i = 0; i < 3600 * kRate; ++i) {
-    unit.feed(accel, kStill);
-  }
+  for (int i = 0; i < 3600 * kRate; ++i) { unit.feed(accel, kStill); }
   EXPECT_LT(angle_between(unit.q(), start), 0.01);
   EXPECT_EQ(unit.state.moving, 0);
   EXPECT_NEAR(reference::norm(unit.q()), 1, 1e-6);
-  for (const float residue : unit.state.linear_accel) {
-    EXPECT_NEAR(residue, 0, 1e-4);
-  }
+  for (const float residue : unit.state.linear_accel) { EXPECT_NEAR(residue, 0, 1e-4); }
 }
 
 TEST(Orientation, JacobiansAreTheDerivativesOfTheirMeasurements) {
   Noise noise(4);
   for (int i = 0; i < 50; ++i) {
     TrackedUnit unit(kRate);
-    const Quat q =
-        reference::unit(Quat{noise.uniform(1), noise.uniform(1), noise.uniform(1), noise.uniform(1)});
+    const Quat q = reference::unit(Quat{noise.uniform(1), noise.uniform(1), noise.uniform(1), noise.uniform(1)});
     const auto set_prediction = [&] {
-      for (std::size_t k = 0; k < 4; ++k) {
-        unit.state.filter_work.q_predicted[k] = static_cast<float>(q[k]);
-      }
+      for (std::size_t k = 0; k < 4; ++k) { unit.state.filter_work.q_predicted[k] = static_cast<float>(q[k]); }
     };
     // M(q) b in components, so that q need not be of unit length while it is varied.
     const auto expect_jacobian = [&](const Vec3& b) {
@@ -140,9 +125,7 @@ struct Wander {
 
   void step() {
     const bool still = sample++ / 150 % 2 == 0;
-    for (double& component : rate) {
-      component = still ? 0 : 0.9 * component + noise.uniform(40);
-    }
+    for (double& component : rate) { component = still ? 0 : 0.9 * component + noise.uniform(40); }
     const Vec3 half = M_PI / 360 / kRate * rate;
     attitude = reference::unit(attitude * reference::unit(Quat{1, half[0], half[1], half[2]}));
   }
@@ -164,9 +147,7 @@ TEST(Orientation, FollowsASecondImplementationOnRandomMotion) {
     for (const bool recording_settings : {false, true}) {
       TrackedUnit unit(kRate, 1);
       reference::OrientationFilter filter(kRate, true);
-      if (recording_settings) {
-        use_recording_settings(&unit.state, &filter);
-      }
+      if (recording_settings) { use_recording_settings(&unit.state, &filter); }
       Wander wander;
       for (int i = 0; i < 6000; ++i) {
         wander.step();
@@ -179,8 +160,7 @@ TEST(Orientation, FollowsASecondImplementationOnRandomMotion) {
           for (std::size_t c = 0; c < 4; ++c) {
             const double scale = std::sqrt(filter.P[r][r] * filter.P[c][c]);
             ASSERT_NEAR(unit.state.P[r][c], filter.P[r][c], 1e-3 * scale + 1e-6) << i;
-            ASSERT_NEAR(unit.state.P[r][c], unit.state.P[c][r], 1e-4 * scale + 1e-6)
-                << "symmetry, sample " << i;
+            ASSERT_NEAR(unit.state.P[r][c], unit.state.P[c][r], 1e-4 * scale + 1e-6) << "symmetry, sample " << i;
           }
           ASSERT_GT(unit.state.P[r][r], 0);
         }
@@ -201,9 +181,7 @@ TEST(Orientation, MagnetometerGivesTheHeading) {
   TrackedUnit unit(kRate);
   const Quat east{std::cos(0.4), 0, 0, std::sin(0.4)};
   const Vec3 field = reference::to_body(east, field_in_earth);
-  for (int i = 0; i < 60 * kRate; ++i) {
-    unit.feed(kUp, kStill, &field);
-  }
+  for (int i = 0; i < 60 * kRate; ++i) { unit.feed(kUp, kStill, &field); }
   EXPECT_LT(angle_between(unit.q(), east), 0.5);
   EXPECT_EQ(get_percent_disturb_magnetometer_data(&unit.state), 0);
 }

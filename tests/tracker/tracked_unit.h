@@ -26,8 +26,7 @@ struct TrackedUnit {
   /// accel in g, gyro in deg/s; returns the driver's status.
   int feed(const Vec3& accel, const Vec3& gyro, const Vec3* mag = nullptr) {
     const auto field = mag == nullptr ? std::array<float, 3>{} : narrow(*mag);
-    add_to_tracker_buffer(&state, narrow(accel).data(), narrow(gyro).data(),
-                          mag == nullptr ? nullptr : field.data());
+    add_to_tracker_buffer(&state, narrow(accel).data(), narrow(gyro).data(), mag == nullptr ? nullptr : field.data());
     return run_tracker(&state, output.data());
   }
 
@@ -38,8 +37,7 @@ struct TrackedUnit {
 inline double angle_between(const Quat& a, const Quat& b) {
   using reference::operator*;
   const Quat difference = reference::conjugate(a) * b;
-  return 2 * std::atan2(reference::norm(reference::imaginary(difference)), std::abs(difference[0])) * 180 /
-         M_PI;
+  return 2 * std::atan2(reference::norm(reference::imaginary(difference)), std::abs(difference[0])) * 180 / M_PI;
 }
 
 /// Angle between the verticals of two attitudes, degrees.

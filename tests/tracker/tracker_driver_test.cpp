@@ -31,9 +31,8 @@ TEST(TrackerState, StartsWithTheDocumentedValues) {
   EXPECT_THAT(s.R_mag[0], ElementsAre(0.004F, 0, 0, 0, 0, 0));
   EXPECT_THAT(s.R_pos[5], ElementsAre(0, 0, 0, 0, 0, 0.001F));
   EXPECT_THAT(s.P_pos[0], ElementsAre(0.1F, 0, 0, 0, 0, 0));
-  EXPECT_THAT(
-      (std::array{s.mag_dip_tolerance, s.mag_norm_tolerance, s.mag_dip_reference, s.mag_norm_reference}),
-      ElementsAre(10.0F, 5.0F, 75.4F, 23.0F));
+  EXPECT_THAT((std::array{s.mag_dip_tolerance, s.mag_norm_tolerance, s.mag_dip_reference, s.mag_norm_reference}),
+              ElementsAre(10.0F, 5.0F, 75.4F, 23.0F));
   EXPECT_TRUE(std::isnan(get_percent_disturb_magnetometer_data(&s)));
   unit.feed(kUp, kStill);
   reset_tracker(&unit.state, 50, 0);
@@ -45,9 +44,7 @@ TEST(TrackerState, StartsWithTheDocumentedValues) {
 TEST(TrackerState, SettersFillTheirMatricesInRows) {
   TrackedUnit unit(100);
   std::array<float, 36> counting{};
-  for (std::size_t i = 0; i < counting.size(); ++i) {
-    counting[i] = static_cast<float>(i + 1);
-  }
+  for (std::size_t i = 0; i < counting.size(); ++i) { counting[i] = static_cast<float>(i + 1); }
   set_quaternion_process_noise_cov_matrix(&unit.state, counting.data());
   set_imu_quaternion_observation_noise_cov_matrix(&unit.state, counting.data(), counting.data() + 9);
   set_position_observation_noise_cov_matrix(&unit.state, counting.data());
@@ -66,13 +63,10 @@ TEST(TrackerDriver, BufferTakesTenSamplesAndGivesThemBackInOrder) {
   EXPECT_EQ(run_tracker(&unit.state, unit.output.data()), 0);
   EXPECT_THAT(unit.output, Each(-7));
   const auto add = [&unit](int i) {
-    return add_to_tracker_buffer(&unit.state, narrow({double(i), 0, 0}).data(), narrow(kStill).data(),
-                                 nullptr);
+    return add_to_tracker_buffer(&unit.state, narrow({double(i), 0, 0}).data(), narrow(kStill).data(), nullptr);
   };
   unit.state.initialised = 1;
-  for (int i = 0; i < 10; ++i) {
-    EXPECT_EQ(add(i), 1);
-  }
+  for (int i = 0; i < 10; ++i) { EXPECT_EQ(add(i), 1); }
   EXPECT_EQ(add(10), 0);
   for (int i = 0; i < 25; ++i) {  // wraps around twice with a full buffer
     EXPECT_EQ(run_tracker(&unit.state, unit.output.data()), 3);
@@ -86,15 +80,12 @@ TEST(TrackerDriver, StartsOnTheFifthStillSampleInARow) {
   const struct {
     Vec3 accel, gyro;
     bool still;
-  } cases[] = {{{0, 0, 1.05}, {10, 0, 0}, true}, {{0, 0, 1.11}, {0, 0, 0}, false},
-               {{0, 0, 0.89}, {0, 0, 0}, false}, {{0, 0, 1}, {0, 0, 15}, false},
-               {{0, 0, 1}, {0, 0, -14.9}, true}, {{0, 0, 1}, {9, 9, 9}, false}};
+  } cases[] = {{{0, 0, 1.05}, {10, 0, 0}, true}, {{0, 0, 1.11}, {0, 0, 0}, false}, {{0, 0, 0.89}, {0, 0, 0}, false},
+               {{0, 0, 1}, {0, 0, 15}, false},   {{0, 0, 1}, {0, 0, -14.9}, true}, {{0, 0, 1}, {9, 9, 9}, false}};
   for (const auto& c : cases) {
     TrackedUnit unit(100);
     set_motionless_thresh(&unit.state, std::array{1.05F, 0.1F, 15.0F}.data());
-    for (int i = 0; i < 4; ++i) {
-      EXPECT_EQ(unit.feed(kUp, kStill), 2);
-    }
+    for (int i = 0; i < 4; ++i) { EXPECT_EQ(unit.feed(kUp, kStill), 2); }
     EXPECT_EQ(unit.feed(c.accel, c.gyro), c.still ? 3 : 2);
     if (!c.still) {
       for (int i = 0; i < 5; ++i) {
@@ -121,9 +112,7 @@ TEST(TrackerDriver, InitialHeadingIsThatOfTheMeanField) {
   for (const double heading : {0.0, 0.7, 1.5, 2.5, -0.7, -3.0}) {
     TrackedUnit unit(100);
     const Vec3 field{20 * std::cos(heading), 20 * std::sin(heading), 5};
-    for (int i = 0; i < 5; ++i) {
-      unit.feed(kUp, kStill, &field);
-    }
+    for (int i = 0; i < 5; ++i) { unit.feed(kUp, kStill, &field); }
     EXPECT_LT(angle_between(unit.q(), {std::cos(heading / 2), 0, 0, std::sin(heading / 2)}), 0.01) << heading;
   }
 }
@@ -185,8 +174,7 @@ TEST(PositionFilter, IntegratesWhileMovingAndHoldsWhileMotionless) {
 TEST(PositionFilter, BoundsEachComponent) {
   const struct {
     float position, velocity, bounded_position, bounded_velocity;
-  } cases[] = {
-      {-2e9F, 150, -1e9F, 90}, {2e9F, -150, 1e9F, -90}, {1e9F, 100, 1e9F, 100}, {0, -100.1F, 0, -90}};
+  } cases[] = {{-2e9F, 150, -1e9F, 90}, {2e9F, -150, 1e9F, -90}, {1e9F, 100, 1e9F, 100}, {0, -100.1F, 0, -90}};
   for (const auto& c : cases) {
     TrackedUnit unit(1000000, 1);
     unit.state.moving = 1;

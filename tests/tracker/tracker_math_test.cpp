@@ -37,8 +37,7 @@ TEST(Quaternions, ProductConjugateAndNorm) {
 TEST(Quaternions, RotationsAgreeWithTheSandwichAndWithEachOther) {
   Noise noise(1);
   for (int i = 0; i < 200; ++i) {
-    const Quat q =
-        reference::unit(Quat{noise.uniform(1), noise.uniform(1), noise.uniform(1), noise.uniform(1)});
+    const Quat q = reference::unit(Quat{noise.uniform(1), noise.uniform(1), noise.uniform(1), noise.uniform(1)});
     const Vec3 v = noise.vector(5);
     const Q4 qf{float(q[0]), float(q[1]), float(q[2]), float(q[3])};
     std::array<float, 3> earth{}, back{};
@@ -52,8 +51,7 @@ TEST(Quaternions, RotationsAgreeWithTheSandwichAndWithEachOther) {
   std::array<float, 9> M{};
   euler_to_rotation_matrix(M.data(), 0.3F, -0.5F, 1.1F);  // Rz Ry Rx, against three single rotations
   using reference::operator*;
-  const Quat euler = Quat{std::cos(0.55), 0, 0, std::sin(0.55)} *
-                     Quat{std::cos(-0.25), 0, std::sin(-0.25), 0} *
+  const Quat euler = Quat{std::cos(0.55), 0, 0, std::sin(0.55)} * Quat{std::cos(-0.25), 0, std::sin(-0.25), 0} *
                      Quat{std::cos(0.15), std::sin(0.15), 0, 0};
   std::array<float, 3> turned{};
   rotate_vector(std::array{1.0F, 2.0F, 3.0F}.data(), M.data(), turned.data());
@@ -100,15 +98,11 @@ TEST(Matrices, InversesUndoTheirMatrices) {
   const auto A = random_matrix(noise, 6, 6);
   inverseM_magneto(A.data(), inverse.data());
   matrix_mult_6_6_6_6(A.data(), inverse.data(), identity.data());
-  for (std::size_t i = 0; i < 36; ++i) {
-    EXPECT_NEAR(identity[i], i / 6 == i % 6 ? 1 : 0, 1e-5);
-  }
+  for (std::size_t i = 0; i < 36; ++i) { EXPECT_NEAR(identity[i], i / 6 == i % 6 ? 1 : 0, 1e-5); }
   const auto B = random_matrix(noise, 3, 3);
   inverseM(B.data(), inverse.data());
   matrix_mult_3_3(B.data(), inverse.data(), identity.data());
-  for (std::size_t i = 0; i < 9; ++i) {
-    EXPECT_NEAR(identity[i], i / 3 == i % 3 ? 1 : 0, 1e-5);
-  }
+  for (std::size_t i = 0; i < 9; ++i) { EXPECT_NEAR(identity[i], i / 3 == i % 3 ? 1 : 0, 1e-5); }
   const std::array<float, 9> regular_with_zero_pivot{0, 1, 0, 1, 0, 0, 0, 0, 1};
   inverseM(regular_with_zero_pivot.data(), inverse.data());
   EXPECT_FALSE(std::isfinite(inverse[0]));
