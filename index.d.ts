@@ -90,14 +90,21 @@ export interface Configuration {
 export function read(path: string, csvPath: string): string;
 
 /**
- * Reads recordings made together, brings them onto one clock and writes one CSV file for each.
- * Not available in this version: checks its arguments, then throws an `Error`.
+ * Reads recordings made together by several units, adds the orientation to each, brings all onto one clock, cuts them to
+ * their common span and writes one CSV file for each: the output folder, "/", the recording's file name without its last
+ * extension, ".csv". Two recordings of the same name overwrite each other's CSV. Row i of every CSV is the same instant.
  *
- * @param paths the recording files.
+ * The reason for a failed synchronisation is printed on standard error; docs/synchronisation.md lists the messages.
+ *
+ * @param paths the recording files; an empty list is "OK".
  * @param outputFolder an existing folder for the CSV files.
+ * @returns "OK"; "-10" a recording could not be read; "-13" an orientation could not be computed (no accelerometer or
+ *   gyroscope samples, or different sampling frequencies); "-11" the synchronisation failed; "-12" a CSV file could not
+ *   be created. Only after "OK" and "-12" may CSV files have been written.
  * @throws TypeError when the arguments are too few, or not an array of primitive strings and a primitive string.
+ * @throws Error when the paths take more than 64 MiB in all.
  */
-export function readAndSync2(paths: string[], outputFolder: string): string;
+export function readAndSync2(paths: string[], outputFolder: string): 'OK' | '-10' | '-11' | '-12' | '-13';
 
 /**
  * Reads the configuration header of a recording.
@@ -109,12 +116,18 @@ export function readAndSync2(paths: string[], outputFolder: string): string;
 export function readConfig(path: string): string;
 
 /**
- * Writes a file with a configuration header from a configuration text.
- * Not available in this version: checks its arguments, then throws an `Error`.
+ * Writes a file that holds the header frames of a configuration text and nothing else. An existing file is replaced: do
+ * not write over a recording that is still needed.
+ *
+ * Entries are separated by ":", their fields by ","; the first field is the key. docs/configuration-text.md lists the
+ * keys. Example: `device,1234,2,5:firmware,3,1,0:radio,1,12:accel,200,16,0,0,0,1,1,1`.
  *
  * @param path the file to create or overwrite.
  * @param config the configuration text.
+ * @returns "OK", or "ERROR" when the file cannot be created.
  * @throws TypeError when there are fewer than two arguments or one of the first two is not a primitive string.
+ * @throws Error that names entry and field, when an entry has no key, too few fields, or a field that is no signed 32-bit
+ *   decimal number, or when the frames exceed the 512 bytes of a header. The file has been created and is empty.
  */
 export function writeConfig(path: string, config: string): 'OK' | 'ERROR';
 

@@ -174,10 +174,11 @@ void Read(const Call& call) {
 
 void ReadAndSync2(const Call& call) {
   run_method(call, {Kind::kArray, Kind::kString}, [&](Isolate* isolate) -> std::optional<std::string> {
-    if (!string_list(isolate, call[0].As<Array>())) {
+    const std::optional<std::vector<std::string>> paths = string_list(isolate, call[0].As<Array>());
+    if (!paths) {
       return std::nullopt;
     }
-    throw std::logic_error("readAndSync2 is not available in this version");
+    return BinReader2().readAndSync(*paths, Utf8Text(isolate, call[1]).c_str());
   });
 }
 
@@ -188,8 +189,10 @@ void ReadConfig(const Call& call) {
 }
 
 void WriteConfig(const Call& call) {
-  run_method(call, {Kind::kString, Kind::kString}, [](Isolate*) -> std::optional<std::string> {
-    throw std::logic_error("writeConfig is not available in this version");
+  run_method(call, {Kind::kString, Kind::kString}, [&](Isolate* isolate) {
+    const bool created =
+        BinReader2().writeConfig(Utf8Text(isolate, call[0]).c_str(), Utf8Text(isolate, call[1]).c_str());
+    return std::optional<std::string>(created ? "OK" : "ERROR");
   });
 }
 

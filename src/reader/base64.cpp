@@ -1,5 +1,6 @@
 #include "reader/base64.h"
 
+#include <array>
 #include <cstdint>
 #include <string_view>
 
@@ -10,6 +11,7 @@ constexpr std::string_view kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmn
 constexpr unsigned int kGroupBytes = 3;
 constexpr unsigned int kGroupCharacters = 4;
 constexpr unsigned int kBitsPerCharacter = 6;
+constexpr unsigned int kBitsPerByte = 8;
 constexpr std::uint32_t kCharacterMask = (1U << kBitsPerCharacter) - 1;
 
 /// Up to three bytes as a 24-bit number, first byte on top, missing ones zero.
@@ -20,6 +22,16 @@ std::uint32_t group_bits(const unsigned char* bytes, unsigned int count) {
   }
   return bits;
 }
+
+/// Position of each character in the alphabet, or -1.
+constexpr std::array<std::int8_t, UINT8_MAX + 1> kPositions = [] {
+  std::array<std::int8_t, UINT8_MAX + 1> positions{};
+  positions.fill(-1);
+  for (std::size_t k = 0; k < kAlphabet.size(); ++k) {
+    positions[static_cast<unsigned char>(kAlphabet[k])] = static_cast<std::int8_t>(k);
+  }
+  return positions;
+}();
 
 }  // namespace
 
@@ -38,6 +50,25 @@ std::string base64_encode(const unsigned char* bytes, unsigned int length) {
     }
   }
   return text;
+}
+
+std::vector<std::uint8_t> base64_decode(std::string_view text) {
+  std::vector<std::uint8_t> bytes;
+  std::uint32_t bits = 0;
+  unsigned int bit_count = 0;  // bits read and not yet given out
+  for (const char character : text) {
+    const int position = kPositions[static_cast<unsigned char>(character)];
+    if (position < 0) {
+      break;
+    }
+    bits = bits << kBitsPerCharacter | static_cast<std::uint32_t>(position);
+    bit_count += kBitsPerCharacter;
+    if (bit_count >= kBitsPerByte) {
+      bit_count -= kBitsPerByte;
+      bytes.push_back(static_cast<std::uint8_t>(bits >> bit_count & UINT8_MAX));
+    }
+  }
+  return bytes;
 }
 
 }  // namespace vortena

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "reader/recording_model.h"
 
@@ -22,6 +23,17 @@ class BinReader2 {
 
   /// {"deviceId":N}, or the empty string when the header cannot be read.
   std::string readConfigDeviceId(const char* path);
+
+  /// Reads recordings made together, synchronises them and writes out_dir + "/" + name + ".csv" for each,
+  /// name being the recording's file name without its last extension. Every stage runs for all recordings;
+  /// the first that failed for any decides the answer: "-10" reading, "-13" orientation, "-11"
+  /// synchronisation, "-12" writing, otherwise "OK".
+  std::string readAndSync(const std::vector<std::string>& paths, const std::string& out_dir);
+
+  /// Creates or truncates `path` and writes the header frames of a configuration text. False when the file
+  /// cannot be created; later write errors are not detected. Throws what configuration_frames() throws; the
+  /// file is empty then.
+  bool writeConfig(const char* path, const char* config);
 
   /// Creates or truncates `path` and writes the CSV text. False when the file cannot be created; later write
   /// errors are not detected.

@@ -115,7 +115,7 @@ bool store_sensor(kiv_Config::SensorConfig& sensor, const Payload& p, std::span<
 }
 
 bool store_accel(kiv_Config& c, const Payload& p) {
-  static constexpr std::array kRanges{2, 16, 4, 8};  // g; the units number 16 g before 4 g
+  static constexpr std::array kRanges{2, 16, 4, 8};  // g; not ascending, and meant so
   return store_sensor(c.accel, p, kRanges, 4);
 }
 
@@ -176,7 +176,7 @@ bool store_legacy_radio(kiv_Config& c, const Payload& p) {
   return true;
 }
 
-/// With the minimum length of 8 the second parameter takes in the first trailer byte; the units write it so.
+/// With the minimum length of 8 the second parameter takes in the first trailer byte; that is meant.
 bool store_radio(kiv_Config& c, const Payload& p) {
   constexpr int kLengthWithChannel = 10;
   c.radioMode = p.u8(0);

@@ -86,7 +86,7 @@ bool _kiv_read(kiv_Config* config, SensorMap* sensors, std::ifstream& stream) {
   const bool decoded = _readConfig(config, header);
   if (decoded) {
     PackageDecoder decoder(*config);
-    // From block 0 on: the units may log in the header block too, so its records count like any other's.
+    // From block 0 on, on purpose: the header block counts as a data package like any other.
     read_packages(stream, block_count, &decoder);
     decoder.transfer(*config, sensors);
   }

@@ -65,12 +65,6 @@ test('arrays whose elements misbehave', (t) => {
   assert.throws(() => addon.readAndSync2(endless, folder), /too long/);
 });
 
-test('what is not built yet says so', (t) => {
-  const folder = scratchFolder(t);
-  assert.throws(() => addon.readAndSync2([], folder), /^Error: readAndSync2 is not available/);
-  assert.throws(() => addon.writeConfig(path.join(folder, 'x'), ''), /^Error: writeConfig is not available/);
-});
-
 test('read writes the CSV and answers with the summary', (t) => {
   const folder = scratchFolder(t);
   const name = 'Größe \u{1f9ed}';

@@ -54,7 +54,7 @@ BlockArray header_block(const SimulationPlan& plan) {
       .baro(slow_hz)
       .mag(slow_hz)
       .radio_byte(slow_hz)
-      .radio_time(slow_hz, 0, 17)
+      .radio_time(slow_hz, plan.radio_role, 17)
       .event(slow_hz)
       .frame(3, 21, be(77, 2))
       .frame(3, 5, {1, 2, 3})
@@ -96,7 +96,7 @@ class RecordingWriter {
 }  // namespace
 
 TrueSample true_sample(const SimulationPlan& plan, double seconds) {
-  const double t = std::max(0.0, seconds - plan.still_seconds);
+  const double t = std::max(0.0, plan.start_seconds + seconds - plan.still_seconds);
   const Swing roll = swing(0.6, 0.31, t);
   const Swing pitch = swing(0.4, 0.23, t);
   const Swing yaw = swing(0.9, 0.17, t);
@@ -136,7 +136,7 @@ Bytes simulate(const SimulationPlan& plan) {
         b.baro(d, std::lround(s.pressure_mbar * 4096), std::lround(s.temperature_c * 100));
       });
       writer.at(tick, [&](BlockBuilder& b, std::uint8_t d) { b.mag(d, {i % 1000, -7, 400}); });
-      writer.at(tick, [&](BlockBuilder& b, std::uint8_t d) { b.radio_time(d, tick); });
+      writer.at(tick, [&](BlockBuilder& b, std::uint8_t d) { b.radio_time(d, tick + plan.radio_ticks_ahead); });
     }
   }
   return writer.finish();

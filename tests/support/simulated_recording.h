@@ -18,6 +18,9 @@ struct SimulationPlan {
   int event_every = 250;  ///< ticks per event; an event also falls on the tick after each of these
   std::uint32_t first_tick = 0;
   std::uint32_t device_id = 4711;
+  double start_seconds = 0;            ///< when this unit starts, on the common time line of a set
+  std::int64_t radio_ticks_ahead = 0;  ///< the master's clock minus this unit's
+  std::uint8_t radio_role = 0;         ///< 0 is the master
 };
 
 /// What the unit truly does at one instant, without quantisation.
@@ -29,6 +32,7 @@ struct TrueSample {
   double temperature_c;
 };
 
+/// `seconds` from this unit's start.
 TrueSample true_sample(const SimulationPlan& plan, double seconds);
 
 /// Value of the event at `tick`, or 0 when there is none.

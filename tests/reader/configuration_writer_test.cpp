@@ -1,0 +1,119 @@
+#include "reader/configuration_writer.h"
+
+#include <gmock/gmock.h>
+
+#include <random>
+#include <stdexcept>
+
+#include "reader/base64.h"
+#include "reader/bin_reader2.h"
+#include "reader/recording_file.h"
+#include "support/recording_builder.h"
+
+namespace vortena::testing {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
+
+TEST(ConfigurationWriter, WritesTheFramesOfEachKey) {
+  EXPECT_THAT(configuration_frames("radio,1,12"), ElementsAre(0x4B, 0x56, 1, 5, 2, 1, 12, 0xFF, 0xFE));
+  EXPECT_THAT(configuration_frames("baro,100:"), ElementsAre(0x4B, 0x56, 2, 2, 2, 21, 100, 0xFF, 0xFE));
+  EXPECT_THAT(configuration_frames("device,-1, +2x,261,9"),
+              ElementsAre(0x4B, 0x56, 1, 1, 6, 0xFF, 0xFF, 0xFF, 0xFF, 2, 5, 0xFF, 0xFE));
+  EXPECT_THAT(configuration_frames("Accel,1:unknownFrames,S1YDBQA=:unknownFrames,:unknownFrames"),
+              ElementsAre(0x4B, 0x56, 0, 0, 0, 0xFF, 0xFE, 0x4B, 0x56, 3, 5, 0));
+  EXPECT_THAT(configuration_frames(""), ElementsAre());
+}
+
+TEST(ConfigurationWriter, RefusesWhatItCannotWriteAndNamesThePlace) {
+  const std::string full = "unknownFrames," + base64_encode(Bytes(512).data(), 512);
+  const std::pair<std::string, std::string> cases[] = {{"radio,1", "entry 1 (radio), field 3: missing"},
+                                                       {"baro,1:gyro", "entry 2 (gyro), field 2: missing"},
+                                                       {"baro,1::baro,1", "entry 2: no key"},
+                                                       {",1", "entry 1: no key"},
+                                                       {"radio,1,x", "entry 1 (radio), field 3: not a number"},
+                                                       {"radio,- 1,1", "entry 1 (radio), field 2: not a number"},
+                                                       {"radio,,1", "entry 1 (radio), field 2: not a number"},
+                                                       {full + ":x", "entry 2: more frames than a header block holds"}};
+  for (const auto& [text, message] : cases) {
+    try {
+      configuration_frames(text);
+      ADD_FAILURE() << text;
+    } catch (const std::invalid_argument& error) { EXPECT_EQ(error.what(), "Configuration " + message); }
+  }
+  EXPECT_EQ(configuration_frames(full).size(), 512U);
+  EXPECT_NO_THROW(configuration_frames("device,2147483647,-2147483648,0"));
+  EXPECT_THROW(configuration_frames("device,2147483648,0,0"), std::out_of_range);
+  EXPECT_THROW(configuration_frames("device,-2147483649,0,0"), std::out_of_range);
+  const ScratchFolder folder;
+  const std::string path = folder.write("config.bin", Bytes(99));
+  EXPECT_THROW(BinReader2().writeConfig(path.c_str(), "radio,1"), std::invalid_argument);
+  EXPECT_EQ(folder.read("config.bin"), "") << "created, and left empty";
+  EXPECT_FALSE(BinReader2().writeConfig(folder.path("missing/x").c_str(), "radio,1"));
+}
+
+TEST(ConfigurationWriter, WhatIsWrittenReadsBack) {
+  const ScratchFolder folder;
+  std::mt19937 random(3);
+  const auto number = [&random](std::int64_t low, std::int64_t high) {
+    return low + static_cast<std::int64_t>(random()) % (high - low + 1);
+  };
+  for (int round = 0; round < 200; ++round) {
+    std::array<std::int64_t, 8> a{number(0, 255), number(0, 255)};
+    for (std::size_t k = 2; k < 8; ++k) { a[k] = number(-100000, 100000); }
+    Bytes unknown;
+    for (std::int64_t frames = number(0, 3); frames > 0; --frames) {
+      const auto length = static_cast<std::size_t>(number(0, 40));
+      unknown =
+          join({unknown, {kMagic0, kMagic1, 7, 7, static_cast<std::uint8_t>(length)}, Bytes(length, 0x5A), {1, 2}});
+    }
+    std::string sensor;
+    for (const std::int64_t value : a) { sensor += "," + std::to_string(value); }
+    const std::string path = folder.path("config.bin");
+    ASSERT_TRUE(BinReader2().writeConfig(
+        path.c_str(),
+        ("gyro" + sensor + ":unknownFrames," + base64_encode(unknown.data(), static_cast<unsigned>(unknown.size())) +
+         ":accel" + sensor + ":firmware," + std::to_string(a[0]) + ",65535,0:device," + std::to_string(a[7]) + ",1,2")
+            .c_str()));
+    kiv_Config config;
+    ASSERT_TRUE(kiv_readConfig(&config, path.c_str()));
+    EXPECT_FALSE(config.headerError);
+    EXPECT_THAT(config.unknownFrames, ElementsAreArray(unknown));
+    EXPECT_EQ(config.accel.id, 19);
+    EXPECT_EQ(config.gyro.id, 20);
+    for (const auto& s : {config.accel, config.gyro}) {
+      EXPECT_THAT((std::array<double, 8>{double(s.frequency), double(s.range), s.offsetX, s.offsetY, s.offsetZ, s.gainX,
+                                         s.gainY, s.gainZ}),
+                  ElementsAreArray(a));
+    }
+    EXPECT_EQ(config.majorVersion, 65535);
+    EXPECT_EQ(static_cast<std::int32_t>(config.deviceId), a[7]);
+  }
+}
+
+TEST(ConfigurationWriter, SplitsLikeLineReading) {
+  const auto split = [](const std::string& text) {
+    std::vector<std::string> pieces;
+    _split(text, ',', pieces);
+    return pieces;
+  };
+  EXPECT_THAT(split(""), ElementsAre());
+  EXPECT_THAT(split("a"), ElementsAre("a"));
+  EXPECT_THAT(split(",a,,b,"), ElementsAre("", "a", "", "b"));
+}
+
+TEST(Base64, DecodesUpToTheFirstForeignCharacter) {
+  const auto decode = [](const char* text) {
+    const auto bytes = base64_decode(text);
+    return std::string(bytes.begin(), bytes.end());
+  };
+  EXPECT_EQ(decode("QUJD!QUJD"), "ABC");
+  EXPECT_EQ(decode("QUI=QUJD"), "AB");
+  EXPECT_EQ(decode("QUJDQ"), "ABC");
+  EXPECT_EQ(decode("QUJDQQ"), "ABCA");
+  EXPECT_EQ(decode("+/+/"), "\xFB\xFF\xBF");
+}
+
+}  // namespace
+}  // namespace vortena::testing
