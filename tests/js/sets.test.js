@@ -6,44 +6,8 @@ const fs = require('node:fs');
 const path = require('node:path');
 const test = require('node:test');
 const { packagePath, frame, scratchFolder } = require('./support.js');
+const { unit } = require('./units.js');
 const addon = require(packagePath);
-
-const be = (value, size) => Array.from({ length: size }, (_, k) => (value >> (8 * (size - 1 - k))) & 255);
-
-/** A 100 Hz unit of 10 s whose clock shows `start` seconds at world time 0; what is left out is not in its header. */
-function unit(folder, name, { start = 0, ticks = 1000, gyro = true, baro = false, byte = false, radio, time, schedule }) {
-  const sensor = (id) => [id, 0, 100, 1, ...Array(12).fill(0), ...Array(3).fill([0, 0, 0x27, 0x10]).flat(), 0, 0];
-  const header = Buffer.alloc(512);
-  header.set([
-    0, // so that no byte of a frame stands where a record's identifier would
-    ...frame(3, 8, be(100, 2)), ...frame(3, 2, sensor(200)), ...(gyro ? frame(3, 3, sensor(201)) : []),
-    ...(baro ? frame(3, 4, [202, 0, 100, 0, 0]) : []), ...(byte ? frame(3, 16, [203, 0, 1]) : []),
-    ...(radio ? frame(3, 9, [radio.role, ...be(radio.param1 ?? 0, 4), ...be(radio.param2 ?? 0, 4), radio.channel ?? 5]) : []),
-    ...(time ? frame(3, 17, [204, 0, 1, time.role, time.channel ?? 5]) : []),
-    ...(schedule ? frame(3, 18, [1, 0, 0, ...Array(2).fill([0, 0, schedule.second, 0, 0, ...be(schedule.tick, 4)]).flat()]) : []),
-  ]);
-  const records = [];
-  for (let i = 0; i < ticks; i += 1) {
-    const tick = Math.round(start * 100) + i;
-    const put = (id, payload) => records.push([id, tick, payload]);
-    put(200, [...be(i, 2), 0, 0, 8, 0]); // x counts samples, z is 1 g
-    if (gyro) put(201, [0, 0, 0, 0, 0, 0]);
-    if (baro) put(202, [0, 0, 0x10, 0, 0]);
-    if (byte && i % 100 === 0) put(203, [i / 100]);
-    if (time?.ahead !== undefined && i % 100 === 0) put(204, be(tick + time.ahead, 4));
-  }
-  const blocks = [header];
-  for (let first = 0; first < records.length; first += 63) {
-    const block = Buffer.alloc(512);
-    block.writeUInt32BE(records[first][1], 4);
-    records.slice(first, first + 63).forEach(([id, tick, payload], r) => {
-      block.set([id, tick - records[first][1], ...payload], 8 * (r + 1));
-    });
-    blocks.push(block);
-  }
-  fs.writeFileSync(path.join(folder, name), Buffer.concat(blocks));
-  return path.join(folder, name);
-}
 
 /** Synchronises in a process of its own, where the messages on standard error can be seen. */
 function sync(paths, out) {
