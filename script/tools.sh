@@ -52,7 +52,7 @@ fetch_node() { # VERSION FOLDER
   package=node-linux-$(uname -m | sed 's/x86_64/x64/; s/aarch64/arm64/')
   echo "Fetching Node.js $1 from the npm registry into $2"
   mkdir -p "$2"
-  npm install --silent --no-save --no-package-lock --prefix "$2" "$package@$1" >/dev/null
+  npm install --loglevel=error --no-save --no-package-lock --prefix "$2" "$package@$1" >/dev/null
   ln -sfn "node_modules/$package/bin" "$2/bin"
 }
 
