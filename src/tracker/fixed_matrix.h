@@ -23,8 +23,7 @@ inline void multiply(const float* A, const float* B, float* C) {
 
 template <std::size_t Rows, std::size_t Inner, std::size_t Cols, std::size_t RowsA, std::size_t StrideA,
           std::size_t RowsB, std::size_t StrideB, std::size_t RowsC, std::size_t StrideC>
-inline void multiply(const float (&A)[RowsA][StrideA], const float (&B)[RowsB][StrideB],
-                     float (&C)[RowsC][StrideC]) {
+inline void multiply(const float (&A)[RowsA][StrideA], const float (&B)[RowsB][StrideB], float (&C)[RowsC][StrideC]) {
   static_assert(Rows <= RowsA && Rows <= RowsC && Inner <= StrideA && Inner <= RowsB && Cols <= StrideB &&
                 Cols <= StrideC);
   multiply<Rows, Inner, Cols, StrideA, StrideB, StrideC>(A[0], B[0], C[0]);
@@ -80,6 +79,13 @@ template <std::size_t N>
 inline void copy(const float* from, float* to) {
   for (std::size_t i = 0; i < N; ++i) {
     to[i] = from[i];
+  }
+}
+
+template <std::size_t Rows, std::size_t Cols>
+inline void copy(const float (&from)[Rows][Cols], float (&to)[Rows][Cols]) {
+  for (std::size_t r = 0; r < Rows; ++r) {
+    copy<Cols>(from[r], to[r]);
   }
 }
 

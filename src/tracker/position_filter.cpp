@@ -57,7 +57,7 @@ void predict_covariance(tracker_state* state) {
 void measure_previous_state(tracker_state* state) {
   tracker_filter_work& w = state->filter_work;
   float S[6][6];
-  tracker::copy<36>(w.P_pos_predicted[0], S[0]);
+  tracker::copy(w.P_pos_predicted, S);
   tracker::add<6, 6>(S, state->R_pos);
   inverseM_magneto(S[0], w.S_pos_inverse[0]);
   matrix_mult_6_6_6_6(w.P_pos_predicted[0], w.S_pos_inverse[0], w.K_pos[0]);
@@ -101,7 +101,7 @@ void run_position_Kalman_filter(tracker_state* state, const float acceleration[3
     measure_previous_state(state);
   } else {
     tracker::copy<6>(state->filter_work.position_predicted, state->position_state);
-    tracker::copy<36>(state->filter_work.P_pos_predicted[0], state->P_pos[0]);
+    tracker::copy(state->filter_work.P_pos_predicted, state->P_pos);
   }
   bound_state(state->position_state);
 }

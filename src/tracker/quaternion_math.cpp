@@ -2,33 +2,22 @@
 #include <cmath>
 
 #include "tracker/fixed_matrix.h"
+#include "tracker/rows.h"
 #include "tracker/tracker.h"
 
-namespace {
-
-/// out = a b without normalisation; out is neither a nor b.
-void hamilton_product(const float a[4], const float b[4], float out[4]) {
-  out[0] = a[0] * b[0] - a[1] * b[1] - a[2] * b[2] - a[3] * b[3];
-  out[1] = a[0] * b[1] + a[1] * b[0] + a[2] * b[3] - a[3] * b[2];
-  out[2] = a[0] * b[2] - a[1] * b[3] + a[2] * b[0] + a[3] * b[1];
-  out[3] = a[0] * b[3] + a[1] * b[2] - a[2] * b[1] + a[3] * b[0];
-}
-
-}  // namespace
+using tracker::load;
+using tracker::normalised;
+using tracker::Row;
+using tracker::store;
 
 void quaternion_product(const float a[4], const float b[4], float out[4]) {
-  float product[4];
-  hamilton_product(a, b, product);
-  normalize_quaternion(product, 4);
-  tracker::copy<4>(product, out);
+  store(normalised(tracker::hamilton_product(load(a), load(b))), out);
 }
 
 void get_conjugate(const float q[4], float out[4]) {
-  const float conjugate[4] = {q[0], -q[1], -q[2], -q[3]};
-  tracker::copy<4>(conjugate, out);
   // Over the norm, not the squared norm: for other than unit quaternions this is not the inverse, and is
   // meant so.
-  normalize_quaternion(out, 4);
+  store(normalised(tracker::conjugate(load(q))), out);
 }
 
 void normalize_quaternion(float v[4], int32_t n) {
@@ -36,25 +25,14 @@ void normalize_quaternion(float v[4], int32_t n) {
   for (int32_t i = 0; i < n; ++i) {
     sum += v[i] * v[i];
   }
-  if (sum == 0.0F) {
-    return;
-  }
-  const float norm = std::sqrt(sum);
-  for (int i = 0; i < 4; ++i) {  // always four entries, however many made up the norm
-    v[i] /= norm;
+  if (sum != 0.0F) {
+    store(load(v) / std::sqrt(sum), v);  // always four entries, however many made up the norm
   }
 }
 
 void quaternion_rotate_vector(const float v[3], const float q[4], float out[3]) {
-  const float length = std::sqrt(tracker::squared_norm<3>(v));
-  const float pure[4] = {0.0F, v[0], v[1], v[2]};
-  float half_turned[4];
-  float conjugate[4];
-  float turned[4];
-  quaternion_product(q, pure, half_turned);
-  get_conjugate(q, conjugate);
-  hamilton_product(half_turned, conjugate, turned);
-  normalize_quaternion(turned, 4);
+  const Row turned = tracker::rotated_direction(load(q), Row{0.0F, v[0], v[1], v[2]});
+  const float length = tracker::norm<3>(Row{v[0], v[1], v[2], 0.0F});
   for (int i = 0; i < 3; ++i) {
     out[i] = length * turned[1 + i];
   }

@@ -27,21 +27,15 @@ enum {
 
 /* Intermediate quantities of the filters. Rewritten every sample; not meaningful between calls.
  * F transition, Q process noise, h predicted measurement, H its Jacobian with respect to the state, P error
- * covariance, S innovation covariance, K gain, I identity. */
+ * covariance, S innovation covariance, K gain. */
 struct tracker_filter_work {
   float q_predicted[4];        /* q after prediction and the corrections so far */
   float q_previous[4];         /* q before prediction */
   float rates[3];              /* last angular rates, body frame, rad/s */
-  float F[4][4];               /* transition of q */
-  float Q_used[4][4];          /* process noise in use for this sample */
   float h[3];                  /* predicted measurement, body frame */
   float H[3][4];               /* derivative of h by w, x, y, z */
   float innovation[3];         /* measurement minus h */
-  float P_predicted[4][4];     /* F P F^T + Q_used */
-  float S[3][3];               /* H P H^T + R */
-  float S_inverse[3][3];       /* inverse of S */
-  float K[4][3];               /* P H^T S^-1 */
-  float I_KH[4][4];            /* I - K H */
+  float P_predicted[4][4];     /* F P F^T + Q */
   float position_predicted[6]; /* position (m) and velocity (m/s) before a measurement */
   float F_pos[6][6];           /* transition of position_state */
   float P_pos_predicted[6][6];
@@ -74,15 +68,14 @@ typedef struct tracker_state {  // NOLINT(modernize-use-using): shared with C
                                  (g), gyroscope magnitude (deg/s); 1.006, 0.06, 18 */
 
   /* Samples */
-  float buffer[TRACKER_BUFFER_CHANNELS]
-              [TRACKER_BUFFER_SLOTS]; /* slot k of channel c; g, deg/s, mag units; 0 */
-  float deg_per_rad;                  /* 57.2957763671875 */
-  float accel_norm;                   /* magnitude of the last accelerometer sample, g; 0 */
+  float buffer[TRACKER_BUFFER_CHANNELS][TRACKER_BUFFER_SLOTS]; /* slot k of channel c; g, deg/s, mag units; 0 */
+  float deg_per_rad;                                           /* 57.2957763671875 */
+  float accel_norm;                                            /* magnitude of the last accelerometer sample, g; 0 */
   float linear_accel[3]; /* last acceleration, earth frame, 1 g removed from z, g; right after initialisation
                             the mean still acceleration, body frame; 0 */
 
   /* Position filter */
-  float P_pos[6][6]; /* covariance of position_state; 0.1 on the diagonal with position enabled, else 0 */
+  float P_pos[6][6];         /* covariance of position_state; 0.1 on the diagonal with position enabled, else 0 */
   float initial_position[3]; /* given to reset_position, m; kept for the caller, not read; 0 */
   float initial_velocity[3]; /* given to reset_position, m/s; kept for the caller, not read; 0 */
   float position_work[6];    /* not read by the library; 0 */
@@ -141,8 +134,7 @@ void reset_tracker(tracker_state* state, int32_t rate, int32_t position_enabled)
 
 /* The setters copy; they take effect with the next sample. */
 void set_quaternion_process_noise_cov_matrix(tracker_state* state, const float Q[16]);
-void set_imu_quaternion_observation_noise_cov_matrix(tracker_state* state, const float R_acc[9],
-                                                     const float R_mag[9]);
+void set_imu_quaternion_observation_noise_cov_matrix(tracker_state* state, const float R_acc[9], const float R_mag[9]);
 void set_position_observation_noise_cov_matrix(tracker_state* state, const float R_pos[36]);
 /* In the order and units of the field. */
 void set_motionless_thresh(tracker_state* state, const float thresholds[3]);
@@ -242,11 +234,9 @@ void rotate_vector(const float v[3], const float M[9], float out[3]);
 
 /* ---- Matrices: C = A B. Packed means that the row stride is the number of columns. ---- */
 
-void matrix_mult_3_3(const float* A, const float* B, float* C); /* 3 x 3, all packed */
-void matrix_mult_4_4(const float* A, const float* B,
-                     float* C); /* 4 x 4; A packed, B and C with row stride 6 */
-void matrix_mult_6_4_4_4(const float* A, const float* B,
-                         float* C); /* A, C 6 x 4 packed; B 4 x 4, row stride 6 */
+void matrix_mult_3_3(const float* A, const float* B, float* C);     /* 3 x 3, all packed */
+void matrix_mult_4_4(const float* A, const float* B, float* C);     /* 4 x 4; A packed, B and C with row stride 6 */
+void matrix_mult_6_4_4_4(const float* A, const float* B, float* C); /* A, C 6 x 4 packed; B 4 x 4, row stride 6 */
 void matrix_mult_6_6_6_6(const float* A, const float* B, float* C); /* 6 x 6, all packed */
 
 /* Inverse by Gauss-Jordan elimination without row exchanges: a zero pivot gives non-numbers. 3 x 3 and 6 x 6,

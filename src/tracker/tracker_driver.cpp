@@ -15,15 +15,16 @@ struct Sample {
   float magnetometer[3];
   bool has_magnetometer;
 
-  [[nodiscard]] const float* magnetometer_or_null() const {
-    return has_magnetometer ? magnetometer : nullptr;
-  }
+  [[nodiscard]] const float* magnetometer_or_null() const { return has_magnetometer ? magnetometer : nullptr; }
 };
 
-/// A channel of the sample at `slot`. The axis table is the caller's to change: a channel that does not exist
-/// reads 0.
+bool channel_exists(int32_t channel) {
+  return channel >= 0 && channel < TRACKER_BUFFER_CHANNELS;
+}
+
+/// A channel of the sample at `slot`. The axis table is the caller's to change: a channel that does not exist reads 0.
 float channel_value(const tracker_state* state, int32_t channel, int32_t slot) {
-  return channel >= 0 && channel < TRACKER_BUFFER_CHANNELS ? state->buffer[channel][slot] : 0.0F;
+  return channel_exists(channel) ? state->buffer[channel][slot] : 0.0F;
 }
 
 /// Three axes through the axis table.
@@ -39,7 +40,8 @@ Sample read_sample(const tracker_state* state, int32_t slot) {
   read_axes(state, kAccel, slot, sample.accelerometer);
   read_axes(state, kGyro, slot, sample.gyroscope);
   // The flag stands behind whatever channel the last magnetometer axis is read from; its integer part counts.
-  const float flag = channel_value(state, state->axis_map[TRACKER_SENSOR_AXES - 1] + 1, slot);
+  const int32_t last_channel = state->axis_map[TRACKER_SENSOR_AXES - 1];
+  const float flag = channel_exists(last_channel) ? channel_value(state, last_channel + 1, slot) : 0.0F;
   sample.has_magnetometer = std::fabs(flag) >= 1.0F;
   if (sample.has_magnetometer) {
     read_axes(state, kMag, slot, sample.magnetometer);

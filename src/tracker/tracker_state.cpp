@@ -36,8 +36,8 @@ void set_default_magnetometer(tracker_state* state) {
   state->mag_norm_reference = 23.0F;
 }
 
-/// Smallest rotation that takes the measured gravity onto earth z. Two branches, each well away from its
-/// singularity.
+/// A rotation that takes the measured gravity onto earth z: the smallest one while z points up, the one without a y
+/// component while it points down. Each branch stays well away from its singularity.
 void quaternion_of_gravity(const float gravity_in_body[3], float q[4]) {
   const float ax = gravity_in_body[0], ay = gravity_in_body[1], az = gravity_in_body[2];
   if (az >= 0.0F) {
@@ -104,8 +104,7 @@ void set_quaternion_process_noise_cov_matrix(tracker_state* state, const float Q
   tracker::set_packed<4, 4>(state->Q, Q);
 }
 
-void set_imu_quaternion_observation_noise_cov_matrix(tracker_state* state, const float R_acc[9],
-                                                     const float R_mag[9]) {
+void set_imu_quaternion_observation_noise_cov_matrix(tracker_state* state, const float R_acc[9], const float R_mag[9]) {
   tracker::set_packed<3, 3>(state->R_acc, R_acc);
   tracker::set_packed<3, 3>(state->R_mag, R_mag);
 }
