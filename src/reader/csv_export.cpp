@@ -3,19 +3,19 @@
 #include "reader/csv_export.h"
 
 #include <algorithm>
-#include <array>
+#include <cstring>
+#include <string>
 
 #include "reader/csv_writer.h"
 #include "reader/date_text.h"
+#include "reader/fixed_decimal.h"
 
 namespace vortena {
 namespace {
 
-constexpr int kTimeDecimals = 5;
-constexpr int kEventDecimals = 3;
-constexpr std::array kInertialDecimals{5, 5, 5};
-constexpr std::array kBaroDecimals{3, 1};
-constexpr std::array kQuaternionDecimals{5, 5, 5, 5};
+constexpr std::size_t kInertialColumns = 3;
+constexpr std::size_t kBaroColumns = 2;
+constexpr std::size_t kQuaternionColumns = 4;
 
 /// A channel of the export; `series` is null when the channel is not taken.
 struct CsvChannel {
@@ -42,31 +42,29 @@ std::uint64_t decimation_ratio(const kiv_Config& config, std::int32_t sensor_fre
   return ratio < 1 ? 1 : static_cast<std::uint64_t>(ratio);
 }
 
-const kiv_DataSensor* find_if_present(const SensorMap& sensors, bool present, ChannelKey key,
-                                      std::uint64_t axes) {
+const kiv_DataSensor* find_if_present(const SensorMap& sensors, bool present, ChannelKey key, std::uint64_t axes) {
   return present ? find_series(sensors, key, axes) : nullptr;
 }
 
 CsvChannels select_channels(const kiv_Config& config, const SensorMap& sensors) {
   CsvChannels channels;
-  channels.gyro = {find_if_present(sensors, config.gyro.present, kGyroKey, kInertialDecimals.size()),
+  channels.gyro = {find_if_present(sensors, config.gyro.present, kGyroKey, kInertialColumns),
                    decimation_ratio(config, config.gyro.frequency)};
-  channels.accel = {find_if_present(sensors, config.accel.present, kAccelKey, kInertialDecimals.size()),
+  channels.accel = {find_if_present(sensors, config.accel.present, kAccelKey, kInertialColumns),
                     decimation_ratio(config, config.accel.frequency)};
-  channels.baro = {find_if_present(sensors, config.baro.present, kBaroKey, kBaroDecimals.size()),
+  channels.baro = {find_if_present(sensors, config.baro.present, kBaroKey, kBaroColumns),
                    decimation_ratio(config, config.baro.frequency)};
   channels.event = {find_if_present(sensors, config.event.present, kEventKey, 1)};
   if (!channels.event.taken()) {
     channels.event = {find_if_present(sensors, config.radioByte.present, kRadioByteKey, 1)};
   }
-  channels.quaternion = {find_series(sensors, kQuaternionKey, kQuaternionDecimals.size()),
-                         channels.gyro.ratio};
+  channels.quaternion = {find_series(sensors, kQuaternionKey, kQuaternionColumns), channels.gyro.ratio};
   return channels;
 }
 
 std::uint64_t count_rows(const CsvChannels& c) {
-  return std::max({c.gyro.sample_count(), c.accel.sample_count(), c.baro.sample_count(),
-                   c.event.sample_count(), c.quaternion.sample_count()});
+  return std::max({c.gyro.sample_count(), c.accel.sample_count(), c.baro.sample_count(), c.event.sample_count(),
+                   c.quaternion.sample_count()});
 }
 
 void write_preamble(CsvWriter& csv, const kiv_Config& config, std::uint64_t rows) {
@@ -78,14 +76,13 @@ void write_preamble(CsvWriter& csv, const kiv_Config& config, std::uint64_t rows
   csv.text("\n\n");
 }
 
-void write_group(CsvWriter& csv, bool condition, std::string_view name, std::int32_t frequency,
-                 std::size_t columns) {
+void write_group(CsvWriter& csv, bool condition, std::string_view name, std::int32_t frequency, std::size_t columns) {
   if (condition) {
     csv.text(name);
     csv.text(" [");
     csv.number(frequency);
     csv.text(" hz]");
-    csv.empty_cells(columns);
+    csv.text(std::string(columns, ','));
   }
 }
 
@@ -99,12 +96,11 @@ void write_if(CsvWriter& csv, bool condition, std::string_view text) {
 /// that is meant, and so is the difference between these settings and the samples that the cells need.
 void write_group_line(CsvWriter& csv, const kiv_Config& config, const CsvChannels& channels) {
   write_group(csv, true, "Time", config.frequency, 1);
-  write_group(csv, config.gyro.present, "Gyro", config.gyro.frequency, kInertialDecimals.size());
-  write_group(csv, config.accel.present, "Accel", config.accel.frequency, kInertialDecimals.size());
-  write_group(csv, config.baro.present, "Baro", config.baro.frequency, kBaroDecimals.size());
+  write_group(csv, config.gyro.present, "Gyro", config.gyro.frequency, kInertialColumns);
+  write_group(csv, config.accel.present, "Accel", config.accel.frequency, kInertialColumns);
+  write_group(csv, config.baro.present, "Baro", config.baro.frequency, kBaroColumns);
   write_group(csv, config.radioByte.present, "Event", config.frequency, 1);
-  write_group(csv, channels.quaternion.taken(), "Quaternion", config.gyro.frequency,
-              kQuaternionDecimals.size());
+  write_group(csv, channels.quaternion.taken(), "Quaternion", config.gyro.frequency, kQuaternionColumns);
   csv.end_line();
 }
 
@@ -128,48 +124,54 @@ void write_unit_line(CsvWriter& csv, const kiv_Config& config, const CsvChannels
   csv.end_line();
 }
 
-/// The cells of a decimated channel, one per axis: its next sample on every ratio-th row, empty ones between.
-template <std::size_t Axes>
-void write_decimated(CsvWriter& csv, CsvChannel& channel, std::uint64_t row,
-                     const std::array<int, Axes>& decimals) {
+template <std::size_t Count>
+char* write_empty_cells(char* to) {
+  std::memset(to, ',', Count);
+  return to + Count;
+}
+
+/// The cells of a decimated channel, one per axis with the decimals named: its next sample on every ratio-th
+/// row, empty ones between.
+template <int... Decimals>
+char* write_decimated(char* to, CsvChannel& channel, std::uint64_t row) {
   if (!channel.taken()) {
-    return;
+    return to;
   }
   if (row != channel.next_row || channel.position >= channel.series->sampleCount) {
-    return csv.empty_cells(Axes);
+    return write_empty_cells<sizeof...(Decimals)>(to);
   }
   const double* value = channel.series->values.data() + channel.position;
-  for (std::size_t axis = 0; axis < Axes; ++axis) {
-    csv.cell(value[axis * channel.series->sampleCount], decimals[axis]);
-  }
+  const std::uint64_t stride = channel.series->sampleCount;
+  ((to = write_cell<Decimals>(to, *value), value += stride), ...);
   channel.position += 1;
   channel.next_row += channel.ratio;
+  return to;
 }
 
 /// At most one event a row, from the row that reaches its time on.
-void write_event(CsvWriter& csv, CsvChannel& channel, double time) {
+char* write_event(char* to, CsvChannel& channel, double time) {
   if (!channel.taken()) {
-    return;
+    return to;
   }
   const kiv_DataSensor& series = *channel.series;
   if (channel.position >= series.sampleCount || !(time >= series.timestamps[channel.position])) {
-    return csv.empty_cells(1);
+    return write_empty_cells<1>(to);
   }
-  csv.cell(series.values[channel.position], kEventDecimals);
-  channel.position += 1;
+  return write_cell<3>(to, series.values[channel.position++]);
 }
 
 void write_rows(CsvWriter& csv, const kiv_Config& config, CsvChannels channels, std::uint64_t rows) {
   const double step = 1.0 / config.frequency;
   double time = step;  // row 0 ends the first tick; a time base of 0 prints "inf"
   for (std::uint64_t row = 0; row < rows; ++row) {
-    csv.cell(time, kTimeDecimals);
-    write_decimated(csv, channels.gyro, row, kInertialDecimals);
-    write_decimated(csv, channels.accel, row, kInertialDecimals);
-    write_decimated(csv, channels.baro, row, kBaroDecimals);
-    write_event(csv, channels.event, time);
-    write_decimated(csv, channels.quaternion, row, kQuaternionDecimals);
-    csv.end_line();
+    char* to = write_cell<5>(csv.begin_row(), time);
+    to = write_decimated<5, 5, 5>(to, channels.gyro, row);
+    to = write_decimated<5, 5, 5>(to, channels.accel, row);
+    to = write_decimated<3, 1>(to, channels.baro, row);
+    to = write_event(to, channels.event, time);
+    to = write_decimated<5, 5, 5, 5>(to, channels.quaternion, row);
+    *to++ = '\n';
+    csv.commit(to);
     time += step;  // by repeated addition: the digits of late rows depend on it
   }
 }

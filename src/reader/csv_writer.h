@@ -1,12 +1,14 @@
-// Text output of the CSV export: composes lines in a buffer of its own and hands whole pieces to a stream.
+// Buffering of the CSV text: lines are composed in a buffer of its own and handed to a stream in large
+// pieces.
 #pragma once
 
-#include <charconv>
 #include <cstddef>
 #include <cstdint>
 #include <ostream>
 #include <string_view>
 #include <vector>
+
+#include "reader/fixed_decimal.h"
 
 namespace vortena {
 
@@ -15,6 +17,9 @@ namespace vortena {
 /// locale.
 class CsvWriter {
  public:
+  static constexpr std::size_t kCellsPerRow = 16;
+  static constexpr std::size_t kLongestRow = kCellsPerRow * kLongestCell;
+
   explicit CsvWriter(std::ostream& out);
   ~CsvWriter() { flush(); }
   CsvWriter(const CsvWriter&) = delete;
@@ -24,30 +29,31 @@ class CsvWriter {
 
   void text(std::string_view text);
   void number(std::int64_t value);
-
-  /// The value with exactly `decimals` decimals, then a comma. The digits are those of the nearest decimal to
-  /// the exact binary value, ties to even: what a stream in fixed notation prints. "inf", "-inf"; "nan"
-  /// whatever its sign.
-  void cell(double value, int decimals);
-
-  void empty_cells(std::size_t count);
   void end_line() { text("\n"); }
+
+  /// A place for up to kLongestRow characters; commit() tells how far it was filled. Rows are written through
+  /// a pointer of the caller's, which stays in a register.
+  char* begin_row() {
+    make_room();
+    return end_;
+  }
+  void commit(char* row_end) { end_ = row_end; }
+
   void flush();
 
  private:
-  /// Room for the longest single item: the digits of the largest double, sign, point, decimals and comma.
-  static constexpr std::size_t kLongestItem = 384;
   static constexpr std::size_t kBufferSize = std::size_t{256} * 1024;
 
   void make_room() {
-    if (buffer_.size() - used_ < kLongestItem) {
+    if (static_cast<std::size_t>(limit_ - end_) < kLongestRow) {
       flush();
     }
   }
 
   std::ostream& out_;
   std::vector<char> buffer_;
-  std::size_t used_ = 0;
+  char* end_;  ///< behind what is written
+  char* const limit_;
 };
 
 }  // namespace vortena

@@ -126,30 +126,6 @@ TEST(CsvExport, SeriesOfAnotherShapeCountAsAbsent) {
   EXPECT_THAT(c.body(), ::testing::StartsWith("Total data points: 0\n"));
 }
 
-TEST(CsvWriter, CellsAreWhatAStreamPrints) {
-  std::mt19937_64 random(5);
-  std::uniform_real_distribution<double> exponent(-9, 18);
-  std::vector<double> values{0.0, -0.0, 0.05, 0.15, 0.25, 2.5, -0.000005, 0.0000005, 1e300, -1e308, 5e-324, 0.99999999};
-  for (int i = 0; i < 20000; ++i) {
-    values.push_back(std::ldexp(static_cast<double>(static_cast<std::int64_t>(random()) >> 44), i % 30 - 17));
-    values.push_back((i % 2 == 0 ? 1 : -1) * std::pow(10, exponent(random)));
-  }
-  std::ostringstream expected, written;
-  expected.imbue(std::locale::classic());
-  {
-    CsvWriter csv(written);
-    for (const double value : values) {
-      for (const int decimals : {1, 3, 5}) {
-        expected << std::fixed << std::setprecision(decimals) << value << ',';
-        csv.cell(value, decimals);
-      }
-    }
-    csv.text(std::string(1000000, 'x'));
-  }
-  expected << std::string(1000000, 'x');
-  EXPECT_TRUE(written.str() == expected.str());
-}
-
 TEST(BinReader2, ExportNeedsAFileItCanCreate) {
   const ScratchFolder folder;
   const kiv_Config config;

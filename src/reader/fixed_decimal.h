@@ -1,0 +1,150 @@
+// Fixed-point decimal text of doubles, the digits of a stream in fixed notation: the decimal nearest to the
+// exact binary value, ties to even. Nearly all of an export's time would go into this, so it takes a short
+// cut that is exact.
+#pragma once
+
+#include <array>
+#include <bit>
+#include <charconv>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+namespace vortena {
+
+/// Room that one cell may need, its comma included: the digits of the largest double, sign, point and
+/// decimals.
+inline constexpr std::size_t kLongestCell = 384;
+
+namespace fixed_decimal {
+
+inline constexpr std::uint32_t kGroup = 1000;
+
+/// The three digits of 0 to 999, first digit in the lowest byte.
+inline constexpr std::array<std::uint32_t, kGroup> kThreeDigits = [] {
+  std::array<std::uint32_t, kGroup> table{};
+  for (std::uint32_t n = 0; n < kGroup; ++n) {
+    table[n] = ('0' + n / 100) | ('0' + n / 10 % 10) << 8 | ('0' + n % 10) << 16;
+  }
+  return table;
+}();
+
+/// Eight characters, the first in the lowest byte.
+inline void store_characters(char* to, std::uint64_t characters) {
+  if constexpr (std::endian::native == std::endian::little) {
+    std::memcpy(to, &characters, sizeof characters);
+  } else {
+    for (std::size_t k = 0; k < sizeof characters; ++k) {
+      to[k] = static_cast<char>(characters >> (8 * k));
+    }
+  }
+}
+
+constexpr std::uint64_t power_of_ten(int exponent) {
+  return exponent == 0 ? 1 : 10 * power_of_ten(exponent - 1);
+}
+
+/// Two groups of three digits, the first digit in the lowest byte.
+inline std::uint64_t six_digits(std::uint32_t n) {
+  return kThreeDigits[n / kGroup] | std::uint64_t{kThreeDigits[n % kGroup]} << 24;
+}
+
+/// A whole number below 10^12 without leading zeros; writes up to eight characters. Up to six digits without
+/// a branch on how many there are, which nothing could predict.
+inline char* write_whole(char* to, std::uint64_t n) {
+  constexpr std::uint64_t kTwoGroups = std::uint64_t{kGroup} * kGroup;
+  constexpr std::uint64_t kSixZeros = 0x303030303030;
+  constexpr std::uint64_t kLastDigit = std::uint64_t{1} << 40;  // is written even when it is a zero
+  constexpr int kDigits = 6;
+  if (n >= kTwoGroups) [[unlikely]] {
+    to = write_whole(to, n / kTwoGroups);
+    store_characters(to, six_digits(static_cast<std::uint32_t>(n % kTwoGroups)));
+    return to + kDigits;
+  }
+  const std::uint64_t digits = six_digits(static_cast<std::uint32_t>(n));
+  const int leading_zeros = std::countr_zero((digits ^ kSixZeros) | kLastDigit) / 8;
+  store_characters(to, digits >> (8 * leading_zeros));
+  return to + kDigits - leading_zeros;
+}
+
+/// Point, one to five decimals of a fraction below 10^Decimals, and comma; writes up to eight characters.
+template <int Decimals>
+inline char* write_fraction(char* to, std::uint32_t fraction) {
+  static_assert(Decimals >= 1 && Decimals <= 5);
+  std::uint64_t digits = kThreeDigits[fraction % kGroup];
+  if constexpr (Decimals <= 3) {
+    digits >>= 8 * (3 - Decimals);
+  } else {
+    digits = digits << (8 * (Decimals - 3)) | kThreeDigits[fraction / kGroup] >> (8 * (6 - Decimals));
+  }
+  store_characters(to, '.' | digits << 8 | std::uint64_t{','} << (8 * (Decimals + 1)));
+  return to + Decimals + 2;
+}
+
+/// a * b - product, exactly, for product = a * b as rounded and b below 2^26 (T. J. Dekker, Numerische
+/// Mathematik 18, 1971, doi:10.1007/BF01397083).
+inline double product_error(double a, double b, double product) {
+  constexpr double kSplitter = (1 << 27) + 1;
+  const double shifted = a * kSplitter;
+  const double high = shifted - (shifted - a);
+  const double low = a - high;
+  return (high * b - product) + low * b;
+}
+
+/// magnitude * 10^Decimals to the nearest integer, ties to even. `scaled` is that product as rounded, below
+/// 2^51.
+template <int Decimals>
+inline double round_scaled(double magnitude, double scaled) {
+  constexpr double kRounder = 6755399441055744.0;  // 1.5 * 2^52: adding it leaves no room for a fraction
+  const double rounded = (scaled + kRounder) - kRounder;
+  const double rest = scaled - rounded;
+  // Short of half, the product's own rounding error cannot reach the tie. At half, its sign decides.
+  if (std::abs(rest) != 0.5) [[likely]] {
+    return rounded;
+  }
+  const double error = product_error(magnitude, static_cast<double>(power_of_ten(Decimals)), scaled);
+  if (rest > 0) {
+    return error > 0 ? rounded + 1 : rounded;
+  }
+  return error < 0 ? rounded - 1 : rounded;
+}
+
+inline char* write_slowly(char* to, double value, int decimals) {
+  if (std::isnan(value)) {
+    std::memcpy(to, "nan,", 4);
+    return to + 4;
+  }
+  to = std::to_chars(to, to + kLongestCell, value, std::chars_format::fixed, decimals).ptr;
+  *to = ',';
+  return to + 1;
+}
+
+}  // namespace fixed_decimal
+
+/// Writes `value` with exactly `Decimals` decimals (1 to 5) and a comma; returns the place behind it. `to`
+/// has room for kLongestCell characters, all of which may be written to. "inf", "-inf"; "nan" whatever its
+/// sign.
+template <int Decimals>
+inline char* write_cell(char* to, double value) {
+  constexpr std::uint64_t kScale = fixed_decimal::power_of_ten(Decimals);
+  constexpr double kLimit = 1099511627776.0;  // 2^40, below 10^12 + 10^11
+  const double magnitude = std::abs(value);
+  const double scaled = magnitude * static_cast<double>(kScale);
+  if (!(scaled < kLimit)) [[unlikely]] {
+    return fixed_decimal::write_slowly(to, value, Decimals);
+  }
+  const auto digits =
+      static_cast<std::uint64_t>(static_cast<std::int64_t>(fixed_decimal::round_scaled<Decimals>(magnitude, scaled)));
+  *to = '-';
+  to += std::signbit(value) ? 1 : 0;
+  const std::uint64_t whole = digits / kScale;
+  if (whole < 10) {
+    *to++ = static_cast<char>('0' + whole);  // accelerations and quaternions, nearly always
+  } else {
+    to = fixed_decimal::write_whole(to, whole);
+  }
+  return fixed_decimal::write_fraction<Decimals>(to, static_cast<std::uint32_t>(digits % kScale));
+}
+
+}  // namespace vortena
