@@ -33,9 +33,11 @@ namespace {
 
 enum class Kind { kString, kArray };
 
-/// All that a list of paths may take in memory, far above any list that could be read. The length that an
-/// array claims says nothing: it may be sparse, or its elements may come from a getter without end.
-constexpr std::size_t kMaxPathListBytes = std::size_t{64} * 1024 * 1024;
+/// All that a list of paths may take, in UTF-16 units and with what each recording needs before it is read; far above
+/// any list that could be read. The length that an array claims says nothing: it may be sparse, or its elements may
+/// come from a getter without end.
+constexpr std::size_t kMaxPathListSize = std::size_t{64} * 1024 * 1024;
+constexpr std::size_t kSizePerRecording = 1024;
 
 /// Conversions from this many UTF-16 units on make sure of their memory first.
 constexpr int kLongString = 1024 * 1024;
@@ -62,8 +64,7 @@ bool is_of_kind(const Local<Value>& value, Kind kind) {
 bool check_arguments(const Call& call, std::initializer_list<Kind> kinds) {
   Isolate* isolate = call.GetIsolate();
   if (call.Length() < static_cast<int>(kinds.size())) {
-    isolate->ThrowException(
-        Exception::TypeError(String::NewFromUtf8Literal(isolate, "Wrong number of arguments")));
+    isolate->ThrowException(Exception::TypeError(String::NewFromUtf8Literal(isolate, "Wrong number of arguments")));
     return false;
   }
   int index = 0;
@@ -79,25 +80,28 @@ bool check_arguments(const Call& call, std::initializer_list<Kind> kinds) {
 /// A string argument as zero-terminated UTF-8, alive as long as this object. Lone surrogates become U+FFFD.
 class Utf8Text {
  public:
-  Utf8Text(Isolate* isolate, const Local<Value>& value) : text_((require_memory(value), isolate), value) {}
+  Utf8Text(Isolate* isolate, const Local<Value>& value) : text_(isolate, require_memory(value)) {}
 
   [[nodiscard]] const char* c_str() const { return *text_ == nullptr ? "" : *text_; }
 
  private:
-  /// Out of memory, the runtime's own conversion ends the process. Asking for the same amount first throws
-  /// instead.
-  static void require_memory(const Local<Value>& value) {
+  /// Out of memory, the runtime's own conversion ends the process. Asking for the same amount first throws instead.
+  static Local<Value> require_memory(const Local<Value>& value) {
     const int length = value.As<String>()->Length();
     if (length >= kLongString) {
-      std::vector<char>().reserve(static_cast<std::size_t>(length) * kMaxUtf8BytesPerUnit + 1);
+      // Called by name: unlike a new-expression, these calls are never optimised away.
+      ::operator delete(::operator new(static_cast<std::size_t>(length) * kMaxUtf8BytesPerUnit + 1));
     }
+    return value;
   }
 
   String::Utf8Value text_;
 };
 
-/// Element `index` if it is a string; otherwise empty, with an exception on its way to JavaScript.
-std::optional<std::string> string_element(Isolate* isolate, const Local<Array>& array, std::uint32_t index) {
+/// Element `index` if it is a string; otherwise empty, with an exception on its way to JavaScript. Adds to
+/// `list_size` what the element takes, and throws when that is too much.
+std::optional<std::string> string_element(Isolate* isolate, const Local<Array>& array, std::uint32_t index,
+                                          std::size_t* list_size) {
   const HandleScope scope(isolate);
   const Local<Context> context = isolate->GetCurrentContext();
   Local<Value> element;
@@ -112,22 +116,22 @@ std::optional<std::string> string_element(Isolate* isolate, const Local<Array>& 
       return std::nullopt;
     }
   }
+  *list_size += kSizePerRecording + static_cast<std::size_t>(element.As<String>()->Length());
+  if (*list_size > kMaxPathListSize) {
+    throw std::length_error("The list of recordings is too long");
+  }
   return Utf8Text(isolate, element).c_str();
 }
 
 /// The array's strings; empty, with an exception on its way, when an element is not one.
 std::optional<std::vector<std::string>> string_list(Isolate* isolate, const Local<Array>& array) {
   std::vector<std::string> list;
-  std::size_t bytes = 0;
+  std::size_t list_size = 0;
   const std::uint32_t length = array->Length();
   for (std::uint32_t index = 0; index < length; ++index) {
-    std::optional<std::string> text = string_element(isolate, array, index);
+    std::optional<std::string> text = string_element(isolate, array, index, &list_size);
     if (!text) {
       return std::nullopt;
-    }
-    bytes += sizeof(std::string) + text->size();
-    if (bytes > kMaxPathListBytes) {
-      throw std::length_error("The list of recordings is too long");
     }
     list.push_back(std::move(*text));
   }
@@ -167,8 +171,7 @@ void run_method(const Call& call, std::initializer_list<Kind> kinds, Operation o
 
 void Read(const Call& call) {
   run_method(call, {Kind::kString, Kind::kString}, [&](Isolate* isolate) {
-    return std::optional(
-        BinReader2().read(Utf8Text(isolate, call[0]).c_str(), Utf8Text(isolate, call[1]).c_str()));
+    return std::optional(BinReader2().read(Utf8Text(isolate, call[0]).c_str(), Utf8Text(isolate, call[1]).c_str()));
   });
 }
 

@@ -1,3 +1,4 @@
+// Groups of three bytes against groups of four six-bit characters.
 #include "reader/base64.h"
 
 #include <array>
@@ -18,7 +19,7 @@ constexpr std::uint32_t kCharacterMask = (1U << kBitsPerCharacter) - 1;
 std::uint32_t group_bits(const unsigned char* bytes, unsigned int count) {
   std::uint32_t bits = 0;
   for (unsigned int k = 0; k < kGroupBytes; ++k) {
-    bits = bits << 8 | (k < count ? bytes[k] : 0U);
+    bits = bits << kBitsPerByte | (k < count ? bytes[k] : 0U);
   }
   return bits;
 }

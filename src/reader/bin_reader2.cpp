@@ -1,3 +1,4 @@
+// Each operation owns what it decodes; failures become answers here.
 #include "reader/bin_reader2.h"
 
 #include <cstdint>
@@ -7,10 +8,10 @@
 #include "reader/csv_export.h"
 #include "reader/file_basename.h"
 #include "reader/json_answers.h"
+#include "reader/output_file.h"
 #include "reader/quaternion_channel.h"
 #include "reader/recording_file.h"
 #include "reader/synchronisation.h"
-#include "reader/utf8_path.h"
 
 namespace vortena {
 namespace {
@@ -82,8 +83,7 @@ std::string BinReader2::readAndSync(const std::vector<std::string>& paths, const
     return kOrientationFailed;
   }
   SynchronisedMaps synchronised;
-  if (!kiv_sync(synchronised.maps, pointers_to(configs), pointers_to(sensors)) ||
-      synchronised.maps.size() != n) {
+  if (!kiv_sync(synchronised.maps, pointers_to(configs), pointers_to(sensors)) || synchronised.maps.size() != n) {
     return kSynchronisationFailed;
   }
   const bool exported = for_all(n, [&](std::size_t i) {
@@ -94,7 +94,7 @@ std::string BinReader2::readAndSync(const std::vector<std::string>& paths, const
 }
 
 bool BinReader2::writeConfig(const char* path, const char* config) {
-  std::ofstream out(utf8_path(path), std::ios::binary | std::ios::trunc);
+  std::ofstream out = create_output_file(path);
   if (!out.is_open()) {
     return false;
   }
@@ -104,8 +104,7 @@ bool BinReader2::writeConfig(const char* path, const char* config) {
 }
 
 bool BinReader2::exportCSV(const char* path, const kiv_Config* config, const SensorMap* sensors) {
-  // Binary, so that lines end in a line feed alone on every platform.
-  std::ofstream out(utf8_path(path), std::ios::binary | std::ios::trunc);
+  std::ofstream out = create_output_file(path);
   if (!out.is_open()) {
     return false;
   }

@@ -8,9 +8,8 @@
 
 namespace vortena {
 
-/// Holds no state; every call owns what it decodes and releases it before it returns. Paths are
-/// zero-terminated UTF-8. Failures are answers; only a failed allocation throws (std::bad_alloc,
-/// std::length_error).
+/// Holds no state; every call owns what it decodes and releases it before it returns. Paths are zero-terminated UTF-8.
+/// Failures are answers; what throws says so, and a failed allocation does (std::bad_alloc, std::length_error).
 class BinReader2 {
  public:
   /// Decodes the recording at `path`, writes it as CSV to `csvPath` and answers with a JSON summary. A

@@ -1,3 +1,4 @@
+// One table of recipes, a line a key; texts are walked piece by piece.
 #include "reader/configuration_writer.h"
 
 #include <algorithm>
@@ -13,7 +14,7 @@
 namespace vortena {
 namespace {
 
-/// Gives the pieces of a text one by one, so that a text of any length is never held twice.
+/// Gives the pieces of a text one by one, so that a long text is not held a second time as a list.
 class Pieces {
  public:
   Pieces(std::string_view text, char separator) : rest_(text), separator_(separator) {}
@@ -70,10 +71,9 @@ struct Place {
   std::size_t field = 0;  ///< from 1, the key being field 1; 0: the entry as a whole
 
   [[nodiscard]] std::string describe(std::string_view problem) const {
-    constexpr std::size_t kShownKey = 32;
     std::string text = "Configuration entry " + std::to_string(entry);
     if (!key.empty()) {
-      text.append(" (").append(key.substr(0, kShownKey)).append(")");
+      text.append(" (").append(key).append(")");
     }
     if (field > 0) {
       text.append(", field ").append(std::to_string(field));
@@ -86,7 +86,7 @@ struct Place {
 std::int32_t parse_decimal(std::string_view text, const Place& place) {
   const auto is_blank = [](char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; };
   const auto is_digit = [](char c) { return c >= '0' && c <= '9'; };
-  const auto* position = std::find_if_not(text.begin(), text.end(), is_blank);
+  auto position = std::find_if_not(text.begin(), text.end(), is_blank);
   const bool negative = position != text.end() && *position == '-';
   if (position != text.end() && (*position == '-' || *position == '+')) {
     ++position;
@@ -97,8 +97,7 @@ std::int32_t parse_decimal(std::string_view text, const Place& place) {
   std::int64_t value = 0;
   for (; position != text.end() && is_digit(*position); ++position) {
     value = value * 10 + (negative ? '0' - *position : *position - '0');
-    if (value < std::numeric_limits<std::int32_t>::min() ||
-        value > std::numeric_limits<std::int32_t>::max()) {
+    if (value < std::numeric_limits<std::int32_t>::min() || value > std::numeric_limits<std::int32_t>::max()) {
       throw std::out_of_range(place.describe("a number beyond 32 bits"));
     }
   }
@@ -108,8 +107,7 @@ std::int32_t parse_decimal(std::string_view text, const Place& place) {
 void append_big_endian(std::vector<std::uint8_t>& bytes, std::int32_t value, int width) {
   constexpr int kBitsPerByte = 8;
   for (int byte = width - 1; byte >= 0; --byte) {
-    bytes.push_back(
-        static_cast<std::uint8_t>(static_cast<std::uint32_t>(value) >> (byte * kBitsPerByte) & UINT8_MAX));
+    bytes.push_back(static_cast<std::uint8_t>(static_cast<std::uint32_t>(value) >> (byte * kBitsPerByte) & UINT8_MAX));
   }
 }
 
@@ -129,8 +127,7 @@ std::vector<std::uint8_t> recipe_payload(const FrameRecipe& recipe, Pieces& fiel
   return payload;
 }
 
-std::vector<std::uint8_t> make_frame(std::uint8_t family, std::uint8_t id,
-                                     const std::vector<std::uint8_t>& payload) {
+std::vector<std::uint8_t> make_frame(std::uint8_t family, std::uint8_t id, const std::vector<std::uint8_t>& payload) {
   std::vector<std::uint8_t> frame;
   frame.reserve(payload.size() + kFrameOverhead);
   for (const std::uint8_t byte : {kMagic0, kMagic1, family, id, static_cast<std::uint8_t>(payload.size())}) {
@@ -156,7 +153,7 @@ std::vector<std::uint8_t> entry_frames(std::string_view entry, std::size_t numbe
     fields.next(text);
     return base64_decode(text);
   }
-  const auto* recipe =
+  const auto recipe =
       std::find_if(kRecipes.begin(), kRecipes.end(), [key](const FrameRecipe& r) { return r.key == key; });
   if (recipe == kRecipes.end()) {
     return make_frame(0, 0, {});
@@ -173,7 +170,7 @@ void _split(const std::string& text, char separator, std::vector<std::string>& o
   }
 }
 
-std::vector<std::uint8_t> configuration_frames(const std::string& text) {
+std::vector<std::uint8_t> configuration_frames(std::string_view text) {
   std::vector<std::uint8_t> frames;
   Pieces entries(text, ':');
   std::size_t number = 0;

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace vortena {
@@ -16,6 +17,6 @@ void _split(const std::string& text, char separator, std::vector<std::string>& o
 /// keys. Throws std::invalid_argument, naming entry and field, for an entry without a key or with too few
 /// fields, for a field that is not a number, and for more frames than a header block holds; std::out_of_range
 /// for a number beyond signed 32 bits. Numbers wider than their place in the frame keep their low bytes.
-std::vector<std::uint8_t> configuration_frames(const std::string& text);
+std::vector<std::uint8_t> configuration_frames(std::string_view text);
 
 }  // namespace vortena

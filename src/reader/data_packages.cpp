@@ -2,6 +2,9 @@
 // barometer samples little-endian; that is how the units write them.
 #include "reader/data_packages.h"
 
+#include <algorithm>
+#include <new>
+
 #include "reader/byte_order.h"
 #include "reader/recording_format.h"
 
@@ -28,16 +31,21 @@ std::array<AxisCalibration, 1> tick_calibration(const kiv_Config& config) {
 }
 
 std::array<std::int16_t, 3> three_axes(const std::uint8_t* payload) {
-  return {s16_be(payload), s16_be(payload + 2), s16_be(payload + 4)};
+  return {s16_be(payload), s16_be(payload + kAxisSize), s16_be(payload + 2 * kAxisSize)};
 }
 
-/// Room for all blocks when the first ones are typical, and a little more. Anything beyond still fits by
-/// growing.
+/// Room for all blocks when the first ones are typical, and a little more. Anything beyond still fits by growing: this
+/// saves copies and must never decide whether a recording can be read, whatever size its file claims.
 template <std::size_t Axes>
 void reserve_series(SampleSeries<Axes>& series, double growth) {
   constexpr double kMargin = 1.03;
+  constexpr double kMostSamples = 1 << 24;
   const double expected = static_cast<double>(series.size()) * growth * kMargin;
-  series.reserve(static_cast<std::size_t>(expected));
+  try {
+    series.reserve(static_cast<std::size_t>(std::min(expected, kMostSamples)));
+  } catch (const std::bad_alloc&) {
+    return;
+  }
 }
 
 }  // namespace
@@ -88,7 +96,7 @@ void PackageDecoder::decode_record(std::int64_t base_tick, const std::uint8_t* r
     case Channel::kGyro:
       return gyro_.append(tick, three_axes(payload));
     case Channel::kBaro:
-      return baro_.append(tick, {u24_le(payload), s16_le(payload + 3)});
+      return baro_.append(tick, {u24_le(payload), s16_le(payload + kTemperatureOffset)});
     case Channel::kMag:
       return mag_.append(tick, three_axes(payload));
     case Channel::kRadioByte:
@@ -96,7 +104,7 @@ void PackageDecoder::decode_record(std::int64_t base_tick, const std::uint8_t* r
     case Channel::kRadioTime:
       return radio_time_.append(tick, {s32_be(payload)});
     case Channel::kEvent:
-      return event_.append(tick, {payload[5]});
+      return event_.append(tick, {payload[kEventOffset]});
   }
 }
 

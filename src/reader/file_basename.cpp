@@ -1,3 +1,4 @@
+// Works on the text of the path; no file system is asked.
 #include "reader/file_basename.h"
 
 namespace vortena {

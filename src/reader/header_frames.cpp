@@ -15,8 +15,7 @@ namespace {
 /// frame.
 class Payload {
  public:
-  explicit Payload(FrameBytes frame)
-      : bytes_(frame.data() + kFramePayloadOffset), length_(frame[kFrameLengthOffset]) {}
+  explicit Payload(FrameBytes frame) : bytes_(frame.data() + kFramePayloadOffset), length_(frame[kFrameLengthOffset]) {}
 
   [[nodiscard]] int length() const { return length_; }
   [[nodiscard]] std::int32_t u8(int k) const { return bytes_[k]; }
@@ -100,15 +99,14 @@ bool store_legacy_sensor(kiv_Config::SensorConfig& sensor, const Payload& p) {
   return true;
 }
 
-bool store_sensor(kiv_Config::SensorConfig& sensor, const Payload& p, std::span<const int> ranges,
-                  int fallback_range) {
+bool store_sensor(kiv_Config::SensorConfig& sensor, const Payload& p, std::span<const int> ranges, int fallback_range) {
   constexpr double kFixedPoint = 10000.0;
   const int code = p.s8(3);
   sensor.id = p.u8(0);
   sensor.present = true;
   sensor.frequency = p.u16(1);
-  sensor.range = code >= 0 && code < static_cast<int>(ranges.size()) ? ranges[static_cast<std::size_t>(code)]
-                                                                     : fallback_range;
+  sensor.range =
+      code >= 0 && code < static_cast<int>(ranges.size()) ? ranges[static_cast<std::size_t>(code)] : fallback_range;
   store_calibration(sensor, p, 4, kFixedPoint);
   sensor.auxiliary = p.u16(28);
   return true;
@@ -244,8 +242,7 @@ constexpr std::array kFrameLayouts{
     FrameLayout{3, 13, 4, [](kiv_Config& c, const Payload& p) { return store_u32(c.baro.parameter, p); }},
     FrameLayout{3, 14, 4, [](kiv_Config& c, const Payload& p) { return store_u32(c.gps.parameter, p); }},
     FrameLayout{3, 15, 4, [](kiv_Config& c, const Payload& p) { return store_u32(c.mag.parameter, p); }},
-    FrameLayout{3, 16, 3,
-                [](kiv_Config& c, const Payload& p) { return store_one_byte_channel(c.radioByte, p); }},
+    FrameLayout{3, 16, 3, [](kiv_Config& c, const Payload& p) { return store_one_byte_channel(c.radioByte, p); }},
     FrameLayout{3, 17, 5, store_radio_time},
     FrameLayout{3, 18, 21, store_schedule},
     FrameLayout{3, 19, 5, [](kiv_Config& c, const Payload& p) { return store_two_words(c.auxA, p); }},
@@ -255,9 +252,9 @@ constexpr std::array kFrameLayouts{
 };
 
 const FrameLayout* find_layout(int family, int id) {
-  const auto* layout = std::find_if(kFrameLayouts.begin(), kFrameLayouts.end(),
-                                    [&](const FrameLayout& f) { return f.family == family && f.id == id; });
-  return layout == kFrameLayouts.end() ? nullptr : layout;
+  const auto layout = std::find_if(kFrameLayouts.begin(), kFrameLayouts.end(),
+                                   [&](const FrameLayout& f) { return f.family == family && f.id == id; });
+  return layout == kFrameLayouts.end() ? nullptr : &*layout;
 }
 
 /// A header block followed by zeros, so that a frame opened at its last byte still lies in known memory.

@@ -1,3 +1,4 @@
+// JSON written by hand: keys and values are all ours, so nothing needs escaping.
 #include "reader/json_answers.h"
 
 #include <string_view>
@@ -105,8 +106,8 @@ std::string _generate_read_answer_JSON(const kiv_Config& config) {
 
 std::string config_answer_json(const kiv_Config& config) {
   JsonObject json;
-  json.text("unknownFrames", base64_encode(config.unknownFrames.data(),
-                                           static_cast<unsigned int>(config.unknownFrames.size())));
+  json.text("unknownFrames",
+            base64_encode(config.unknownFrames.data(), static_cast<unsigned int>(config.unknownFrames.size())));
   add_sensors(json, config);
   if (config.hasDevice) {
     add_device(json, config);

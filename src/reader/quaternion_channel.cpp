@@ -1,3 +1,4 @@
+// Feeds recordings to the tracker, one sample pushed and one result pulled at a time.
 #include "reader/quaternion_channel.h"
 
 #include <algorithm>
@@ -56,8 +57,7 @@ void store(kiv_DataSensor& quaternion, std::size_t i, const std::array<float, kC
   }
 }
 
-void track(const kiv_DataSensor& accel, const kiv_DataSensor& gyro, std::int32_t rate,
-           kiv_DataSensor& quaternion) {
+void track(const kiv_DataSensor& accel, const kiv_DataSensor& gyro, std::int32_t rate, kiv_DataSensor& quaternion) {
   const std::size_t n = quaternion.sampleCount;
   const std::unique_ptr<tracker_state> tracker = make_tracker(rate);
   std::array<float, 7> output{};
@@ -67,8 +67,7 @@ void track(const kiv_DataSensor& accel, const kiv_DataSensor& gyro, std::int32_t
     add_to_tracker_buffer(tracker.get(), triple(accel, i, n).data(), triple(gyro, i, n).data(), nullptr);
     const bool has_orientation = (run_tracker(tracker.get(), output.data()) | 2) == 3;
     store(quaternion, i,
-          has_orientation ? std::array{output[0], output[1], output[2], output[3]}
-                          : std::array<float, kComponents>{});
+          has_orientation ? std::array{output[0], output[1], output[2], output[3]} : std::array<float, kComponents>{});
   }
   store(quaternion, n - 1, {});  // the last sample never gets an orientation
 }

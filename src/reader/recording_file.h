@@ -18,9 +18,10 @@ bool kiv_readConfig(kiv_Config* config, const char* path);
 /// The same from an open binary stream at its start, which is closed before returning.
 bool _kiv_readConfig(kiv_Config* config, std::ifstream& stream);
 
-/// Reads the whole recording at `path` (UTF-8) into a freshly constructed `config` and an empty map. False,
-/// with the map untouched, when the file cannot be opened, is shorter than a block or holds no header. A read
-/// error further on ends the reading, keeps what was decoded and is no failure.
+/// Reads the whole recording at `path` (UTF-8) into a freshly constructed `config` and an empty map. False, with the
+/// map untouched, when the file cannot be opened, is shorter than a block or holds no header. Further on, the first
+/// block that cannot be read, tried once more by itself, ends the reading; what was decoded is kept, and that is no
+/// failure.
 bool kiv_read(kiv_Config* config, SensorMap* sensors, const char* path);
 
 /// The same from an open binary stream at its start. The stream is closed before returning, unless its first

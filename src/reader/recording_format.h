@@ -22,6 +22,11 @@ inline constexpr std::size_t kRecordIdOffset = 0;
 inline constexpr std::size_t kRecordDeltaOffset = 1;
 inline constexpr std::size_t kRecordPayloadOffset = 2;
 
+// Within a record's payload.
+inline constexpr std::size_t kAxisSize = sizeof(std::int16_t);
+inline constexpr std::size_t kTemperatureOffset = 3;  // behind 24 bits of pressure
+inline constexpr std::size_t kEventOffset = 5;
+
 // Header frame: magic, family, id, payload length, payload, trailer.
 inline constexpr std::uint8_t kMagic0 = 0x4B;  // 'K'
 inline constexpr std::uint8_t kMagic1 = 0x56;  // 'V'

@@ -4,10 +4,7 @@
 namespace vortena {
 
 kiv_DataSensor::kiv_DataSensor(std::uint64_t axis_count, std::uint64_t sample_count)
-    : axisCount(axis_count),
-      sampleCount(sample_count),
-      values(axis_count * sample_count),
-      timestamps(sample_count) {}
+    : axisCount(axis_count), sampleCount(sample_count), values(axis_count * sample_count), timestamps(sample_count) {}
 
 bool kiv_DataSensor::has_axes(std::uint64_t axes) const {
   return axisCount >= axes && timestamps.size() >= sampleCount &&

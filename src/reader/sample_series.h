@@ -31,8 +31,7 @@ class SampleSeries {
   };
   static_assert(sizeof(Sample) <= 16);
 
-  explicit SampleSeries(const std::array<AxisCalibration, Axes>& calibration = {})
-      : calibration_(calibration) {}
+  explicit SampleSeries(const std::array<AxisCalibration, Axes>& calibration = {}) : calibration_(calibration) {}
 
   [[nodiscard]] const std::array<AxisCalibration, Axes>& calibration() const { return calibration_; }
   [[nodiscard]] std::size_t size() const { return samples_.size(); }

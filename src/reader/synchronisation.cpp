@@ -45,8 +45,7 @@ bool inputs_are_sound(const std::vector<kiv_Config*>& configs, const std::vector
     return false;
   }
   const auto is_null = [](const auto* pointer) { return pointer == nullptr; };
-  if (std::any_of(configs.begin(), configs.end(), is_null) ||
-      std::any_of(inputs.begin(), inputs.end(), is_null)) {
+  if (std::any_of(configs.begin(), configs.end(), is_null) || std::any_of(inputs.begin(), inputs.end(), is_null)) {
     std::fputs("Null data detected.\n", stderr);
     return false;
   }
@@ -83,8 +82,7 @@ std::vector<ChannelKey> common_keys(const std::vector<Unit>& units) {
   return keys;
 }
 
-void copy_channels(std::vector<SensorMap*>& outputs, std::vector<Unit>& units,
-                   const std::vector<ChannelKey>& keys) {
+void copy_channels(std::vector<SensorMap*>& outputs, std::vector<Unit>& units, const std::vector<ChannelKey>& keys) {
   outputs.assign(units.size(), nullptr);
   for (std::size_t i = 0; i < units.size(); ++i) {
     outputs[i] = new SensorMap;  // NOLINT(cppcoreguidelines-owning-memory): handed to the caller
@@ -141,9 +139,7 @@ bool roles_are_radio_modes(const std::vector<Unit>& units) {
 std::size_t find_master(const std::vector<Unit>& units, bool radio_modes) {
   constexpr std::int32_t kMaster = 0;
   constexpr std::int32_t kAnyChannel = -1;
-  const auto role = [=](const Unit& u) {
-    return radio_modes ? u.config->radioMode : u.config->radioTime.option1;
-  };
+  const auto role = [=](const Unit& u) { return radio_modes ? u.config->radioMode : u.config->radioTime.option1; };
   const auto channel = [=](const Unit& u) {
     return radio_modes ? u.config->radioChannel : u.config->radioTime.option2;
   };
@@ -154,8 +150,7 @@ std::size_t find_master(const std::vector<Unit>& units, bool radio_modes) {
     return &u == &units.front() || channel(u) == kAnyChannel || channel(u) == first_channel;
   });
   if (!channels_agree || masters != 1) {
-    std::fprintf(stderr,
-                 "Possibly no master or more than one used (%i). Different radio channels are used.\n",
+    std::fprintf(stderr, "Possibly no master or more than one used (%i). Different radio channels are used.\n",
                  masters);
     return units.size();
   }
@@ -266,8 +261,7 @@ std::uint64_t common_count(std::int32_t frequency, float duration, std::uint64_t
 kiv_DataSensor slice(const kiv_DataSensor& channel, std::uint64_t first, std::uint64_t count) {
   kiv_DataSensor cut(channel.axisCount, count);
   for (std::uint64_t axis = 0; axis < channel.axisCount; ++axis) {
-    std::copy_n(channel.values.data() + axis * channel.sampleCount + first, count,
-                cut.values.data() + axis * count);
+    std::copy_n(channel.values.data() + axis * channel.sampleCount + first, count, cut.values.data() + axis * count);
   }
   std::copy_n(channel.timestamps.data() + first, count, cut.timestamps.data());
   return cut;
