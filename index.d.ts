@@ -5,7 +5,8 @@
  * the methods at the same time; nothing is shared between calls. Paths are UTF-8 and end at their first zero character.
  *
  * Argument errors throw a `TypeError` with the message "Wrong number of arguments" or "Wrong arguments". Failures of
- * reading or writing are ordinary result texts, listed with each method. Memory that runs out throws an `Error`.
+ * reading or writing are ordinary result texts, listed with each method. Where the module itself finds no memory, it
+ * throws an `Error`; what the JavaScript engine does when its own heap is full is beyond it.
  */
 
 /** What {@link read} answers with, after `JSON.parse`, when the CSV file could be created. */
@@ -92,7 +93,9 @@ export function read(path: string, csvPath: string): string;
 /**
  * Reads recordings made together by several units, adds the orientation to each, brings all onto one clock, cuts them to
  * their common span and writes one CSV file for each: the output folder, "/", the recording's file name without its last
- * extension, ".csv". Two recordings of the same name overwrite each other's CSV. Row i of every CSV is the same instant.
+ * extension, ".csv". Two recordings of the same name overwrite each other's CSV. Among recordings of one time base and one
+ * set of sampling frequencies, row i of every CSV is the same instant, to within half a sample; the one-byte channel in
+ * the Event column keeps its own clock.
  *
  * The reason for a failed synchronisation is printed on standard error; docs/synchronisation.md lists the messages.
  *
@@ -126,8 +129,9 @@ export function readConfig(path: string): string;
  * @param config the configuration text.
  * @returns "OK", or "ERROR" when the file cannot be created.
  * @throws TypeError when there are fewer than two arguments or one of the first two is not a primitive string.
- * @throws Error that names entry and field, when an entry has no key, too few fields, or a field that is no signed 32-bit
- *   decimal number, or when the frames exceed the 512 bytes of a header. The file has been created and is empty.
+ * @throws Error that names the entry, and the field where there is one, when an entry has no key, too few fields, or a
+ *   field that does not start with a signed 32-bit decimal number, or when the frames exceed the 512 bytes of a header.
+ *   The file has been created and is empty. Surplus fields are ignored; an unknown key adds an empty frame.
  */
 export function writeConfig(path: string, config: string): 'OK' | 'ERROR';
 
