@@ -25,11 +25,11 @@ std::uint32_t group_bits(const unsigned char* bytes, unsigned int count) {
 }
 
 /// Position of each character in the alphabet, or -1.
-constexpr std::array<std::int8_t, UINT8_MAX + 1> kPositions = [] {
-  std::array<std::int8_t, UINT8_MAX + 1> positions{};
+constexpr std::array<int, UINT8_MAX + 1> kPositions = [] {
+  std::array<int, UINT8_MAX + 1> positions{};
   positions.fill(-1);
   for (std::size_t k = 0; k < kAlphabet.size(); ++k) {
-    positions[static_cast<unsigned char>(kAlphabet[k])] = static_cast<std::int8_t>(k);
+    positions[static_cast<unsigned char>(kAlphabet[k])] = static_cast<int>(k);
   }
   return positions;
 }();

@@ -38,6 +38,7 @@ bool for_all(std::size_t count, Stage stage) {
 template <typename T>
 std::vector<T*> pointers_to(std::vector<T>& items) {
   std::vector<T*> pointers;
+  pointers.reserve(items.size());
   for (T& item : items) {
     pointers.push_back(&item);
   }

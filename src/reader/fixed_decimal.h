@@ -3,6 +3,7 @@
 // cut that is exact.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <charconv>
@@ -10,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <string_view>
 
 namespace vortena {
 
@@ -42,7 +44,11 @@ inline void store_characters(char* to, std::uint64_t characters) {
 }
 
 constexpr std::uint64_t power_of_ten(int exponent) {
-  return exponent == 0 ? 1 : 10 * power_of_ten(exponent - 1);
+  std::uint64_t power = 1;
+  for (; exponent > 0; --exponent) {
+    power *= 10;
+  }
+  return power;
 }
 
 /// Two groups of three digits, the first digit in the lowest byte.
@@ -50,22 +56,27 @@ inline std::uint64_t six_digits(std::uint32_t n) {
   return kThreeDigits[n / kGroup] | std::uint64_t{kThreeDigits[n % kGroup]} << 24;
 }
 
-/// A whole number below 10^12 without leading zeros; writes up to eight characters. Up to six digits without
-/// a branch on how many there are, which nothing could predict.
-inline char* write_whole(char* to, std::uint64_t n) {
-  constexpr std::uint64_t kTwoGroups = std::uint64_t{kGroup} * kGroup;
+/// A whole number below a million without leading zeros; writes eight characters. No branch on how many digits there
+/// are: nothing could predict it.
+inline char* write_short_whole(char* to, std::uint32_t n) {
   constexpr std::uint64_t kSixZeros = 0x303030303030;
   constexpr std::uint64_t kLastDigit = std::uint64_t{1} << 40;  // is written even when it is a zero
   constexpr int kDigits = 6;
-  if (n >= kTwoGroups) [[unlikely]] {
-    to = write_whole(to, n / kTwoGroups);
-    store_characters(to, six_digits(static_cast<std::uint32_t>(n % kTwoGroups)));
-    return to + kDigits;
-  }
-  const std::uint64_t digits = six_digits(static_cast<std::uint32_t>(n));
+  const std::uint64_t digits = six_digits(n);
   const int leading_zeros = std::countr_zero((digits ^ kSixZeros) | kLastDigit) / 8;
   store_characters(to, digits >> (8 * leading_zeros));
   return to + kDigits - leading_zeros;
+}
+
+/// A whole number below 10^12 without leading zeros.
+inline char* write_whole(char* to, std::uint64_t n) {
+  constexpr std::uint64_t kTwoGroups = std::uint64_t{kGroup} * kGroup;
+  if (n < kTwoGroups) [[likely]] {
+    return write_short_whole(to, static_cast<std::uint32_t>(n));
+  }
+  to = write_short_whole(to, static_cast<std::uint32_t>(n / kTwoGroups));
+  store_characters(to, six_digits(static_cast<std::uint32_t>(n % kTwoGroups)));
+  return to + 6;
 }
 
 /// Point, one to five decimals of a fraction below 10^Decimals, and comma; writes up to eight characters.
@@ -112,8 +123,8 @@ inline double round_scaled(double magnitude, double scaled) {
 
 inline char* write_slowly(char* to, double value, int decimals) {
   if (std::isnan(value)) {
-    std::memcpy(to, "nan,", 4);
-    return to + 4;
+    constexpr std::string_view kText = "nan,";
+    return std::copy(kText.begin(), kText.end(), to);
   }
   to = std::to_chars(to, to + kLongestCell, value, std::chars_format::fixed, decimals).ptr;
   *to = ',';

@@ -43,7 +43,7 @@ inline Row splat(Row v) {
 template <std::size_t N, std::size_t RowsA, std::size_t StrideA>
 inline Rows<N> load_rows(const float (&A)[RowsA][StrideA]) {
   static_assert(N <= RowsA && kLanes <= StrideA);
-  Rows<N> rows;
+  Rows<N> rows{};
   for (std::size_t r = 0; r < N; ++r) {
     rows.row[r] = load(A[r]);
   }
@@ -74,7 +74,7 @@ struct Factors {
 /// A B: row r is A[r][0] times row 0 of B, plus A[r][1] times row 1, and so on.
 template <std::size_t N, std::size_t Inner>
 inline Rows<N> multiply(const Factors<N, Inner>& A, const Rows<Inner>& B) {
-  Rows<N> C;
+  Rows<N> C{};
   for (std::size_t r = 0; r < N; ++r) {
     C.row[r] = A.at[r][0] * B.row[0];
     for (std::size_t k = 1; k < Inner; ++k) {
@@ -106,7 +106,7 @@ inline Rows<4> multiply_transposed(const Rows<4>& A, const Rows<4>& B) {
 
 template <std::size_t N, std::size_t Cols>
 inline Factors<Cols, N> transpose(const Factors<N, Cols>& A) {
-  Factors<Cols, N> T;
+  Factors<Cols, N> T{};
   for (std::size_t r = 0; r < N; ++r) {
     for (std::size_t c = 0; c < Cols; ++c) {
       T.at[c][r] = A.at[r][c];
@@ -139,7 +139,7 @@ inline Rows<3> first_three(const Rows<4>& A) {
 
 template <std::size_t N>
 inline Rows<N> add(const Rows<N>& A, const Rows<N>& B) {
-  Rows<N> C;
+  Rows<N> C{};
   for (std::size_t r = 0; r < N; ++r) {
     C.row[r] = A.row[r] + B.row[r];
   }
@@ -148,7 +148,7 @@ inline Rows<N> add(const Rows<N>& A, const Rows<N>& B) {
 
 template <std::size_t N>
 inline Rows<N> subtract(const Rows<N>& A, const Rows<N>& B) {
-  Rows<N> C;
+  Rows<N> C{};
   for (std::size_t r = 0; r < N; ++r) {
     C.row[r] = A.row[r] - B.row[r];
   }
