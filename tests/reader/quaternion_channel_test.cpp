@@ -1,97 +1,89 @@
 #include "reader/quaternion_channel.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <cmath>
-#include <functional>
-
-#include "support/recording_builder.h"
 
 namespace vortena::testing {
 namespace {
 
-using ::testing::Each;
-
-/// Still at first; the x axis of both sensors counts samples in its last digits, so that shifted reading
-/// shows.
-kiv_DataSensor still_series(std::uint64_t samples, double z) {
-  kiv_DataSensor series(3, samples);
+/// Three axes: (0, 0, z), from the fifth sample on (x, 0, later_z).
+kiv_DataSensor series(std::uint64_t samples, double z, double x, double later_z) {
+  kiv_DataSensor sensor(3, samples);
   for (std::size_t i = 0; i < samples; ++i) {
-    series.values[i] = 1e-4 * static_cast<double>(i);
-    series.values[2 * samples + i] = z;
-    series.timestamps[i] = 10.0 + static_cast<double>(i);
+    sensor.values[i] = i < 5 ? 0 : x;
+    sensor.values[2 * samples + i] = i < 5 ? z : later_z;
+    sensor.timestamps[i] = z + static_cast<double>(i);
   }
-  return series;
+  return sensor;
 }
 
 struct Input {
   kiv_Config config;
   SensorMap sensors;
 
-  Input(std::uint64_t accel_samples, std::uint64_t gyro_samples) {
+  Input(std::uint64_t accel_samples, std::uint64_t gyro_samples, double accel = 1, double gyro = 0, double tilt = 0) {
     config.accel.frequency = config.gyro.frequency = 100;
-    sensors.emplace(kAccelKey, still_series(accel_samples, 1));
-    sensors.emplace(kGyroKey, still_series(gyro_samples, 0));
+    sensors.emplace(kAccelKey, series(accel_samples, accel, accel * std::sin(tilt), accel * std::cos(tilt)));
+    sensors.emplace(kGyroKey, series(gyro_samples, gyro, 0, gyro));
   }
-  bool compute() { return kiv_computeQuaternion(&config, &sensors); }
-  [[nodiscard]] const kiv_DataSensor& quaternion() const { return sensors.at(kQuaternionKey); }
+  kiv_DataSensor& at(ChannelKey key) { return sensors.at(key); }
+  const std::vector<double>& quaternions() {
+    EXPECT_TRUE(kiv_computeQuaternion(&config, &sensors));
+    return at(kQuaternionKey).values;
+  }
 };
 
-TEST(QuaternionChannel, NeedsBothSensorsAtOneRate) {
-  Input null(2, 2);
-  EXPECT_FALSE(kiv_computeQuaternion(nullptr, &null.sensors));
-  EXPECT_FALSE(kiv_computeQuaternion(&null.config, nullptr));
-  const std::function<void(Input&)> faults[] = {
+TEST(QuaternionChannel, NeedsBothSensorsAtOneRateAndAnEntryOfItsShape) {
+  void (*const faults[])(Input&) = {
       [](Input& i) { i.sensors.erase(kAccelKey); },
       [](Input& i) { i.sensors.erase(kGyroKey); },
       [](Input& i) { i.config.gyro.frequency = 200; },
-      [](Input& i) { i.sensors.at(kAccelKey).axisCount = 2; },
-      [](Input& i) { i.sensors.insert_or_assign(kGyroKey, kiv_DataSensor(4, 9)); },
-      [](Input& i) { i.sensors.insert_or_assign(kGyroKey, kiv_DataSensor(3, 0)); },
+      [](Input& i) { i.at(kAccelKey).axisCount = 2; },
+      [](Input& i) { i.at(kGyroKey) = kiv_DataSensor(4, 9); },
+      [](Input& i) { i.at(kGyroKey) = kiv_DataSensor(3, 0); },
+      [](Input& i) { i.sensors.try_emplace(kQuaternionKey, 4, 8); },
   };
   for (const auto& fault : faults) {
     Input input(9, 9);
     fault(input);
-    EXPECT_FALSE(input.compute());
-    EXPECT_FALSE(input.sensors.contains(kQuaternionKey));
+    const std::size_t entries = input.sensors.size();
+    EXPECT_FALSE(kiv_computeQuaternion(&input.config, &input.sensors));
+    EXPECT_EQ(input.sensors.size(), entries);
   }
+  Input input(9, 9);
+  EXPECT_FALSE(kiv_computeQuaternion(&input.config, nullptr) || kiv_computeQuaternion(nullptr, &input.sensors));
 }
 
-TEST(QuaternionChannel, HoldsOneQuaternionASampleAndZerosWhereThereIsNone) {
-  Input input(9, 9);
-  ASSERT_TRUE(input.compute());
-  const kiv_DataSensor& q = input.quaternion();
-  EXPECT_EQ(q.timestamps, input.sensors.at(kAccelKey).timestamps);
-  for (std::size_t i = 0; i < 9; ++i) {
-    const double norm = std::hypot(q.values[i], std::hypot(q.values[9 + i], q.values[18 + i], q.values[27 + i]));
-    EXPECT_NEAR(norm, i >= 4 && i < 8 ? 1 : 0, 1e-6) << "sample " << i;
+TEST(QuaternionChannel, IsZeroBeforeTheStartAndInTheLastSample) {
+  for (const std::size_t n : {1U, 9U}) {
+    Input input(n, n);
+    input.sensors.try_emplace(kQuaternionKey, 4, n).first->second.values.assign(4 * n, 7.0);  // overwritten
+    for (std::size_t i = 0; i < 4 * n; ++i) { EXPECT_EQ(input.quaternions()[i], i >= 4 && i + 1 < n ? 1 : 0) << i; }
+    EXPECT_EQ(input.at(kQuaternionKey).timestamps, input.at(kAccelKey).timestamps);
   }
-  Input one(1, 1);
-  ASSERT_TRUE(one.compute());
-  EXPECT_THAT(one.quaternion().values, ::testing::ElementsAre(0, 0, 0, 0));
 }
 
 TEST(QuaternionChannel, ReadsBothInputsWithTheCommonLengthAsStride) {
-  Input unequal(500, 480), expected(480, 480);
-  const auto& longer = unequal.sensors.at(kAccelKey).values;
-  auto& shifted = expected.sensors.at(kAccelKey).values;
-  std::copy_n(longer.begin(), shifted.size(), shifted.begin());
-  ASSERT_TRUE(unequal.compute());
-  ASSERT_TRUE(expected.compute());
-  EXPECT_EQ(unequal.quaternion().sampleCount, 480U);
-  EXPECT_EQ(unequal.quaternion().values, expected.quaternion().values);
+  const std::size_t lengths[][2] = {{50, 40}, {40, 50}};
+  for (const auto& [accel_samples, gyro_samples] : lengths) {
+    Input unequal(accel_samples, gyro_samples, 1, 1), expected(40, 40);
+    for (const ChannelKey key : {kAccelKey, kGyroKey}) {
+      std::copy_n(unequal.at(key).values.begin(), 3 * 40, expected.at(key).values.begin());
+    }
+    EXPECT_EQ(unequal.quaternions(), expected.quaternions());
+  }
 }
 
-TEST(QuaternionChannel, OverwritesAnEntryOfItsShapeAndNoOther) {
-  Input input(20, 20);
-  ASSERT_TRUE(input.compute());
-  const auto first = input.quaternion().values;
-  std::fill(input.sensors.at(kQuaternionKey).values.begin(), input.sensors.at(kQuaternionKey).values.end(), 7.0);
-  ASSERT_TRUE(input.compute());
-  EXPECT_EQ(input.quaternion().values, first);
-  input.sensors.insert_or_assign(kQuaternionKey, kiv_DataSensor(4, 3));
-  EXPECT_FALSE(input.compute());
-  EXPECT_THAT(input.quaternion().values, Each(0));
+TEST(QuaternionChannel, StartsWithinTheThresholdsAndCorrectsTiltGently) {
+  const double inputs[][3] = {{1.09, 14.9, 1}, {1.11, 0, 0}, {0.89, 0, 0}, {1, 15.1, 0}};
+  for (const auto& [accel, gyro, started] : inputs) {
+    EXPECT_NEAR(Input(9, 9, accel, gyro).quaternions()[4], started, 0.01) << accel << ' ' << gyro;
+  }
+  constexpr std::size_t kSamples = 2006;
+  // P grows by 1e-5 a sample and stays far below the noise R = 10000, so the tilt closes by 4 P / R a sample.
+  const double sum_of_p = 2000 * 1e-4 + 1e-5 * 2000 * 2001 / 2, tilt = 0.3 * (1 - std::exp(-4 * sum_of_p / 10000));
+  EXPECT_NEAR(2 * Input(kSamples, kSamples, 1, 0, 0.3).quaternions()[3 * kSamples - 2], -tilt, 1e-4);
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <utility>
 
 namespace vortena::testing {
 namespace {
@@ -15,8 +14,7 @@ constexpr double kCounts = 32768;
 
 /// Angle and rate of a swing that sets out from rest: amplitude (1 - cos(2 pi f t)).
 struct Swing {
-  double angle;
-  double rate;
+  double angle, rate;
 };
 
 Swing swing(double amplitude, double frequency_hz, double t) {
@@ -43,54 +41,32 @@ Axes to_counts(const std::array<double, 3>& values, double range) {
 
 BlockArray header_block(const SimulationPlan& plan) {
   const int slow_hz = plan.rate_hz / plan.slow_every;
-  return header()
-      .device(plan.device_id, 2, 5)
-      .firmware(3, 1, 4)
-      .date(0, {0, 5, 9, 17, 5}, 2024)
-      .date(6, {30, 35, 9, 17, 5}, 2024)
-      .time_base(plan.rate_hz)
-      .accel(plan.rate_hz)
-      .gyro(plan.rate_hz)
-      .baro(slow_hz)
-      .mag(slow_hz)
-      .radio_byte(slow_hz)
-      .radio_time(slow_hz, plan.radio_role, 17)
-      .event(slow_hz)
-      .frame(3, 21, be(77, 2))
-      .frame(3, 5, {1, 2, 3})
-      .bytes();
+  HeaderBuilder builder = header().device(plan.device_id, 2, 5).firmware(3, 1, 4).time_base(plan.rate_hz);
+  builder.date(0, {0, 5, 9, 17, 5}, 2024).date(6, {30, 35, 9, 17, 5}, 2024).accel(plan.rate_hz).gyro(plan.rate_hz);
+  builder.baro(slow_hz).mag(slow_hz).radio_byte(slow_hz).radio_time(slow_hz, plan.radio_role, 17).event(slow_hz);
+  return builder.frame(3, 21, be(77, 2)).frame(3, 5, {1, 2, 3}).bytes();
 }
 
 /// Lays records into blocks in time order; a block ends when it is full or its base is too far behind.
 class RecordingWriter {
  public:
-  explicit RecordingWriter(Bytes header) : bytes_(std::move(header)) {}
+  explicit RecordingWriter(const BlockArray& header) : blocks_{header} {}
 
   template <typename Write>
   void at(std::uint32_t tick, Write write) {
-    if (block_.full() || tick - base_ > UINT8_MAX || !started_) {
-      close_block();
-      block_ = BlockBuilder(tick);
-      base_ = tick;
-      started_ = true;
+    if (blocks_.size() == 1 || block_.full() || tick - base_ > UINT8_MAX) {
+      block_ = BlockBuilder(base_ = tick);
+      blocks_.emplace_back();
     }
     write(block_, static_cast<std::uint8_t>(tick - base_));
+    blocks_.back() = block_.bytes();
   }
-
-  Bytes finish() {
-    close_block();
-    return std::move(bytes_);
-  }
+  [[nodiscard]] Bytes bytes() const { return recording(blocks_); }
 
  private:
-  void close_block() {
-    if (started_) { bytes_.insert(bytes_.end(), block_.bytes().begin(), block_.bytes().end()); }
-  }
-
-  Bytes bytes_;
+  std::vector<BlockArray> blocks_;
   BlockBuilder block_{0};
   std::uint32_t base_ = 0;
-  bool started_ = false;
 };
 
 }  // namespace
@@ -121,7 +97,7 @@ std::uint8_t true_event(const SimulationPlan& plan, std::uint32_t tick) {
 std::uint32_t tick_count(const SimulationPlan& plan) { return static_cast<std::uint32_t>(plan.seconds * plan.rate_hz); }
 
 Bytes simulate(const SimulationPlan& plan) {
-  RecordingWriter writer(recording({header_block(plan)}));
+  RecordingWriter writer(header_block(plan));
   for (std::uint32_t i = 0; i < tick_count(plan); ++i) {
     const std::uint32_t tick = plan.first_tick + i;
     const TrueSample s = true_sample(plan, static_cast<double>(i) / plan.rate_hz);
@@ -139,7 +115,7 @@ Bytes simulate(const SimulationPlan& plan) {
       writer.at(tick, [&](BlockBuilder& b, std::uint8_t d) { b.radio_time(d, tick + plan.radio_ticks_ahead); });
     }
   }
-  return writer.finish();
+  return writer.bytes();
 }
 
 }  // namespace vortena::testing

@@ -5,107 +5,92 @@
 namespace tracker_testing {
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::FloatNear;
+using ::testing::DoubleNear;
+using ::testing::Each;
 using ::testing::Pointwise;
 
-using Q4 = std::array<float, 4>;
-
-Q4 product(const Q4& a, const Q4& b) {
-  Q4 out{};
-  quaternion_product(a.data(), b.data(), out.data());
-  return out;
+TEST(Quaternions, NormsFollowTheirOddRules) {
+  std::array<float, 4> out{};
+  quaternion_product(out.data(), narrow(Quat{1, 2, 3, 4}).data(), out.data());
+  EXPECT_THAT(out, Each(0)) << "zero stays zero";
+  get_conjugate(narrow(Quat{0, 3, -4, 0}).data(), out.data());
+  EXPECT_THAT(out, Pointwise(DoubleNear(1e-6), Quat{0, -0.6, 0.8, 0})) << "over the norm, not its square";
+  out = {3, 4, 8, 8};
+  normalize_quaternion(out.data(), 2);
+  EXPECT_THAT(out, Pointwise(DoubleNear(1e-6), Quat{0.6, 0.8, 1.6, 1.6})) << "the norm of two divides four";
 }
 
-TEST(Quaternions, ProductConjugateAndNorm) {
-  EXPECT_THAT(product({0, 1, 0, 0}, {0, 0, 1, 0}), ElementsAre(0, 0, 0, 1));  // i j = k
-  EXPECT_THAT(product({0, 0, 1, 0}, {0, 1, 0, 0}), ElementsAre(0, 0, 0, -1));
-  EXPECT_THAT(product({0, 0, 1, 0}, {0, 0, 0, 1}), ElementsAre(0, 1, 0, 0));
-  EXPECT_THAT(product({0, 0, 0, 1}, {0, 1, 0, 0}), ElementsAre(0, 0, 1, 0));
-  EXPECT_THAT(product({1, 0, 0, 0}, {0, 3, 0, 4}), Pointwise(FloatNear(1e-7F), Q4{0, 0.6F, 0, 0.8F}));
-  EXPECT_THAT(product({0, 0, 0, 0}, {1, 2, 3, 4}), ElementsAre(0, 0, 0, 0));
-  Q4 conjugate{};
-  get_conjugate(Q4{2, 0, 0, 0}.data(), conjugate.data());
-  EXPECT_THAT(conjugate, ElementsAre(1, 0, 0, 0));
-  get_conjugate(Q4{0, 3, -4, 0}.data(), conjugate.data());
-  EXPECT_THAT(conjugate, Pointwise(FloatNear(1e-7F), Q4{0, -0.6F, 0.8F, 0}));
-  Q4 v{3, 4, 8, 8};
-  normalize_quaternion(v.data(), 2);
-  EXPECT_THAT(v, Pointwise(FloatNear(1e-6F), Q4{0.6F, 0.8F, 1.6F, 1.6F}));
-}
-
-TEST(Quaternions, RotationsAgreeWithTheSandwichAndWithEachOther) {
-  Noise noise(1);
+TEST(Quaternions, ProductsAndRotationsAgreeWithTheAlgebra) {
+  Noise noise{std::mt19937(1)};
   for (int i = 0; i < 200; ++i) {
-    const Quat q = reference::unit(Quat{noise.uniform(1), noise.uniform(1), noise.uniform(1), noise.uniform(1)});
-    const Vec3 v = noise.vector(5);
-    const Q4 qf{float(q[0]), float(q[1]), float(q[2]), float(q[3])};
-    std::array<float, 3> earth{}, back{};
+    const Quat a = noise.attitude(), b = noise.attitude();
+    const Vec3 v = noise.vector(5), angles = noise.vector(3);
+    std::array<float, 4> product{};
+    std::array<float, 3> turned{};
     std::array<float, 9> M{};
-    quaternion_rotate_vector(narrow(v).data(), qf.data(), earth.data());
-    EXPECT_THAT(earth, Pointwise(FloatNear(1e-5F), narrow(reference::to_earth(q, v))));
-    quaternion_to_rotation_matrix(qf.data(), M.data());
-    rotate_vector(earth.data(), M.data(), back.data());
-    EXPECT_THAT(back, Pointwise(FloatNear(1e-5F), narrow(v))) << "the matrix leads back into the body frame";
+    quaternion_product(narrow(a).data(), narrow(3 * b).data(), product.data());
+    EXPECT_THAT(product, Pointwise(DoubleNear(1e-6), a * b)) << "of unit length";
+    quaternion_rotate_vector(narrow(v).data(), narrow(a).data(), turned.data());
+    EXPECT_THAT(turned, Pointwise(DoubleNear(1e-5), to_earth(a, v)));
+    quaternion_to_rotation_matrix(narrow(a).data(), M.data());
+    rotate_vector(narrow(v).data(), M.data(), turned.data());
+    EXPECT_THAT(turned, Pointwise(DoubleNear(1e-5), to_body(a, v))) << "the matrix leads into the body frame";
+    euler_to_rotation_matrix(M.data(), narrow(angles)[0], narrow(angles)[1], narrow(angles)[2]);
+    rotate_vector(narrow(v).data(), M.data(), turned.data());
+    const Quat euler = turn(2, angles[2]) * turn(1, angles[1]) * turn(0, angles[0]);
+    EXPECT_THAT(turned, Pointwise(DoubleNear(1e-5), to_earth(euler, v)));
   }
-  std::array<float, 9> M{};
-  euler_to_rotation_matrix(M.data(), 0.3F, -0.5F, 1.1F);  // Rz Ry Rx, against three single rotations
-  using reference::operator*;
-  const Quat euler = Quat{std::cos(0.55), 0, 0, std::sin(0.55)} * Quat{std::cos(-0.25), 0, std::sin(-0.25), 0} *
-                     Quat{std::cos(0.15), std::sin(0.15), 0, 0};
-  std::array<float, 3> turned{};
-  rotate_vector(std::array{1.0F, 2.0F, 3.0F}.data(), M.data(), turned.data());
-  EXPECT_THAT(turned, Pointwise(FloatNear(1e-5F), narrow(reference::to_earth(euler, {1, 2, 3}))));
 }
 
 /// Random matrix in rows of `stride`, diagonally dominant so that elimination without exchanges is sound.
-std::vector<float> random_matrix(Noise& noise, std::size_t rows, std::size_t stride) {
+std::vector<float> random_matrix(std::size_t rows, std::size_t stride) {
+  static Noise noise{std::mt19937(2)};
   std::vector<float> A(rows * stride);
-  for (std::size_t i = 0; i < A.size(); ++i) {
-    A[i] = static_cast<float>(noise.uniform(1) + (i / stride == i % stride ? 4 : 0));
-  }
+  for (float& element : A) { element = static_cast<float>(noise.uniform(1)); }
+  for (std::size_t i = 0; i < std::min(rows, stride); ++i) { A[i * stride + i] += 4; }
   return A;
 }
 
-struct Product {
-  void (*multiply)(const float*, const float*, float*);
-  std::size_t rows, inner, cols, stride_a, stride_b, stride_c;
-};
-
 TEST(Matrices, ProductsHonourShapesAndStrides) {
-  Noise noise(2);
-  for (const Product& p :
-       {Product{matrix_mult_3_3, 3, 3, 3, 3, 3, 3}, Product{matrix_mult_4_4, 4, 4, 4, 4, 6, 6},
-        Product{matrix_mult_6_4_4_4, 6, 4, 4, 4, 6, 4}, Product{matrix_mult_6_6_6_6, 6, 6, 6, 6, 6, 6}}) {
-    const auto A = random_matrix(noise, p.rows, p.stride_a), B = random_matrix(noise, p.inner, p.stride_b);
+  const struct {
+    void (*multiply)(const float*, const float*, float*);
+    std::size_t rows, inner, cols, stride_b, stride_c;
+  } products[] = {{matrix_mult_3_3, 3, 3, 3, 3, 3},
+                  {matrix_mult_4_4, 4, 4, 4, 6, 6},
+                  {matrix_mult_6_4_4_4, 6, 4, 4, 6, 4},
+                  {matrix_mult_6_6_6_6, 6, 6, 6, 6, 6}};
+  for (const auto& p : products) {
+    const auto A = random_matrix(p.rows, p.inner), B = random_matrix(p.inner, p.stride_b);
     std::vector<float> C(p.rows * p.stride_c, -99.0F);
     p.multiply(A.data(), B.data(), C.data());
     for (std::size_t r = 0; r < p.rows; ++r) {
       for (std::size_t c = 0; c < p.stride_c; ++c) {
-        double sum = 0;
-        for (std::size_t k = 0; k < p.inner; ++k) {
-          sum += double(A[r * p.stride_a + k]) * double(B[k * p.stride_b + std::min(c, p.cols - 1)]);
-        }
-        EXPECT_NEAR(C[r * p.stride_c + c], c < p.cols ? sum : -99.0, 1e-5) << p.rows << p.cols << r << c;
+        float sum = c < p.cols ? 0 : -99;  // what lies between the rows stays
+        for (std::size_t k = 0; k < p.inner && c < p.cols; ++k) { sum += A[r * p.inner + k] * B[k * p.stride_b + c]; }
+        EXPECT_NEAR(C[r * p.stride_c + c], sum, 1e-5) << p.rows << p.cols << r << c;
       }
     }
   }
 }
 
-TEST(Matrices, InversesUndoTheirMatrices) {
-  Noise noise(3);
-  std::array<float, 36> inverse{}, identity{};
-  const auto A = random_matrix(noise, 6, 6);
-  inverseM_magneto(A.data(), inverse.data());
-  matrix_mult_6_6_6_6(A.data(), inverse.data(), identity.data());
-  for (std::size_t i = 0; i < 36; ++i) { EXPECT_NEAR(identity[i], i / 6 == i % 6 ? 1 : 0, 1e-5); }
-  const auto B = random_matrix(noise, 3, 3);
-  inverseM(B.data(), inverse.data());
-  matrix_mult_3_3(B.data(), inverse.data(), identity.data());
-  for (std::size_t i = 0; i < 9; ++i) { EXPECT_NEAR(identity[i], i / 3 == i % 3 ? 1 : 0, 1e-5); }
-  const std::array<float, 9> regular_with_zero_pivot{0, 1, 0, 1, 0, 0, 0, 0, 1};
-  inverseM(regular_with_zero_pivot.data(), inverse.data());
-  EXPECT_FALSE(std::isfinite(inverse[0]));
+TEST(Matrices, InversesAndTheirStepsUndoTheirMatrices) {
+  for (const std::size_t n : {3U, 6U}) {
+    const auto A = random_matrix(n, n);
+    auto augmented = random_matrix(n, 2 * n);
+    std::vector<float> inverse(n * n), product(n * n);
+    (n == 3 ? inverseM : inverseM_magneto)(A.data(), inverse.data());
+    (n == 3 ? matrix_mult_3_3 : matrix_mult_6_6_6_6)(A.data(), inverse.data(), product.data());
+    for (std::size_t i = 0; i < n * n; ++i) { EXPECT_NEAR(product[i], i / n == i % n ? 1 : 0, 1e-5); }
+    const auto before = augmented;  // one step with the pivot 4: row 1 over the pivot, multiples of it off the others
+    (n == 3 ? reduction : reduction_magneto)(augmented.data(), static_cast<std::int32_t>(n), 1, 1);
+    for (std::size_t i = 0; i < before.size(); ++i) {
+      const float pivots = before[2 * n + i % (2 * n)] / before[2 * n + 1], factor = before[i / (2 * n) * 2 * n + 1];
+      EXPECT_NEAR(augmented[i], i / (2 * n) == 1 ? pivots : before[i] - factor * pivots, 1e-5);
+    }
+  }
+  std::array<float, 9> inverse{};
+  inverseM(std::array<float, 9>{0, 1, 0, 1, 0, 0, 0, 0, 1}.data(), inverse.data());
+  EXPECT_FALSE(std::isfinite(inverse[0])) << "pivots are taken in order, even where another would do";
 }
 
 }  // namespace
