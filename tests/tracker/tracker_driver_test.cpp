@@ -94,7 +94,7 @@ TEST(TrackerDriver, AxisTableRemapsEveryAxisBeforeUse) {
   unit.feed(kUp, {57.29577637, 2 * 57.29577637, 3 * 57.29577637});
   EXPECT_THAT(unit.state.filter_work.rates, Pointwise(FloatEq(), std::array{3.0F, -1.0F, 2.0F}));
   // Whether there is a magnetometer sample stands in the channel behind the last axis: its integer part, if it exists.
-  const double flags[][3] = {{9, 5, 0}, {0, 0.9, 0}, {0, 1, 1}, {0, -1, 1}};
+  const double flags[][3] = {{-1, 5, 0}, {9, 5, 0}, {0, 0.9, 0}, {0, 1, 1}, {0, -1, 1}};
   for (const auto& [channel, accel_y, present] : flags) {
     unit.state.mag_total_count = 0;
     unit.state.axis_map[8] = static_cast<std::int32_t>(channel);

@@ -12,6 +12,7 @@ using ::testing::Pointwise;
 TEST(Quaternions, NormsFollowTheirOddRules) {
   std::array<float, 4> out{};
   quaternion_product(out.data(), narrow(Quat{1, 2, 3, 4}).data(), out.data());
+  normalize_quaternion(out.data(), 4);
   EXPECT_THAT(out, Each(0)) << "zero stays zero";
   get_conjugate(narrow(Quat{0, 3, -4, 0}).data(), out.data());
   EXPECT_THAT(out, Pointwise(DoubleNear(1e-6), Quat{0, -0.6, 0.8, 0})) << "over the norm, not its square";
