@@ -107,7 +107,7 @@ export function read(path: string, csvPath: string): string;
  * @throws TypeError when the arguments are too few, or not an array of primitive strings and a primitive string.
  * @throws Error when the paths take more than 64 MiB in all.
  */
-export function readAndSync2(paths: string[], outputFolder: string): 'OK' | '-10' | '-11' | '-12' | '-13';
+export function readAndSync2(paths: readonly string[], outputFolder: string): 'OK' | '-10' | '-11' | '-12' | '-13';
 
 /**
  * Reads the configuration header of a recording.

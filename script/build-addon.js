@@ -8,7 +8,7 @@ const fs = require('node:fs');
 const os = require('node:os');
 const path = require('node:path');
 
-const root = path.join(__dirname, '..');
+const root = path.dirname(__dirname);
 
 function fail(sentence, details) {
   if (details) {
@@ -53,6 +53,14 @@ function cmake(args) {
   }
 }
 
+/** CMake refuses a build folder that was made elsewhere, as when an installed package was copied or moved. */
+function forgetOtherPlace(binary) {
+  const cache = path.join(binary, 'CMakeCache.txt');
+  if (fs.existsSync(cache) && !fs.readFileSync(cache, 'utf8').includes(`CMAKE_HOME_DIRECTORY:INTERNAL=${root}\n`)) {
+    fs.rmSync(binary, { recursive: true });
+  }
+}
+
 function main() {
   const [preset] = process.argv.slice(2);
   const headers = findHeaders();
@@ -75,6 +83,7 @@ function main() {
 
   const binary = path.join(root, 'build', preset ? path.join('preset', preset) : 'addon');
   const output = preset ? binary : path.join(root, 'build', 'Release');
+  forgetOtherPlace(binary);
   cmake([
     ...(preset ? ['--preset', preset] : ['-DCMAKE_BUILD_TYPE=Release']),
     '-S', root,
