@@ -3,8 +3,9 @@
 #include "reader/csv_export.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
-#include <string>
+#include <string_view>
 
 #include "reader/csv_writer.h"
 #include "reader/date_text.h"
@@ -76,52 +77,58 @@ void write_preamble(CsvWriter& csv, const kiv_Config& config, std::uint64_t rows
   csv.text("\n\n");
 }
 
-void write_group(CsvWriter& csv, bool condition, std::string_view name, std::int32_t frequency, std::size_t columns) {
-  if (condition) {
-    csv.text(name);
-    csv.text(" [");
-    csv.number(frequency);
-    csv.text(" hz]");
-    csv.text(std::string(columns, ','));
+/// What a channel shows in the three header lines, and when.
+struct HeaderEntry {
+  bool in_group_line;
+  bool in_column_lines;
+  std::string_view group;
+  std::int32_t group_frequency;
+  std::string_view group_end;  ///< a comma for each column
+  std::string_view names;
+  std::string_view units;
+};
+
+/// The event's group follows the one-byte channel's settings, its columns the channel whose cells follow; that is
+/// meant, and so is the difference between these settings and the samples that the cells need.
+std::array<HeaderEntry, 6> header_entries(const kiv_Config& c, const CsvChannels& channels) {
+  const bool event = channels.event.taken();
+  const bool quaternion = channels.quaternion.taken();
+  return {
+      {{true, true, "Time", c.frequency, ",", "Time,", "[s],"},
+       {c.gyro.present, c.gyro.present, "Gyro", c.gyro.frequency, ",,,", "Gyro X,Gyro Y,Gyro Z,",
+        "[deg/s],[deg/s],[deg/s],"},
+       {c.accel.present, c.accel.present, "Accel", c.accel.frequency, ",,,", "Accel X,Accel Y,Accel Z,",
+        "[g],[g],[g],"},
+       {c.baro.present, c.baro.present, "Baro", c.baro.frequency, ",,", "Pressure,Temperature,", "[mBar],[degree C],"},
+       {c.radioByte.present, event, "Event", c.frequency, ",", "Event,", "[],"},
+       {quaternion, quaternion, "Quaternion", c.gyro.frequency, ",,,,", "Quat W,Quat X,Quat Y,Quat Z,",
+        "[],[],[],[],"}}};
+}
+
+void write_group(CsvWriter& csv, const HeaderEntry& entry) {
+  csv.text(entry.group);
+  csv.text(" [");
+  csv.number(entry.group_frequency);
+  csv.text(" hz]");
+  csv.text(entry.group_end);
+}
+
+void write_header_lines(CsvWriter& csv, const kiv_Config& config, const CsvChannels& channels) {
+  const std::array<HeaderEntry, 6> entries = header_entries(config, channels);
+  for (const HeaderEntry& entry : entries) {
+    if (entry.in_group_line) {
+      write_group(csv, entry);
+    }
   }
-}
-
-void write_if(CsvWriter& csv, bool condition, std::string_view text) {
-  if (condition) {
-    csv.text(text);
+  csv.end_line();
+  for (const std::string_view HeaderEntry::*line : {&HeaderEntry::names, &HeaderEntry::units}) {
+    for (const HeaderEntry& entry : entries) {
+      if (entry.in_column_lines) {
+        csv.text(entry.*line);
+      }
+    }
+    csv.end_line();
   }
-}
-
-/// The event entry of this line follows the one-byte channel's settings, not the channel whose cells follow;
-/// that is meant, and so is the difference between these settings and the samples that the cells need.
-void write_group_line(CsvWriter& csv, const kiv_Config& config, const CsvChannels& channels) {
-  write_group(csv, true, "Time", config.frequency, 1);
-  write_group(csv, config.gyro.present, "Gyro", config.gyro.frequency, kInertialColumns);
-  write_group(csv, config.accel.present, "Accel", config.accel.frequency, kInertialColumns);
-  write_group(csv, config.baro.present, "Baro", config.baro.frequency, kBaroColumns);
-  write_group(csv, config.radioByte.present, "Event", config.frequency, 1);
-  write_group(csv, channels.quaternion.taken(), "Quaternion", config.gyro.frequency, kQuaternionColumns);
-  csv.end_line();
-}
-
-void write_name_line(CsvWriter& csv, const kiv_Config& config, const CsvChannels& channels) {
-  csv.text("Time,");
-  write_if(csv, config.gyro.present, "Gyro X,Gyro Y,Gyro Z,");
-  write_if(csv, config.accel.present, "Accel X,Accel Y,Accel Z,");
-  write_if(csv, config.baro.present, "Pressure,Temperature,");
-  write_if(csv, channels.event.taken(), "Event,");
-  write_if(csv, channels.quaternion.taken(), "Quat W,Quat X,Quat Y,Quat Z,");
-  csv.end_line();
-}
-
-void write_unit_line(CsvWriter& csv, const kiv_Config& config, const CsvChannels& channels) {
-  csv.text("[s],");
-  write_if(csv, config.gyro.present, "[deg/s],[deg/s],[deg/s],");
-  write_if(csv, config.accel.present, "[g],[g],[g],");
-  write_if(csv, config.baro.present, "[mBar],[degree C],");
-  write_if(csv, channels.event.taken(), "[],");
-  write_if(csv, channels.quaternion.taken(), "[],[],[],[],");
-  csv.end_line();
 }
 
 template <std::size_t Count>
@@ -183,9 +190,7 @@ void write_csv(std::ostream& out, const kiv_Config& config, const SensorMap& sen
   const std::uint64_t rows = count_rows(channels);
   CsvWriter csv(out);
   write_preamble(csv, config, rows);
-  write_group_line(csv, config, channels);
-  write_name_line(csv, config, channels);
-  write_unit_line(csv, config, channels);
+  write_header_lines(csv, config, channels);
   write_rows(csv, config, channels, rows);
 }
 
