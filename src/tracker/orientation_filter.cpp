@@ -18,7 +18,6 @@ using tracker::load;
 using tracker::load_3x3;
 using tracker::load_rows;
 using tracker::multiply;
-using tracker::multiply_transposed;
 using tracker::normalised;
 using tracker::Row;
 using tracker::Rows;
@@ -27,6 +26,7 @@ using tracker::store;
 using tracker::store_rows;
 using tracker::subtract;
 using tracker::transpose;
+using tracker::transpose_multiply;
 
 constexpr float kMovingProcessNoise = 0.0001F;
 constexpr float kMovingAccelerometerNoise = 10000.0F;  // against 0.001 at rest: all but switches the correction off
@@ -122,14 +122,14 @@ bool is_disturbed(const tracker_state* state, float field_norm, Row e) {
   const Rows<3> HP = multiply(H, P);
   const Rows<3> S = add(first_three(transpose(multiply(H, transpose(HP)))), R);
   const Rows<3> PHt_transposed = multiply(H, transpose(P));
-  const Rows<3> K_transposed = multiply_transposed(inverse(S), PHt_transposed);
+  const Rows<3> K_transposed = transpose_multiply(inverse(S), PHt_transposed);
 
   const Row correction = splat<0>(innovation) * K_transposed.row[0] + splat<1>(innovation) * K_transposed.row[1] +
                          splat<2>(innovation) * K_transposed.row[2];
   const Row q = normalised(load(w.q_predicted) + correction);
   const Rows<4> KH_transposed = multiply(transpose(H), K_transposed);
   const Rows<4> I_KH_transposed = subtract(diagonal<4>(1.0F), KH_transposed);
-  store_rows(multiply_transposed(I_KH_transposed, P), state->P);
+  store_rows(transpose_multiply(I_KH_transposed, P), state->P);
   store(q, state->q);
   store(q, w.q_predicted);  // a further correction continues from here
   std::memcpy(w.H, H.at, sizeof w.H);

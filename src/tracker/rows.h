@@ -95,11 +95,11 @@ inline Row transposed_product_row(const Rows<Inner>& A, const Rows<Inner>& B) {
 }
 
 /// A^T B; of A, the first three or all four columns are in use, as many as there are rows.
-inline Rows<3> multiply_transposed(const Rows<3>& A, const Rows<3>& B) {
+inline Rows<3> transpose_multiply(const Rows<3>& A, const Rows<3>& B) {
   return {{transposed_product_row<0>(A, B), transposed_product_row<1>(A, B), transposed_product_row<2>(A, B)}};
 }
 
-inline Rows<4> multiply_transposed(const Rows<4>& A, const Rows<4>& B) {
+inline Rows<4> transpose_multiply(const Rows<4>& A, const Rows<4>& B) {
   return {{transposed_product_row<0>(A, B), transposed_product_row<1>(A, B), transposed_product_row<2>(A, B),
            transposed_product_row<3>(A, B)}};
 }
