@@ -1,0 +1,37 @@
+// Input: the bytes of a recording file.
+#include <sstream>
+
+#include "fuzz/properties.h"
+#include "reader/data_packages.h"
+#include "reader/quaternion_channel.h"
+#include "reader/recording_file.h"
+
+using namespace vortena;
+
+namespace {
+
+/// The same recording by another road: from a stream, in pieces.
+SensorMap decode_from_stream(fuzz::Bytes file, kiv_Config config) {
+  std::istringstream stream(std::string(file.begin(), file.end()));
+  PackageDecoder decoder(config);
+  read_packages(stream, file.size() / kBlockSize, &decoder);
+  SensorMap sensors;
+  decoder.transfer(config, &sensors);
+  kiv_computeQuaternion(&config, &sensors);
+  return sensors;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const fuzz::Decoded decoded = fuzz::decode({data, size});
+  fuzz::require_sound_answers(decoded.config);
+  fuzz::require_sound_series(decoded.config, decoded.sensors);
+  if (decoded.has_header) {
+    fuzz::require_equal(decoded.sensors, decode_from_stream({data, size}, decoded.config));
+  }
+  const std::string csv = fuzz::csv_of(decoded.config, decoded.sensors);
+  fuzz::require_sound_csv(csv, decoded.config, decoded.sensors);
+  fuzz::require(csv == fuzz::csv_of(decoded.config, decoded.sensors), "a recording is exported to the same text twice");
+  return 0;
+}

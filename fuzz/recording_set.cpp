@@ -1,0 +1,85 @@
+// Input: two to four recordings in a row. A block that opens with both magic bytes begins the next one.
+#include <algorithm>
+
+#include "fuzz/properties.h"
+#include "reader/synchronisation.h"
+
+using namespace vortena;
+
+namespace {
+
+constexpr std::size_t kMostRecordings = 4;
+
+bool opens_recording(fuzz::Bytes bytes) {
+  return bytes[0] == kMagic0 && bytes[1] == kMagic1;
+}
+
+std::vector<fuzz::Bytes> split_recordings(fuzz::Bytes input) {
+  std::vector<fuzz::Bytes> recordings;
+  std::size_t begin = 0;
+  for (std::size_t next = kBlockSize; next + kBlockSize <= input.size(); next += kBlockSize) {
+    if (opens_recording(input.subspan(next)) && recordings.size() + 1 < kMostRecordings) {
+      recordings.push_back(input.subspan(begin, next - begin));
+      begin = next;
+    }
+  }
+  recordings.push_back(input.subspan(begin));
+  return recordings;
+}
+
+/// Cut channels hold what was there before: as many axes, at most as many samples, at times that do not go back.
+void require_cut_of(const SensorMap& output, const SensorMap& input) {
+  for (const auto& [key, series] : output) {
+    const auto source = input.find(key);
+    fuzz::require(source != input.end(), "synchronising invents no channel");
+    fuzz::require(series.axisCount == source->second.axisCount && series.sampleCount <= source->second.sampleCount &&
+                      series.has_axes(series.axisCount),
+                  "synchronising only cuts");
+    // Far from zero, neighbouring times may become equal; without a time base they are no numbers.
+    fuzz::require(!std::ranges::all_of(series.timestamps, [](double t) { return t - t == 0; }) ||
+                      std::ranges::is_sorted(series.timestamps),
+                  "synchronised time stamps do not go back");
+  }
+}
+
+void require_sound_result(const std::vector<fuzz::Decoded>& set, const std::vector<SensorMap*>& outputs) {
+  fuzz::require(outputs.size() == set.size(), "every recording has its map");
+  for (std::size_t i = 0; i < set.size(); ++i) {
+    require_cut_of(*outputs[i], set[i].sensors);
+    fuzz::require_sound_csv(fuzz::csv_of(set[i].config, *outputs[i]), set[i].config, *outputs[i]);
+  }
+}
+
+template <typename T, typename Member>
+std::vector<T*> pointers(std::vector<fuzz::Decoded>& set, Member member) {
+  std::vector<T*> all;
+  for (fuzz::Decoded& decoded : set) {
+    all.push_back(&(decoded.*member));
+  }
+  return all;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  std::vector<fuzz::Decoded> set;
+  for (const fuzz::Bytes recording : split_recordings({data, size})) {
+    set.push_back(fuzz::decode(recording));
+  }
+  const std::vector<fuzz::Decoded> before = set;
+  const auto configs = pointers<kiv_Config>(set, &fuzz::Decoded::config);
+  const auto inputs = pointers<SensorMap>(set, &fuzz::Decoded::sensors);
+  SynchronisedMaps first;
+  SynchronisedMaps second;
+  const bool synchronised = kiv_sync(first.maps, configs, inputs);
+  fuzz::require(kiv_sync(second.maps, configs, inputs) == synchronised && first.maps.size() == second.maps.size(),
+                "a set is synchronised the same way twice");
+  for (std::size_t i = 0; i < first.maps.size(); ++i) {
+    fuzz::require_equal(*first.maps[i], *second.maps[i]);
+    fuzz::require_equal(set[i].sensors, before[i].sensors);
+  }
+  if (synchronised) {
+    require_sound_result(set, first.maps);
+  }
+  return 0;
+}
