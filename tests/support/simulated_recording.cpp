@@ -43,7 +43,8 @@ BlockArray header_block(const SimulationPlan& plan) {
   const int slow_hz = plan.rate_hz / plan.slow_every;
   HeaderBuilder builder = header().device(plan.device_id, 2, 5).firmware(3, 1, 4).time_base(plan.rate_hz);
   builder.date(0, {0, 5, 9, 17, 5}, 2024).date(6, {30, 35, 9, 17, 5}, 2024).accel(plan.rate_hz).gyro(plan.rate_hz);
-  builder.baro(slow_hz).mag(slow_hz).radio_byte(slow_hz).radio_time(slow_hz, plan.radio_role, 17).event(slow_hz);
+  builder.baro(slow_hz).event(slow_hz);
+  if (plan.side_channels) { builder.mag(slow_hz).radio_byte(slow_hz).radio_time(slow_hz, plan.radio_role, 17); }
   return builder.frame(3, 21, be(77, 2)).frame(3, 5, {1, 2, 3}).bytes();
 }
 
@@ -105,14 +106,18 @@ Bytes simulate(const SimulationPlan& plan) {
     writer.at(tick, [&](BlockBuilder& b, std::uint8_t d) { b.gyro(d, to_counts(s.gyro_deg_s, kGyroRange)); });
     if (const std::uint8_t event = true_event(plan, i); event != 0) {
       writer.at(tick, [&](BlockBuilder& b, std::uint8_t d) { b.event(d, event); });
-      writer.at(tick, [&](BlockBuilder& b, std::uint8_t d) { b.radio_byte(d, event); });
+      if (plan.side_channels) {
+        writer.at(tick, [&](BlockBuilder& b, std::uint8_t d) { b.radio_byte(d, event); });
+      }
     }
     if (i % static_cast<std::uint32_t>(plan.slow_every) == 0) {
       writer.at(tick, [&](BlockBuilder& b, std::uint8_t d) {
         b.baro(d, std::lround(s.pressure_mbar * 4096), std::lround(s.temperature_c * 100));
       });
-      writer.at(tick, [&](BlockBuilder& b, std::uint8_t d) { b.mag(d, {i % 1000, -7, 400}); });
-      writer.at(tick, [&](BlockBuilder& b, std::uint8_t d) { b.radio_time(d, tick + plan.radio_ticks_ahead); });
+      if (plan.side_channels) {
+        writer.at(tick, [&](BlockBuilder& b, std::uint8_t d) { b.mag(d, {i % 1000, -7, 400}); });
+        writer.at(tick, [&](BlockBuilder& b, std::uint8_t d) { b.radio_time(d, tick + plan.radio_ticks_ahead); });
+      }
     }
   }
   return writer.bytes();

@@ -21,6 +21,7 @@ struct SimulationPlan {
   double start_seconds = 0;            ///< when this unit starts, on the common time line of a set
   std::int64_t radio_ticks_ahead = 0;  ///< the master's clock minus this unit's
   std::uint8_t radio_role = 0;         ///< 0 is the master
+  bool side_channels = true;           ///< three-axis raw, one-byte and radio time channel
 };
 
 /// What the unit truly does at one instant, without quantisation.
@@ -41,7 +42,7 @@ std::uint8_t true_event(const SimulationPlan& plan, std::uint32_t tick);
 /// Number of ticks, which is also the number of inertial samples.
 std::uint32_t tick_count(const SimulationPlan& plan);
 
-/// The recording's bytes: all channels, and one header frame that no reader knows.
+/// The recording's bytes: all channels, unless the plan says otherwise, and one header frame that no reader knows.
 Bytes simulate(const SimulationPlan& plan);
 
 }  // namespace vortena::testing

@@ -1,0 +1,87 @@
+#include "bench/bench_recording.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <random>
+
+namespace bench {
+namespace {
+
+constexpr double kRows = 3.6e6;
+
+Bytes simulate_rows(double rows) {
+  vortena::testing::SimulationPlan plan;
+  plan.seconds = rows / plan.rate_hz;
+  plan.side_channels = false;
+  plan.slow_every = 5;
+  return vortena::testing::simulate(plan);
+}
+
+Bytes shuffled(const Bytes& recording) {
+  std::vector<std::size_t> order;
+  for (std::size_t at = vortena::kBlockSize; at < recording.size(); at += vortena::kBlockSize) {
+    order.push_back(at);
+  }
+  std::shuffle(order.begin(), order.end(), std::mt19937(1));
+  Bytes result(recording.begin(), recording.begin() + vortena::kBlockSize);
+  for (const std::size_t at : order) {
+    result.insert(result.end(), &recording[at], &recording[at] + vortena::kBlockSize);
+  }
+  return result;
+}
+
+class Folder {
+ public:
+  Folder() { std::filesystem::create_directory(path_); }
+  Folder(const Folder&) = delete;
+  Folder& operator=(const Folder&) = delete;
+  ~Folder() { std::filesystem::remove_all(path_); }
+
+  [[nodiscard]] std::string file(const std::string& name) const { return (path_ / name).string(); }
+
+ private:
+  static std::filesystem::path memory_file_system() {
+    const std::filesystem::path shared = "/dev/shm";
+    return std::filesystem::exists(shared) ? shared : std::filesystem::temp_directory_path();
+  }
+  std::filesystem::path path_ = memory_file_system() / ("vortena-bench-" + std::to_string(std::random_device{}()));
+};
+
+template <typename Make>
+std::string made_once(const std::string& name, Make make) {
+  const std::string path = bench_file(name);
+  if (!std::filesystem::exists(path)) {
+    const Bytes bytes = make();
+    std::ofstream out(path, std::ios::binary);
+    out.exceptions(std::ios::failbit | std::ios::badbit);
+    out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  }
+  return path;
+}
+
+}  // namespace
+
+const Bytes& recording() {
+  static const Bytes bytes = simulate_rows(kRows);
+  return bytes;
+}
+
+std::string bench_file(const std::string& name) {
+  static const Folder folder;
+  return folder.file(name);
+}
+
+std::string recording_file() {
+  return made_once("recording.bin", recording);
+}
+
+std::string shuffled_recording_file() {
+  return made_once("shuffled.bin", [] { return shuffled(recording()); });
+}
+
+std::string long_recording_file() {
+  return made_once("long.bin", [] { return simulate_rows(10 * kRows); });
+}
+
+}  // namespace bench

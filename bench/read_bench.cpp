@@ -1,0 +1,66 @@
+// Whole recordings, from file to CSV, on a memory file system.
+#include <benchmark/benchmark.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+
+#include "bench/bench_recording.h"
+#include "bench/straightforward_reader.h"
+#include "reader/bin_reader2.h"
+
+namespace {
+
+/// Times `make()`, which writes the file `out`. An older one is removed beforehand: that is nobody's work.
+template <typename Make>
+void run_to_file(benchmark::State& state, const std::string& out, Make make) {
+  for (auto _ : state) {
+    std::filesystem::remove(out);
+    const auto start = std::chrono::steady_clock::now();
+    make();
+    state.SetIterationTime(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+  }
+}
+
+void run_library(benchmark::State& state, const std::string& recording) {
+  const std::string csv = bench::bench_file("library.csv");
+  run_to_file(state, csv,
+              [&] { benchmark::DoNotOptimize(vortena::BinReader2().read(recording.c_str(), csv.c_str())); });
+}
+
+void read_straightforward(benchmark::State& state) {
+  const std::string recording = bench::recording_file();
+  const std::string csv = bench::bench_file("straightforward.csv");
+  run_to_file(state, csv, [&] { bench::straightforward_read(recording.c_str(), csv.c_str()); });
+}
+BENCHMARK(read_straightforward)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
+
+void read_library(benchmark::State& state) {
+  run_library(state, bench::recording_file());
+  const std::string csv = bench::bench_file("library.csv"), rival = bench::bench_file("straightforward.csv");
+  if (std::filesystem::exists(rival) && std::system(("cmp '" + csv + "' '" + rival + "'").c_str()) != 0) {
+    state.SkipWithError("the library and its straightforward rival write different texts");
+  }
+}
+BENCHMARK(read_library)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
+
+void copy_csv(benchmark::State& state) {
+  const std::string csv = bench::bench_file("library.csv"), copy = bench::bench_file("copy.csv");
+  if (!std::filesystem::exists(csv)) {
+    vortena::BinReader2().read(bench::recording_file().c_str(), csv.c_str());
+  }
+  run_to_file(state, copy, [&] {
+    if (std::system(("cp '" + csv + "' '" + copy + "'").c_str()) != 0) {
+      state.SkipWithError("the CSV cannot be copied");
+    }
+  });
+  std::filesystem::remove(copy);
+}
+BENCHMARK(copy_csv)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
+
+void read_library_ten_times(benchmark::State& state) {
+  run_library(state, bench::long_recording_file());
+}
+BENCHMARK(read_library_ten_times)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
+
+}  // namespace
