@@ -39,7 +39,7 @@ std::array<std::int16_t, 3> three_axes(const std::uint8_t* payload) {
 template <std::size_t Axes>
 void reserve_series(SampleSeries<Axes>& series, double growth) {
   constexpr double kMargin = 1.03;
-  constexpr double kMostSamples = 1 << 24;
+  constexpr double kMostSamples = 1 << 26;
   const double expected = static_cast<double>(series.size()) * growth * kMargin;
   try {
     series.reserve(static_cast<std::size_t>(std::min(expected, kMostSamples)));

@@ -8,6 +8,8 @@
 #include <type_traits>
 #include <vector>
 
+#include "reader/large_pages.h"
+
 namespace vortena {
 
 /// Linear calibration of one axis. The order of operations is part of the result's digits.
@@ -36,7 +38,10 @@ class SampleSeries {
   [[nodiscard]] const std::array<AxisCalibration, Axes>& calibration() const { return calibration_; }
   [[nodiscard]] std::size_t size() const { return samples_.size(); }
 
-  void reserve(std::size_t count) { samples_.reserve(count); }
+  void reserve(std::size_t count) {
+    samples_.reserve(count);
+    prefer_large_pages(samples_.data() + samples_.size(), (samples_.capacity() - samples_.size()) * sizeof(Sample));
+  }
 
   /// Takes a sample in file order; it is dropped, now or in ordered_samples(), when its tick is already
   /// taken.
