@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <random>
 
 namespace bench {
@@ -82,6 +83,14 @@ std::string shuffled_recording_file() {
 
 std::string long_recording_file() {
   return made_once("long.bin", [] { return simulate_rows(10 * kRows); });
+}
+
+void warm_memory(std::size_t bytes) {
+  constexpr std::size_t kPage = 4096;
+  const auto memory = std::make_unique_for_overwrite<volatile char[]>(bytes);
+  for (std::size_t at = 0; at < bytes; at += kPage) {
+    memory[at] = 1;
+  }
 }
 
 }  // namespace bench

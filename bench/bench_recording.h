@@ -1,6 +1,7 @@
 // The recording that the benchmarks read: 64 MB of accelerometer, gyroscope, barometer and events, 3.6 million rows.
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 #include "support/simulated_recording.h"
@@ -18,5 +19,9 @@ std::string bench_file(const std::string& name);
 std::string recording_file();
 std::string shuffled_recording_file();  ///< its blocks behind the header in random order
 std::string long_recording_file();      ///< ten times as long
+
+/// Touches this much fresh memory and gives it back. A virtual machine gets its pages from the host at the first touch,
+/// which may take longer than all that is measured here.
+void warm_memory(std::size_t bytes);
 
 }  // namespace bench

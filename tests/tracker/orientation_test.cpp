@@ -2,7 +2,9 @@
 #include <gmock/gmock.h>
 
 #include <bit>
+#include <cstring>
 
+#include "bench/nested_loop_filter.h"
 #include "tracker/tracked_unit.h"
 
 namespace tracker_testing {
@@ -109,6 +111,22 @@ TEST(Orientation, FollowsASecondImplementationOnRandomMotion) {
     }
     EXPECT_EQ(unit.state.mag_disturbed_count, static_cast<float>(filter.mag_disturbed_count));
     EXPECT_EQ(unit.state.mag_total_count, with_mag ? 6000.0F : 0.0F);
+  }
+}
+
+TEST(Orientation, BitsAreThoseOfNestedLoops) {
+  bench::NestedLoopFilter nested(kRate);
+  TrackedUnit unit;
+  set_motionless_thresh(&unit.state, nested.thresholds.data());
+  set_imu_quaternion_observation_noise_cov_matrix(&unit.state, nested.R.data(), nested.R.data());
+  unit.state.initialised = 1;
+  Wander wander;
+  for (int i = 0; i < 20000; ++i) {
+    wander.step();
+    const Vec3 accel = wander.accel();
+    unit.feed(accel, wander.rate);
+    nested.feed(narrow(accel).data(), narrow(wander.rate).data());
+    ASSERT_EQ(std::memcmp(unit.state.q, nested.q.data(), sizeof nested.q), 0) << i;
   }
 }
 

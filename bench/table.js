@@ -1,0 +1,49 @@
+'use strict';
+// node bench/table.js RESULTS.json RECORDING: the figures of README from the benchmarks' medians, and the memory that
+// reading RECORDING takes at most.
+const { execFileSync } = require('node:child_process');
+const fs = require('node:fs');
+const os = require('node:os');
+const path = require('node:path');
+
+const [results, recording] = process.argv.slice(2);
+const { benchmarks } = JSON.parse(fs.readFileSync(results));
+
+function median(name) {
+  const run = benchmarks.find((b) => b.aggregate_name === 'median' && b.run_name.split('/')[0] === name);
+  if (!run || run.error_occurred) throw new Error(`${name} gave no result`);
+  return run;
+}
+
+const time = (name) => median(name).real_time;
+
+/** Resident memory of a process that reads the recording, less what it had before; bytes. */
+function peakMemory() {
+  const csv = path.join(os.tmpdir(), `vortena-bench-${process.pid}.csv`);
+  const script = `const before = process.memoryUsage().rss;
+    require('.').read(${JSON.stringify(recording)}, ${JSON.stringify(csv)});
+    console.log(process.resourceUsage().maxRSS * 1024 - before)`;
+  try {
+    return Number(execFileSync(process.execPath, ['-e', script], { cwd: path.join(__dirname, '..') }));
+  } finally {
+    fs.rmSync(csv, { force: true });
+  }
+}
+
+const times = (value) => `${value.toFixed(1)} ×`;
+const rows = [
+  ['`read` of 64 MB, 3.6 million rows, with orientation', `${Math.round(time('read_library'))} ms`],
+  ['the same, against ordered trees, streams and nested loops', `${times(time('read_straightforward') / time('read_library'))} faster`],
+  ['the same, against `cp` of the CSV, both in memory', `${times(time('read_library') / time('copy_csv'))} slower`],
+  ['peak memory, against the size of the recording', times(peakMemory() / fs.statSync(recording).size)],
+  ['ten times the recording', `${times(time('read_library_ten_times') / time('read_library'))} the time`],
+  ['decoding blocks into accumulators', `${Math.round(median('decode_to_accumulators').bytes_per_second / 1e6)} MB/s`],
+  ['decoding, blocks in random order against in order', `${times(time('decode_in_random_order') / time('decode_in_order'))} slower`],
+  ['a CSV cell of five decimals, against `std::to_chars`', `${times(time('cell_to_chars') / time('cell_library'))} faster`],
+  ['the same, against a C++ stream', `${times(time('cell_stream') / time('cell_library'))} faster`],
+  ['one sample of the filter, against nested loops', `${times(time('filter_nested_loops') / time('filter_library'))} faster`],
+];
+
+console.log(`${os.cpus()[0].model.trim()}, ${os.cpus().length} processors, ${os.type()} on ${os.arch()}\n`);
+console.log('| what | median |\n| --- | --- |');
+for (const row of rows) console.log(`| ${row.join(' | ')} |`);
