@@ -2,7 +2,6 @@
 //   q state, P its covariance; F transition, Q process noise; h predicted measurement, H = dh/dq, R
 //   measurement noise; S innovation covariance, K gain.
 #include <cmath>
-#include <cstring>
 
 #include "tracker/rows.h"
 #include "tracker/tracker.h"
@@ -10,6 +9,7 @@
 namespace {
 
 using tracker::add;
+using tracker::broadcast;
 using tracker::diagonal;
 using tracker::Factors;
 using tracker::first_three;
@@ -56,25 +56,66 @@ Rows<4> process_noise(const tracker_state* state) {
   return state->moving == 1 ? diagonal<4>(kMovingProcessNoise) : load_rows<4>(state->Q);
 }
 
-/// F. First-order integration of dq/dt = q (0, rates) / 2, rates in the body frame.
-Factors<4, 4> transition(const float rates[3], float half_dt) {
-  const float hx = rates[0] * half_dt, hy = rates[1] * half_dt, hz = rates[2] * half_dt;
-  return {{{1.0F, -hx, -hy, -hz}, {hx, 1.0F, hz, -hy}, {hy, -hz, 1.0F, hx}, {hz, hy, -hx, 1.0F}}};
+/// F. First-order integration of dq/dt = q (0, rates) / 2, rates in the body frame. Half of the turn about each axis
+/// during the sample, in all lanes.
+struct Transition {
+  Row x, y, z;
+
+  /// F B.
+  [[nodiscard]] Rows<4> times(const Rows<4>& B) const {
+    const Row* const b = B.row;
+    return {{b[0] - x * b[1] - y * b[2] - z * b[3], x * b[0] + b[1] + z * b[2] - y * b[3],
+             y * b[0] - z * b[1] + b[2] + x * b[3], z * b[0] + y * b[1] - x * b[2] + b[3]}};
+  }
+};
+
+Transition transition(const float rates[3], float half_dt) {
+  return {broadcast(rates[0] * half_dt), broadcast(rates[1] * half_dt), broadcast(rates[2] * half_dt)};
 }
 
+/// H of the predicted gravity: twice q, each component in all lanes.
+struct GravityJacobian {
+  Row w, x, y, z;
+
+  /// H B.
+  [[nodiscard]] Rows<3> times(const Rows<4>& B) const {
+    const Row* const b = B.row;
+    return {{z * b[1] - y * b[0] - w * b[2] + x * b[3], x * b[0] + w * b[1] + z * b[2] + y * b[3],
+             w * b[0] - x * b[1] - y * b[2] + z * b[3]}};
+  }
+  /// H^T B.
+  [[nodiscard]] Rows<4> transposed_times(const Rows<3>& B) const {
+    const Row* const b = B.row;
+    return {{x * b[1] - y * b[0] + w * b[2], z * b[0] + w * b[1] - x * b[2], z * b[1] - w * b[0] - y * b[2],
+             x * b[0] + y * b[1] + z * b[2]}};
+  }
+  [[nodiscard]] Rows<3> rows() const {
+    return {{Row{-y[0], z[0], -w[0], x[0]}, Row{x[0], w[0], z[0], y[0]}, Row{w[0], -x[0], -y[0], z[0]}}};
+  }
+};
+
+/// H of the predicted field: no two of its elements need be alike.
+struct FieldJacobian {
+  Factors<3, 4> H;
+
+  [[nodiscard]] Rows<3> times(const Rows<4>& B) const { return multiply(H, B); }
+  [[nodiscard]] Rows<4> transposed_times(const Rows<3>& B) const { return multiply(transpose(H), B); }
+  [[nodiscard]] Rows<3> rows() const { return {{load(H.at[0]), load(H.at[1]), load(H.at[2])}}; }
+};
+
 /// A direction in the body frame as predicted from q, and how it changes with w, x, y, z.
+template <typename Jacobian>
 struct Prediction {
   Row h;
-  Factors<3, 4> H;
+  Jacobian H;
 };
 
 /// The unit vector along earth z.
-Prediction predict_gravity(const float q[4]) {
+Prediction<GravityJacobian> predict_gravity(const float q[4]) {
   const float w = q[0], x = q[1], y = q[2], z = q[3];
+  const Row twice = 2.0F * load(q);
   return {Row{2.0F * (x * z - w * y), 2.0F * (w * x + y * z), w * w - x * x - y * y + z * z, 0.0F},
-          {{{-2.0F * y, 2.0F * z, -2.0F * w, 2.0F * x},
-            {2.0F * x, 2.0F * w, 2.0F * z, 2.0F * y},
-            {2.0F * w, -2.0F * x, -2.0F * y, 2.0F * z}}}};
+          {splat<0>(twice), splat<1>(twice), splat<2>(twice), splat<3>(twice)}};
 }
 
 /// The direction v turned by q.
@@ -93,16 +134,16 @@ Row reference_field(Row q, Row m) {
 }
 
 /// The field b = (bx, 0, bz), held fixed.
-Prediction predict_field(Row q, Row b) {
+Prediction<FieldJacobian> predict_field(Row q, Row b) {
   const float w = q[0], x = q[1], y = q[2], z = q[3];
   const float bx = b[0], bz = b[2];
   const Row conjugate = normalised(tracker::conjugate(q));
   const float along_w = 2.0F * (w * bx - y * bz), along_x = 2.0F * (x * bx + z * bz);
   const float along_y = 2.0F * (y * bx + w * bz), along_z = 2.0F * (x * bz - z * bx);
   return {turned(conjugate, b),
-          {{{along_w, along_x, -along_y, along_z},
-            {along_z, along_y, along_x, 2.0F * (y * bz - w * bx)},
-            {along_y, 2.0F * (z * bx - x * bz), along_w, along_x}}}};
+          {{{{along_w, along_x, -along_y, along_z},
+             {along_z, along_y, along_x, 2.0F * (y * bz - w * bx)},
+             {along_y, 2.0F * (z * bx - x * bz), along_w, along_x}}}}};
 }
 
 /// Disturbed when the magnitude is off, else when the dip angle is.
@@ -115,24 +156,25 @@ bool is_disturbed(const tracker_state* state, float field_norm, Row e) {
 /// One correction of q and P by a measured direction:
 ///   S = H P H^T + R,  K = P H^T S^-1,  q = q + K (measured - h), normalised,  P = (I - K H) P.
 /// Only H multiplies from the left; A H^T is computed as (H A^T)^T, and K as its transpose.
-[[gnu::always_inline]] inline void correct(tracker_state* state, const Prediction& predicted, Row innovation,
+template <typename Jacobian>
+[[gnu::always_inline]] inline void correct(tracker_state* state, const Prediction<Jacobian>& predicted, Row innovation,
                                            const Rows<4>& P, const Rows<3>& R) {
   tracker_filter_work& w = state->filter_work;
-  const Factors<3, 4>& H = predicted.H;
-  const Rows<3> HP = multiply(H, P);
-  const Rows<3> S = add(first_three(transpose(multiply(H, transpose(HP)))), R);
-  const Rows<3> PHt_transposed = multiply(H, transpose(P));
+  const Jacobian& H = predicted.H;
+  const Rows<3> HP = H.times(P);
+  const Rows<3> S = add(first_three(transpose(H.times(transpose(HP)))), R);
+  const Rows<3> PHt_transposed = H.times(transpose(P));
   const Rows<3> K_transposed = transpose_multiply(inverse(S), PHt_transposed);
 
   const Row correction = splat<0>(innovation) * K_transposed.row[0] + splat<1>(innovation) * K_transposed.row[1] +
                          splat<2>(innovation) * K_transposed.row[2];
   const Row q = normalised(load(w.q_predicted) + correction);
-  const Rows<4> KH_transposed = multiply(transpose(H), K_transposed);
+  const Rows<4> KH_transposed = H.transposed_times(K_transposed);
   const Rows<4> I_KH_transposed = subtract(diagonal<4>(1.0F), KH_transposed);
   store_rows(transpose_multiply(I_KH_transposed, P), state->P);
   store(q, state->q);
   store(q, w.q_predicted);  // a further correction continues from here
-  std::memcpy(w.H, H.at, sizeof w.H);
+  store_rows(H.rows(), w.H);
   store3(predicted.h, w.h);
   store3(innovation, w.innovation);
 }
@@ -145,8 +187,9 @@ void set_linear_accel(tracker_state* state, const float accelerometer[3]) {
 
 }  // namespace
 
-void call_ekf_quaternion(tracker_state* state, float gyroscope[3], const float accelerometer[3],
-                         const float* magnetometer) {
+// Flattened: what one step hands to the next then stays in registers.
+[[gnu::flatten]] void call_ekf_quaternion(tracker_state* state, float gyroscope[3], const float accelerometer[3],
+                                          const float* magnetometer) {
   const Row rates_deg_s = vector3(gyroscope);
   state->accel_norm = tracker::norm<3>(vector3(accelerometer));
   judge_motion(state, rates_deg_s, state->accel_norm);
@@ -171,12 +214,12 @@ void imu_ekf_quaternion_tracker(tracker_state* state, const float gyroscope[3], 
 void predict(tracker_state* state, const float gyroscope[3]) {
   tracker_filter_work& w = state->filter_work;
   const Row q = load(state->q);
-  const Factors<4, 4> F = transition(gyroscope, state->half_dt);
-  const Rows<4> FP = multiply(F, load_rows<4>(state->P));
-  const Rows<4> FPFt = transpose(multiply(F, transpose(FP)));
+  const Transition F = transition(gyroscope, state->half_dt);
+  const Rows<4> FP = F.times(load_rows<4>(state->P));
+  const Rows<4> FPFt = transpose(F.times(transpose(FP)));
   store_rows(add(FPFt, process_noise(state)), w.P_predicted);
   // F q, which is the product of q and the first column of F. Not normalised here; the corrections do that.
-  const Row predicted = tracker::hamilton_product(q, Row{1.0F, F.at[1][0], F.at[2][0], F.at[3][0]});
+  const Row predicted = tracker::hamilton_product(q, Row{1.0F, F.x[0], F.y[0], F.z[0]});
   store(q, w.q_previous);
   store(predicted, w.q_predicted);
   store(predicted, state->q);

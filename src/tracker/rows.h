@@ -33,6 +33,10 @@ inline void store(Row row, float* to) {
   std::memcpy(to, &row, sizeof row);
 }
 
+inline Row broadcast(float value) {
+  return Row{value, value, value, value};
+}
+
 /// Lane K in every lane.
 template <int K>
 inline Row splat(Row v) {
