@@ -1,5 +1,5 @@
 // Only Linux gives large pages on request; elsewhere there is nothing to do.
-#include "reader/large_pages.h"
+#include "reader/large_array.h"
 
 #if defined(__linux__)
 #include <sys/mman.h>

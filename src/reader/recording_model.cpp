@@ -1,26 +1,10 @@
 // The parts of the recording model that are more than plain members.
 #include "reader/recording_model.h"
 
-#include "reader/large_pages.h"
-
 namespace vortena {
-namespace {
-
-std::vector<double> zeros(std::uint64_t count) {
-  std::vector<double> values;
-  values.reserve(count);
-  prefer_large_pages(values.data(), count * sizeof(double));
-  values.resize(count);
-  return values;
-}
-
-}  // namespace
 
 kiv_DataSensor::kiv_DataSensor(std::uint64_t axis_count, std::uint64_t sample_count)
-    : axisCount(axis_count),
-      sampleCount(sample_count),
-      values(zeros(axis_count * sample_count)),
-      timestamps(zeros(sample_count)) {}
+    : axisCount(axis_count), sampleCount(sample_count), values(axis_count * sample_count), timestamps(sample_count) {}
 
 bool kiv_DataSensor::has_axes(std::uint64_t axes) const {
   return axisCount >= axes && timestamps.size() >= sampleCount &&

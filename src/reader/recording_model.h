@@ -7,6 +7,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "reader/large_array.h"
+
 namespace vortena {
 
 /// The configuration header of one recording. A plain record: whoever creates it owns it; the header decoder
@@ -137,9 +139,9 @@ struct kiv_DataSensor {
   std::uint64_t axisCount;
   std::uint64_t sampleCount;
   /// Axis-major, axisCount x sampleCount: axis a of sample i is values[a * sampleCount + i].
-  std::vector<double> values;
+  LargeArray<double> values;
   /// sampleCount entries in seconds since the recording's tick zero, strictly increasing.
-  std::vector<double> timestamps;
+  LargeArray<double> timestamps;
 
   /// All values and time stamps zero.
   kiv_DataSensor(std::uint64_t axis_count, std::uint64_t sample_count);

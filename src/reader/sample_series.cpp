@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <span>
+#include <vector>
 
 namespace vortena {
 namespace {
@@ -19,7 +20,7 @@ using Run = std::span<const Sample>;
 /// The runs of `samples`, by their first ticks. They also end at jumps that no block has inside, so that of blocks in
 /// another order than that of time every one is a run of its own, or more, and may go to its place as a whole.
 template <typename Sample>
-std::vector<Run<Sample>> runs_by_first_tick(const std::vector<Sample>& samples) {
+std::vector<Run<Sample>> runs_by_first_tick(const LargeArray<Sample>& samples) {
   constexpr std::int64_t kBlockTicks = UINT8_MAX;
   const auto ends_run = [](const Sample& a, const Sample& b) {
     return b.tick <= a.tick || b.tick - a.tick > kBlockTicks;
@@ -48,7 +49,7 @@ std::span<Run<Sample>> overlapping(std::span<Run<Sample>> runs) {
 
 /// Sorted from file order and stable, so that of several samples at one tick the first in the file is the one kept.
 template <typename Sample>
-void append_sorted(std::span<Run<Sample>> runs, std::vector<Sample>& samples) {
+void append_sorted(std::span<Run<Sample>> runs, LargeArray<Sample>& samples) {
   const auto old_size = static_cast<std::ptrdiff_t>(samples.size());
   std::sort(runs.begin(), runs.end(), [](Run<Sample> a, Run<Sample> b) { return a.data() < b.data(); });
   for (const Run<Sample> run : runs) {
@@ -65,17 +66,17 @@ void append_sorted(std::span<Run<Sample>> runs, std::vector<Sample>& samples) {
 }  // namespace
 
 template <std::size_t Axes>
-const std::vector<typename SampleSeries<Axes>::Sample>& SampleSeries<Axes>::ordered_samples() {
+const LargeArray<typename SampleSeries<Axes>::Sample>& SampleSeries<Axes>::ordered_samples() {
   if (!ascending_) {
     auto runs = runs_by_first_tick(samples_);
-    SampleSeries ordered;
+    LargeArray<Sample> ordered;
     ordered.reserve(samples_.size());
     for (std::span rest(runs); !rest.empty();) {
       const std::span group = overlapping(rest);
-      append_sorted(group, ordered.samples_);
+      append_sorted(group, ordered);
       rest = rest.subspan(group.size());
     }
-    samples_.swap(ordered.samples_);
+    samples_.swap(ordered);
     ascending_ = true;
   }
   return samples_;

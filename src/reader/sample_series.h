@@ -6,9 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
-#include <vector>
 
-#include "reader/large_pages.h"
+#include "reader/large_array.h"
 
 namespace vortena {
 
@@ -38,10 +37,7 @@ class SampleSeries {
   [[nodiscard]] const std::array<AxisCalibration, Axes>& calibration() const { return calibration_; }
   [[nodiscard]] std::size_t size() const { return samples_.size(); }
 
-  void reserve(std::size_t count) {
-    samples_.reserve(count);
-    prefer_large_pages(samples_.data() + samples_.size(), (samples_.capacity() - samples_.size()) * sizeof(Sample));
-  }
+  void reserve(std::size_t count) { samples_.reserve(count); }
 
   /// Takes a sample in file order; it is dropped, now or in ordered_samples(), when its tick is already
   /// taken.
@@ -56,14 +52,14 @@ class SampleSeries {
   }
 
   /// The samples with strictly increasing ticks. The reference holds until the next change.
-  const std::vector<Sample>& ordered_samples();
+  const LargeArray<Sample>& ordered_samples();
 
   /// Forgets the samples and gives their memory back; the calibration stays.
   void clear();
 
  private:
   std::array<AxisCalibration, Axes> calibration_;
-  std::vector<Sample> samples_;
+  LargeArray<Sample> samples_;
   bool ascending_ = true;
 };
 

@@ -281,7 +281,7 @@ void add_radio_bytes(const Unit& unit, double start, double end) {
   if (channel == nullptr) {
     return;
   }
-  const std::vector<double>& times = channel->timestamps;
+  const LargeArray<double>& times = channel->timestamps;
   std::int64_t last = static_cast<std::int32_t>(channel->sampleCount);
   std::int64_t first = 0;
   while (first < last && !(times[static_cast<std::size_t>(first)] >= start)) {

@@ -20,7 +20,7 @@ struct CsvCase {
   CsvCase& series(ChannelKey key, std::uint64_t axes, const std::vector<double>& values,
                   const std::vector<double>& times = {}) {
     kiv_DataSensor& sensor = sensors.try_emplace(key, axes, values.size() / axes).first->second;
-    sensor.values = values;
+    sensor.values.assign(values.begin(), values.end());
     std::ranges::copy(times, sensor.timestamps.begin());
     return *this;
   }

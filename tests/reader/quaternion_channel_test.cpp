@@ -28,7 +28,7 @@ struct Input {
     sensors.emplace(kGyroKey, series(gyro_samples, gyro, 0, gyro));
   }
   kiv_DataSensor& at(ChannelKey key) { return sensors.at(key); }
-  const std::vector<double>& quaternions() {
+  const LargeArray<double>& quaternions() {
     EXPECT_TRUE(kiv_computeQuaternion(&config, &sensors));
     return at(kQuaternionKey).values;
   }
