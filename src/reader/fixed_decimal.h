@@ -111,7 +111,7 @@ inline double round_scaled(double magnitude, double scaled) {
   const double rounded = (scaled + kRounder) - kRounder;
   const double rest = scaled - rounded;
   // Short of half, the product's own rounding error cannot reach the tie. At half, its sign decides.
-  if (std::abs(rest) != 0.5) [[likely]] {
+  if (std::abs(rest) < 0.5) [[likely]] {
     return rounded;
   }
   const double error = product_error(magnitude, static_cast<double>(power_of_ten(Decimals)), scaled);
@@ -155,7 +155,7 @@ inline char* write_cell(char* to, double value) {
   } else {
     to = fixed_decimal::write_whole(to, whole);
   }
-  return fixed_decimal::write_fraction<Decimals>(to, static_cast<std::uint32_t>(digits % kScale));
+  return fixed_decimal::write_fraction<Decimals>(to, static_cast<std::uint32_t>(digits - whole * kScale));
 }
 
 }  // namespace vortena
