@@ -5,33 +5,147 @@ const { execFileSync, spawnSync } = require('node:child_process');
 const fs = require('node:fs');
 const path = require('node:path');
 const test = require('node:test');
-const { packagePath, dataBlock, headerBlock, scratchFolder, writeRecording } = require('./support.js');
+const { Worker } = require('node:worker_threads');
+const { packagePath, dataBlock, headerBlock, requireComplete, scratchFolder, writeRecording } = require('./support.js');
+const { unit } = require('./units.js');
 const addon = require(packagePath);
 
 const sanitized = process.env.LD_PRELOAD !== undefined; // sanitizers take all of the address space for themselves
+const readError = '{"error":"Error during data loading."}';
 
-test('memory that is refused is an Error, and the process goes on', { skip: sanitized }, () => {
-  const script = `const addon = require(${JSON.stringify(packagePath)});
-    const text = Buffer.alloc(300 << 20, 'x').toString('latin1');
-    const used = 1024 * Number(/VmSize:\\s+(\\d+)/.exec(require('fs').readFileSync('/proc/self/status'))[1]);
-    require('child_process').execFileSync('prlimit', ['--pid', process.pid, '--as=' + (used + (200 << 20))]);
-    try { addon.readConfig(text); } catch (error) { console.log(error.message); }`;
-  const { stdout, status } = spawnSync(process.execPath, ['-e', script], { encoding: 'utf8' });
-  assert.deepEqual([stdout, status], ['Not enough memory for this call\n', 0]);
-});
+/** Of 63 samples a block, in order. */
+function longRecording(folder, blocks) {
+  const data = Array.from({ length: blocks }, (_, i) => dataBlock(i * 63));
+  return writeRecording(folder, 'long.bin', [headerBlock(), ...data]);
+}
 
-test('a sparse file reads as what it holds', (t) => {
+test('memory that is refused is an Error, and the process goes on', { skip: sanitized }, (t) => {
   const folder = scratchFolder(t);
-  const recording = writeRecording(folder, 'r.bin', [headerBlock(), ...Array(600).fill(dataBlock(7))]);
-  fs.truncateSync(recording, 600 * 1024 * 1024);
-  assert.equal(JSON.parse(addon.read(recording, path.join(folder, 'r.csv'))).frequency, 100);
-  assert.match(fs.readFileSync(path.join(folder, 'r.csv'), 'utf8'), /^Total data points: 64$/m); // the header holds one
+  const recording = longRecording(folder, 40000);
+  for (const [spareMiB, textMiB, call] of [
+    [200, 300, 'readConfig(text)'], [40, 0, `read('${recording}', '${folder}/r.csv')`],
+    [90, 0, `read('${recording}', '${folder}/r.csv')`],
+    [200, 0, `readAndSync2(Array(8).fill('${recording}'), '${folder}')`],
+  ]) {
+    const script = `const addon = require(${JSON.stringify(packagePath)});
+      const text = Buffer.alloc(${textMiB} << 20, 'x').toString('latin1');
+      const used = 1024 * Number(/VmSize:\\s+(\\d+)/.exec(require('fs').readFileSync('/proc/self/status'))[1]);
+      require('child_process').execFileSync('prlimit', ['--pid', process.pid, '--as=' + (used + (${spareMiB} << 20))]);
+      try { addon.${call}; } catch (error) { console.log(error.message); }`;
+    const { stdout, status, stderr } = spawnSync(process.execPath, ['-e', script], { encoding: 'utf8' });
+    assert.deepEqual([stdout, status], ['Not enough memory for this call\n', 0], call + stderr);
+  }
 });
 
-test('a pipe is neither read nor written, and nothing waits for it', (t) => {
-  const pipe = path.join(scratchFolder(t), 'pipe');
+test('a sparse file beyond 2 GiB reads as what it holds, to its end', (t) => {
+  const folder = scratchFolder(t, fs.existsSync('/dev/shm') ? '/dev/shm' : undefined);
+  const recording = writeRecording(folder, 'r.bin', [headerBlock(), ...Array(600).fill(dataBlock(7))]);
+  const file = fs.openSync(recording, 'r+');
+  fs.writeSync(file, dataBlock(5000), 0, 512, 2 ** 31 + 512);
+  fs.closeSync(file);
+  assert.equal(JSON.parse(addon.read(recording, path.join(folder, 'r.csv'))).frequency, 100);
+  assert.equal(requireComplete(path.join(folder, 'r.csv')), 63 + 63 + 1); // the header holds one
+});
+
+test('what is no regular file is neither read nor waited for', (t) => {
+  const folder = scratchFolder(t);
+  const pipe = path.join(folder, 'pipe');
   execFileSync('mkfifo', [pipe]);
-  assert.equal(addon.readConfig(pipe), '');
-  assert.equal(addon.read('missing', pipe), '{"error":"Error during data loading."}');
-  assert.equal(addon.writeConfig(pipe, 'radio,1,12'), 'ERROR');
+  for (const input of [folder, pipe, '/dev/zero', '/dev/full', `${writeRecording(folder, 'r.bin')}/r.bin`]) {
+    assert.equal(addon.readConfig(input) + addon.readConfigDeviceId(input), '', input);
+    assert.equal(JSON.parse(addon.read(input, path.join(folder, 'r.csv'))).frequency, 0, input);
+    assert.equal(addon.readAndSync2([input, input], folder), '-10', input);
+  }
+  for (const output of [pipe, folder, path.join(folder, 'missing', 'r.csv'), '/proc/r.csv']) { // not even root may
+    assert.equal(addon.read('missing', output), readError);
+    assert.equal(addon.writeConfig(output, 'radio,1,12'), 'ERROR');
+  }
+});
+
+test('a full disk goes unnoticed, but shows in the file', (t) => {
+  const folder = scratchFolder(t);
+  const units = ['a', 'b'].map((name) => unit(folder, `${name}.bin`, { schedule: { second: 0, tick: 0 } }));
+  for (const name of ['a', 'b']) fs.symlinkSync('/dev/full', path.join(folder, `${name}.csv`));
+  assert.equal(JSON.parse(addon.read(units[0], '/dev/full')).frequency, 100);
+  assert.equal(addon.writeConfig('/dev/full', 'radio,1,12'), 'OK');
+  assert.equal(addon.readAndSync2(units, folder), 'OK');
+});
+
+test('a recording that shrinks, grows and vanishes while it is read', async (t) => {
+  const folder = scratchFolder(t);
+  const recording = longRecording(folder, 4000);
+  const script = `const fs = require('fs'); const [whole, path] = require('worker_threads').workerData;
+    for (let i = 0; ; i += 1) {
+      if (i % 7 === 0) fs.rmSync(path, { force: true });
+      else if (i % 7 === 1) fs.copyFileSync(whole, path);
+      else fs.truncateSync(path, (i * 7919 * 512) % 2e6);
+    }`;
+  const victim = path.join(folder, 'victim.bin');
+  fs.copyFileSync(recording, victim);
+  const vandal = new Worker(script, { eval: true, workerData: [recording, victim] });
+  const rows = new Set();
+  for (let i = 0; i < 100; i += 1) {
+    assert.ok([0, 100].includes(JSON.parse(addon.read(victim, path.join(folder, 'r.csv'))).frequency));
+    rows.add(requireComplete(path.join(folder, 'r.csv')));
+  }
+  await vandal.terminate();
+  assert.ok(rows.size > 1, 'the file did change');
+});
+
+/** The answers and files of many calls, as one digest. */
+const mixedCalls = (calls) => `
+  const { createHash } = require('node:crypto');
+  const fs = require('node:fs');
+  const addon = require(${JSON.stringify(packagePath)});
+  function digest(inputs, folder) {
+    fs.mkdirSync(folder);
+    const hash = createHash('sha256');
+    const out = folder + '/out.csv';
+    for (let i = 0; i < ${calls}; i += 1) {
+      const input = inputs[i % inputs.length];
+      const call = [
+        () => addon.read(input, out) + fs.readFileSync(out), () => addon.readConfig(input),
+        () => addon.readConfigDeviceId(input),
+        () => addon.readAndSync2(inputs, folder) + fs.readFileSync(folder + '/b.csv'),
+        () => addon.writeConfig(out, 'device,' + i + ',2,5') + addon.readConfig(out),
+        () => { try { return addon.writeConfig(out, 'radio,x'); } catch (error) { return error.message; } },
+      ][(i * 7 + (i >> 3)) % 6];
+      hash.update(call());
+    }
+    return hash.digest('hex');
+  }`;
+
+const inWorker = (script, workerData) => new Promise((resolve, reject) => {
+  new Worker(script, { eval: true, workerData }).on('message', resolve).on('error', reject);
+});
+
+test('eight threads of a thousand mixed calls each get what one thread gets', async (t) => {
+  const folder = scratchFolder(t);
+  const plan = (i) => ({ ticks: 40, schedule: { second: i, tick: 0 } });
+  const inputs = ['a', 'b'].map((name, i) => unit(folder, `${name}.bin`, plan(i)));
+  const script = `${mixedCalls(1000)}
+    const { parentPort, workerData } = require('node:worker_threads');
+    parentPort.postMessage(digest(...workerData));`;
+  const digests = await Promise.all(Array.from({ length: 8 }, (_, i) => inWorker(script, [inputs, `${folder}/w${i}`])));
+  const alone = new Function('require', `${mixedCalls(1000)} return digest;`)(require)(inputs, `${folder}/alone`);
+  assert.deepEqual(digests, Array(8).fill(alone));
+});
+
+test('two threads on one output path, and a thread ended in the middle of a call', async (t) => {
+  const folder = scratchFolder(t);
+  const recording = longRecording(folder, 10000);
+  const [csv, once] = ['twice.csv', 'once.csv'].map((name) => path.join(folder, name));
+  const script = `const [packagePath, ...paths] = require('node:worker_threads').workerData;
+    const { parentPort } = require('node:worker_threads');
+    parentPort.postMessage('reading');
+    parentPort.postMessage(require(packagePath).read(...paths));`;
+  const answers = (worker) => new Promise((resolve) => { worker.on('message', (m) => m !== 'reading' && resolve(m)); });
+  const start = (out) => new Worker(script, { eval: true, workerData: [packagePath, recording, out] });
+  const answer = addon.read(recording, once);
+  assert.deepEqual(await Promise.all([start(csv), start(csv)].map(answers)), [answer, answer]);
+  assert.ok(fs.readFileSync(csv).equals(fs.readFileSync(once)));
+  const doomed = start(path.join(folder, 'doomed.csv'));
+  await new Promise((resolve) => { doomed.on('message', resolve); });
+  await doomed.terminate();
+  assert.equal(addon.read(recording, once), answer);
 });

@@ -1,6 +1,7 @@
 // Files for the tests of the module. The package under test is this folder's, or the one that VORTENA_PACKAGE names.
 'use strict';
 
+const assert = require('node:assert/strict');
 const fs = require('node:fs');
 const os = require('node:os');
 const path = require('node:path');
@@ -22,12 +23,14 @@ function headerBlock({ start = 0, extra = [] } = {}) {
 /** A data package whose 63 records are gyroscope samples of 1000 deg/s about x. */
 function dataBlock(baseTick) {
   const records = Array.from({ length: 63 }, (_, delta) => [201, delta, 0x40, 0, 0, 0, 0, 0]);
-  return Buffer.from([0, 0, 0, 0, 0, 0, baseTick >> 8, baseTick & 255, ...records.flat()]);
+  const block = Buffer.from([...Array(8).fill(0), ...records.flat()]);
+  block.writeUInt32BE(baseTick, 4);
+  return block;
 }
 
 /** A folder of its own for a test. */
-function scratchFolder(test) {
-  const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'vortena-'));
+function scratchFolder(test, parent = os.tmpdir()) {
+  const folder = fs.mkdtempSync(path.join(parent, 'vortena-'));
   test.after(() => fs.rmSync(folder, { recursive: true, force: true }));
   return folder;
 }
@@ -37,4 +40,12 @@ function writeRecording(folder, name, blocks = [headerBlock(), dataBlock(1000)])
   return path.join(folder, name);
 }
 
-module.exports = { packagePath, frame, headerBlock, dataBlock, scratchFolder, writeRecording };
+/** The number of rows that a CSV promises in its third line; fails unless it has them. */
+function requireComplete(csv) {
+  const text = fs.readFileSync(csv, 'utf8');
+  const promised = Number(/^Total data points: (\d+)$/m.exec(text)[1]);
+  assert.equal(text.split('\n').length - 1, 7 + promised);
+  return promised;
+}
+
+module.exports = { packagePath, frame, headerBlock, dataBlock, requireComplete, scratchFolder, writeRecording };
