@@ -34,15 +34,14 @@ std::array<std::int16_t, 3> three_axes(const std::uint8_t* payload) {
   return {s16_be(payload), s16_be(payload + kAxisSize), s16_be(payload + 2 * kAxisSize)};
 }
 
-/// Room for all blocks when the first ones are typical, and a little more. Anything beyond still fits by growing: this
-/// saves copies and must never decide whether a recording can be read, whatever size its file claims.
+/// Room for all blocks when those so far are typical, and a little more. Anything beyond still fits by growing: this
+/// only saves copies, and does without where memory is short.
 template <std::size_t Axes>
 void reserve_series(SampleSeries<Axes>& series, double growth) {
   constexpr double kMargin = 1.03;
-  constexpr double kMostSamples = 1 << 26;
   const double expected = static_cast<double>(series.size()) * growth * kMargin;
   try {
-    series.reserve(static_cast<std::size_t>(std::min(expected, kMostSamples)));
+    series.reserve(static_cast<std::size_t>(expected));
   } catch (const std::bad_alloc&) {
     return;
   }

@@ -9,7 +9,7 @@
 namespace vortena {
 
 /// Asks for large pages in `memory`, before it is first touched. A system that has none, or a block too small for them,
-/// stays as it is; nothing else changes.
+/// stays as it is. Contents never change; an allocator that keeps freed memory may keep its large pages, too.
 void prefer_large_pages(void* memory, std::size_t bytes);
 
 /// The standard allocator, except for large pages.

@@ -14,8 +14,6 @@
 namespace vortena {
 namespace {
 
-constexpr std::size_t kPieceBlocks = 512;  // 256 KiB
-
 using Block = std::array<std::uint8_t, kBlockSize>;
 
 /// Only regular files are recordings: opening a pipe or a terminal could wait for ever.
@@ -94,19 +92,22 @@ bool _kiv_read(kiv_Config* config, SensorMap* sensors, std::ifstream& stream) {
   return decoded;
 }
 
-void read_packages(std::istream& stream, std::uint64_t block_count, PackageDecoder* decoder) {
-  std::vector<std::uint8_t> piece(std::min<std::uint64_t>(block_count, kPieceBlocks) * kBlockSize);
-  std::size_t piece_blocks = kPieceBlocks;
+void read_packages(std::istream& stream, std::uint64_t block_count, PackageDecoder* decoder, std::size_t piece_blocks) {
+  // A file may claim any size: no reservation goes further beyond what was decoded than this.
+  constexpr std::uint64_t kForesight = 64;
+  std::vector<std::uint8_t> piece(std::min<std::uint64_t>(block_count, piece_blocks) * kBlockSize);
   std::uint64_t next = 0;
+  std::uint64_t reserved_blocks = 0;
   while (next < block_count) {
     const std::size_t wanted = std::min<std::uint64_t>(piece_blocks, block_count - next);
     const std::size_t bytes = read_bytes(stream, std::span(piece).first(wanted * kBlockSize));
     const std::size_t got = bytes / kBlockSize;
     decode_blocks(decoder, std::span<const std::uint8_t>(piece).first(got * kBlockSize));
-    if (next == 0 && got > 0) {
-      decoder->reserve(block_count, got);
-    }
     next += got;
+    if (next > reserved_blocks) {
+      reserved_blocks = std::min(block_count, next * kForesight);
+      decoder->reserve(reserved_blocks, next);
+    }
     if (got < wanted && piece_blocks == 1) {
       return;
     }

@@ -28,8 +28,12 @@ bool kiv_read(kiv_Config* config, SensorMap* sensors, const char* path);
 /// block could not be read.
 bool _kiv_read(kiv_Config* config, SensorMap* sensors, std::ifstream& stream);
 
+/// 256 KiB: large enough for the system's calls not to count, small enough for the cache.
+inline constexpr std::size_t kPieceBlocks = 512;
+
 /// Feeds `block_count` blocks to `decoder`, from the start of the stream up to the first block that cannot be
-/// read whole.
-void read_packages(std::istream& stream, std::uint64_t block_count, PackageDecoder* decoder);
+/// read whole. `piece_blocks` are asked for at a time, one at least.
+void read_packages(std::istream& stream, std::uint64_t block_count, PackageDecoder* decoder,
+                   std::size_t piece_blocks = kPieceBlocks);
 
 }  // namespace vortena

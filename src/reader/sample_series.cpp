@@ -17,8 +17,8 @@ bool is_earlier(const Sample& a, const Sample& b) {
 template <typename Sample>
 using Run = std::span<const Sample>;
 
-/// The runs of `samples`, by their first ticks. They also end at jumps that no block has inside, so that of blocks in
-/// another order than that of time every one is a run of its own, or more, and may go to its place as a whole.
+/// The runs of `samples`, by their first ticks. A run also ends where the tick jumps further than one block can, so
+/// that blocks in random order seldom share a run and move as a whole.
 template <typename Sample>
 std::vector<Run<Sample>> runs_by_first_tick(const LargeArray<Sample>& samples) {
   constexpr std::int64_t kBlockTicks = UINT8_MAX;
