@@ -4,6 +4,8 @@
 #include <cerrno>
 #include <cstdlib>
 #include <optional>
+#include <span>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 
@@ -29,7 +31,10 @@ std::optional<std::vector<std::uint8_t>> frames_of(const std::string& text) {
 
 std::vector<std::string> split(const std::string& text, char separator) {
   std::vector<std::string> pieces;
-  _split(text, separator, pieces);
+  std::istringstream stream(text);
+  for (std::string piece; std::getline(stream, piece, separator);) {
+    pieces.push_back(piece);
+  }
   return pieces;
 }
 
@@ -56,18 +61,24 @@ std::vector<Field> sensor_fields(const kiv_Config::SensorConfig& s) {
 }
 
 std::vector<Field> fields_of(const kiv_Config& c, const std::string& key) {
-  if (key == "device")
+  if (key == "device") {
     return {{c.deviceId, 4}, {c.deviceType, 1}, {c.bodyLocation, 1}};
-  if (key == "firmware")
+  }
+  if (key == "firmware") {
     return {{c.version, 2}, {c.majorVersion, 2}, {c.minorVersion, 2}};
-  if (key == "radio")
+  }
+  if (key == "radio") {
     return {{c.radioMode, 1}, {c.radioChannel, 1}};
-  if (key == "accel")
+  }
+  if (key == "accel") {
     return sensor_fields(c.accel);
-  if (key == "gyro")
+  }
+  if (key == "gyro") {
     return sensor_fields(c.gyro);
-  if (key == "baro")
+  }
+  if (key == "baro") {
     return {{c.baro.frequency, 1}};
+  }
   return {};
 }
 
@@ -112,9 +123,6 @@ void require_base64_round_trip(const std::string& text) {
   const auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
   const std::string encoded = base64_encode(bytes, static_cast<unsigned int>(text.size()));
   fuzz::require(std::ranges::equal(base64_decode(encoded), std::span(bytes, text.size())), "Base64 round-trips");
-  const auto decoded = base64_decode(text);
-  fuzz::require(base64_decode(base64_encode(decoded.data(), static_cast<unsigned int>(decoded.size()))) == decoded,
-                "what Base64 gave is given again");
 }
 
 }  // namespace

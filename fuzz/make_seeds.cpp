@@ -1,4 +1,5 @@
 // make_seeds FOLDER: writes a seed corpus for every fuzz target into FOLDER/TARGET, from simulated recordings.
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>

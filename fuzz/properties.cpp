@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -76,7 +75,8 @@ std::string_view take_line(std::string_view& text) {
 
 void require(bool holds, const char* claim) {
   if (!holds) {
-    std::fprintf(stderr, "Does not hold: %s\n", claim);
+    std::printf("Does not hold: %s\n", claim);  // the standard error stream may be closed
+    std::fflush(stdout);
     std::abort();
   }
 }

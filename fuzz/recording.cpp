@@ -19,7 +19,7 @@ std::istringstream stream_of(fuzz::Bytes file) {
 SensorMap decode_from_stream(fuzz::Bytes file, kiv_Config config) {
   std::istringstream stream = stream_of(file);
   PackageDecoder decoder(config);
-  read_packages(stream, file.size() / kBlockSize, &decoder);
+  read_packages(stream, file.size() / kBlockSize, &decoder, 1 + file.size() % 3);
   SensorMap sensors;
   decoder.transfer(config, &sensors);
   kiv_computeQuaternion(&config, &sensors);

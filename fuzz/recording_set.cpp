@@ -1,5 +1,7 @@
 // Input: two to four recordings in a row. A block that opens with both magic bytes begins the next one.
 #include <algorithm>
+#include <cmath>
+#include <cstring>
 
 #include "fuzz/properties.h"
 #include "reader/synchronisation.h"
@@ -27,7 +29,34 @@ std::vector<fuzz::Bytes> split_recordings(fuzz::Bytes input) {
   return recordings;
 }
 
-/// Cut channels hold what was there before: as many axes, at most as many samples, at times that do not go back.
+/// True when `cut` holds the samples of `whole` from `first` on, all moved by the same time but for rounding. Infinite
+/// and undefined times, of recordings without a time base, are not compared.
+bool is_cut_from(const kiv_DataSensor& cut, const kiv_DataSensor& whole, std::uint64_t first) {
+  for (std::uint64_t axis = 0; axis < cut.axisCount; ++axis) {
+    if (std::memcmp(&cut.values[axis * cut.sampleCount], &whole.values[axis * whole.sampleCount + first],
+                    cut.sampleCount * sizeof(double)) != 0) {
+      return false;
+    }
+  }
+  const double shift = cut.timestamps[0] - whole.timestamps[first];
+  for (std::uint64_t i = 0; i < cut.sampleCount; ++i) {
+    const double error = cut.timestamps[i] - whole.timestamps[first + i] - shift;
+    if (std::abs(error) > 1e-12 * (std::abs(shift) + std::abs(whole.timestamps[first + i]))) {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool is_cut_of(const kiv_DataSensor& cut, const kiv_DataSensor& whole) {
+  std::uint64_t first = 0;
+  while (first + cut.sampleCount <= whole.sampleCount && !is_cut_from(cut, whole, first)) {
+    ++first;
+  }
+  return first + cut.sampleCount <= whole.sampleCount;
+}
+
+/// Cut channels hold what was there before, at times that do not go back.
 void require_cut_of(const SensorMap& output, const SensorMap& input) {
   for (const auto& [key, series] : output) {
     const auto source = input.find(key);
@@ -35,6 +64,7 @@ void require_cut_of(const SensorMap& output, const SensorMap& input) {
     fuzz::require(series.axisCount == source->second.axisCount && series.sampleCount <= source->second.sampleCount &&
                       series.has_axes(series.axisCount),
                   "synchronising only cuts");
+    fuzz::require(series.sampleCount == 0 || is_cut_of(series, source->second), "a cut is a stretch of what there was");
     // Far from zero, neighbouring times may become equal; without a time base they are no numbers.
     fuzz::require(!std::ranges::all_of(series.timestamps, [](double t) { return t - t == 0; }) ||
                       std::ranges::is_sorted(series.timestamps),
