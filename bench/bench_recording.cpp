@@ -1,6 +1,8 @@
+// The folder comes from the script that also removes it.
 #include "bench/bench_recording.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -32,23 +34,6 @@ Bytes shuffled(const Bytes& recording) {
   return result;
 }
 
-class Folder {
- public:
-  Folder() { std::filesystem::create_directory(path_); }
-  Folder(const Folder&) = delete;
-  Folder& operator=(const Folder&) = delete;
-  ~Folder() { std::filesystem::remove_all(path_); }
-
-  [[nodiscard]] std::string file(const std::string& name) const { return (path_ / name).string(); }
-
- private:
-  static std::filesystem::path memory_file_system() {
-    const std::filesystem::path shared = "/dev/shm";
-    return std::filesystem::exists(shared) ? shared : std::filesystem::temp_directory_path();
-  }
-  std::filesystem::path path_ = memory_file_system() / ("vortena-bench-" + std::to_string(std::random_device{}()));
-};
-
 template <typename Make>
 std::string made_once(const std::string& name, Make make) {
   const std::string path = bench_file(name);
@@ -69,8 +54,8 @@ const Bytes& recording() {
 }
 
 std::string bench_file(const std::string& name) {
-  static const Folder folder;
-  return folder.file(name);
+  const char* const folder = std::getenv("BENCH_FOLDER");
+  return ((folder != nullptr ? folder : std::filesystem::temp_directory_path()) / name).string();
 }
 
 std::string recording_file() {

@@ -13,7 +13,7 @@ using vortena::testing::Bytes;
 /// Simulated once, at the first use.
 const Bytes& recording();
 
-/// Paths of files in a folder on a memory file system, which is removed at the end.
+/// The path of a file in the folder that BENCH_FOLDER names, which should be on a memory file system.
 std::string bench_file(const std::string& name);
 
 std::string recording_file();

@@ -1,5 +1,5 @@
-// Shares the header's decoding, its date's text and the tracker's start with the library, all of no weight; the rest is
-// its own.
+// Shares with the library the header's decoding, the date's text, the tracker's start, and the quaternion functions and
+// the inverse of its public interface; the rest is its own.
 #include "bench/straightforward_reader.h"
 
 #include <algorithm>
@@ -10,6 +10,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "bench/nested_loop_filter.h"
 #include "reader/date_text.h"
@@ -83,24 +84,32 @@ void add_series(const kiv_Config& config, int key, std::size_t axes, const Tree&
     }
     ++i;
   }
-  sensors->emplace(key, series);
+  sensors->emplace(key, std::move(series));
 }
 
-void add_all_series(const kiv_Config& c, Trees& trees, SensorMap* sensors) {
-  if (c.accel.present)
+/// A channel that is present has a series, if an empty one.
+void add_all_series(const kiv_Config& c, const Trees& trees, SensorMap* sensors) {
+  if (c.accel.present) {
     add_series(c, kAccelKey, 3, trees[kAccelKey], sensors);
-  if (c.gyro.present)
+  }
+  if (c.gyro.present) {
     add_series(c, kGyroKey, 3, trees[kGyroKey], sensors);
-  if (c.baro.present)
+  }
+  if (c.baro.present) {
     add_series(c, kBaroKey, 2, trees[kBaroKey], sensors);
-  if (c.mag.present)
+  }
+  if (c.mag.present) {
     add_series(c, kMagKey, 3, trees[kMagKey], sensors);
-  if (c.radioByte.present)
+  }
+  if (c.radioByte.present) {
     add_series(c, kRadioByteKey, 1, trees[kRadioByteKey], sensors);
-  if (c.radioTime.present)
+  }
+  if (c.radioTime.present) {
     add_series(c, kRadioTimeKey, 1, trees[kRadioTimeKey], sensors);
-  if (c.event.present)
+  }
+  if (c.event.present) {
     add_series(c, kEventKey, 1, trees[kEventKey], sensors);
+  }
 }
 
 std::unique_ptr<tracker_state> motionless_tracker(int rate, const NestedLoopFilter& like) {
@@ -163,7 +172,7 @@ void add_orientation(const kiv_Config& config, SensorMap* sensors) {
       }
     }
   }
-  sensors->emplace(kQuaternionKey, quaternion);
+  sensors->emplace(kQuaternionKey, std::move(quaternion));
 }
 
 /// A channel on its way into rows.
@@ -220,16 +229,21 @@ void write_event(std::ostream& csv, Column& column, double time) {
 
 void write_header(std::ostream& csv, const kiv_Config& c, bool event, bool quaternion) {
   csv << "Time [" << c.frequency << " hz],";
-  if (c.gyro.present)
+  if (c.gyro.present) {
     csv << "Gyro [" << c.gyro.frequency << " hz],,,";
-  if (c.accel.present)
+  }
+  if (c.accel.present) {
     csv << "Accel [" << c.accel.frequency << " hz],,,";
-  if (c.baro.present)
+  }
+  if (c.baro.present) {
     csv << "Baro [" << c.baro.frequency << " hz],,";
-  if (c.radioByte.present)
+  }
+  if (c.radioByte.present) {
     csv << "Event [" << c.frequency << " hz],";
-  if (quaternion)
+  }
+  if (quaternion) {
     csv << "Quaternion [" << c.gyro.frequency << " hz],,,,";
+  }
   csv << "\nTime," << (c.gyro.present ? "Gyro X,Gyro Y,Gyro Z," : "")
       << (c.accel.present ? "Accel X,Accel Y,Accel Z," : "") << (c.baro.present ? "Pressure,Temperature," : "")
       << (event ? "Event," : "") << (quaternion ? "Quat W,Quat X,Quat Y,Quat Z," : "");

@@ -1,5 +1,5 @@
 // The road of `read` as one writes it first: samples in ordered trees, text through streams, the filter in nested
-// loops. The library's rival in speed, and a second opinion on every digit of its CSV.
+// loops. The library's rival in speed, and a second opinion on its CSV.
 #pragma once
 
 #include <istream>

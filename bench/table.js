@@ -1,12 +1,13 @@
 'use strict';
-// node bench/table.js RESULTS.json RECORDING: the figures of README from the benchmarks' medians, and the memory that
-// reading RECORDING takes at most.
+// node bench/table.js RESULTS.json FOLDER: the figures of README from the benchmarks' medians, and the memory that reading
+// their recording, in FOLDER, takes at most.
 const { execFileSync } = require('node:child_process');
 const fs = require('node:fs');
 const os = require('node:os');
 const path = require('node:path');
 
-const [results, recording] = process.argv.slice(2);
+const [results, folder] = process.argv.slice(2);
+const recording = path.join(folder, 'recording.bin');
 const { benchmarks } = JSON.parse(fs.readFileSync(results));
 
 function median(name) {
@@ -19,15 +20,11 @@ const time = (name) => median(name).real_time;
 
 /** Resident memory of a process that reads the recording, less what it had before; bytes. */
 function peakMemory() {
-  const csv = path.join(os.tmpdir(), `vortena-bench-${process.pid}.csv`);
+  const csv = path.join(folder, 'memory.csv');
   const script = `const before = process.memoryUsage().rss;
     require('.').read(${JSON.stringify(recording)}, ${JSON.stringify(csv)});
     console.log(process.resourceUsage().maxRSS * 1024 - before)`;
-  try {
-    return Number(execFileSync(process.execPath, ['-e', script], { cwd: path.join(__dirname, '..') }));
-  } finally {
-    fs.rmSync(csv, { force: true });
-  }
+  return Number(execFileSync(process.execPath, ['-e', script], { cwd: path.join(__dirname, '..') }));
 }
 
 const times = (value) => `${value.toFixed(1)} ×`;
