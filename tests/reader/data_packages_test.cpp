@@ -80,6 +80,14 @@ TEST(DataPackages, FirstSampleAtATickWinsInAnyOrderOfBlocks) {
   }
 }
 
+TEST(DataPackages, BlocksThatMeetAtATickKeepTheFirstInTheFile) {
+  const SensorMap sensors =
+      decode({header(1).time_base(1).accel(1).bytes(), block(9).accel(1, {1}).accel(2, {}).bytes(),
+              block(0).accel(3, {}).accel(10, {2}).bytes()});
+  EXPECT_THAT(sensors.at(kAccelKey).timestamps, ElementsAre(3, 10, 11));
+  EXPECT_EQ(sensors.at(kAccelKey).values[1], 1.0 / 2048);
+}
+
 TEST(DataPackages, SharedIdentifiersGoToTheFirstChannelInOrder) {
   const int last_to_first[][4] = {
       // family, id, length, key; of key 0 the records are skipped
