@@ -89,26 +89,21 @@ void add_series(const kiv_Config& config, int key, std::size_t axes, const Tree&
 
 /// A channel that is present has a series, if an empty one.
 void add_all_series(const kiv_Config& c, const Trees& trees, SensorMap* sensors) {
-  if (c.accel.present) {
-    add_series(c, kAccelKey, 3, trees[kAccelKey], sensors);
-  }
-  if (c.gyro.present) {
-    add_series(c, kGyroKey, 3, trees[kGyroKey], sensors);
-  }
-  if (c.baro.present) {
-    add_series(c, kBaroKey, 2, trees[kBaroKey], sensors);
-  }
-  if (c.mag.present) {
-    add_series(c, kMagKey, 3, trees[kMagKey], sensors);
-  }
-  if (c.radioByte.present) {
-    add_series(c, kRadioByteKey, 1, trees[kRadioByteKey], sensors);
-  }
-  if (c.radioTime.present) {
-    add_series(c, kRadioTimeKey, 1, trees[kRadioTimeKey], sensors);
-  }
-  if (c.event.present) {
-    add_series(c, kEventKey, 1, trees[kEventKey], sensors);
+  struct Channel {
+    bool present;
+    ChannelKey key;
+    std::size_t axes;
+  };
+  for (const auto& [present, key, axes] : {Channel{c.accel.present, kAccelKey, 3},
+                                           {c.gyro.present, kGyroKey, 3},
+                                           {c.baro.present, kBaroKey, 2},
+                                           {c.mag.present, kMagKey, 3},
+                                           {c.radioByte.present, kRadioByteKey, 1},
+                                           {c.radioTime.present, kRadioTimeKey, 1},
+                                           {c.event.present, kEventKey, 1}}) {
+    if (present) {
+      add_series(c, key, axes, trees[key], sensors);
+    }
   }
 }
 
@@ -228,22 +223,17 @@ void write_event(std::ostream& csv, Column& column, double time) {
 }
 
 void write_header(std::ostream& csv, const kiv_Config& c, bool event, bool quaternion) {
-  csv << "Time [" << c.frequency << " hz],";
-  if (c.gyro.present) {
-    csv << "Gyro [" << c.gyro.frequency << " hz],,,";
-  }
-  if (c.accel.present) {
-    csv << "Accel [" << c.accel.frequency << " hz],,,";
-  }
-  if (c.baro.present) {
-    csv << "Baro [" << c.baro.frequency << " hz],,";
-  }
-  if (c.radioByte.present) {
-    csv << "Event [" << c.frequency << " hz],";
-  }
-  if (quaternion) {
-    csv << "Quaternion [" << c.gyro.frequency << " hz],,,,";
-  }
+  const auto group = [&](bool shown, const char* name, int hz, const char* end) {
+    if (shown) {
+      csv << name << " [" << hz << " hz]" << end;
+    }
+  };
+  group(true, "Time", c.frequency, ",");
+  group(c.gyro.present, "Gyro", c.gyro.frequency, ",,,");
+  group(c.accel.present, "Accel", c.accel.frequency, ",,,");
+  group(c.baro.present, "Baro", c.baro.frequency, ",,");
+  group(c.radioByte.present, "Event", c.frequency, ",");
+  group(quaternion, "Quaternion", c.gyro.frequency, ",,,,");
   csv << "\nTime," << (c.gyro.present ? "Gyro X,Gyro Y,Gyro Z," : "")
       << (c.accel.present ? "Accel X,Accel Y,Accel Z," : "") << (c.baro.present ? "Pressure,Temperature," : "")
       << (event ? "Event," : "") << (quaternion ? "Quat W,Quat X,Quat Y,Quat Z," : "");
