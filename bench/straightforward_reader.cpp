@@ -102,7 +102,7 @@ void add_all_series(const kiv_Config& c, const Trees& trees, SensorMap* sensors)
                                            {c.radioTime.present, kRadioTimeKey, 1},
                                            {c.event.present, kEventKey, 1}}) {
     if (present) {
-      add_series(c, key, axes, trees[key], sensors);
+      add_series(c, key, axes, trees[static_cast<std::size_t>(key)], sensors);
     }
   }
 }

@@ -17,10 +17,9 @@ void prefer_large_pages(void* memory, std::size_t bytes) {
     return;
   }
   const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
-  const auto begin = reinterpret_cast<std::uintptr_t>(memory);
-  const std::uintptr_t first_page = (begin + page - 1) / page * page;
+  const std::uintptr_t to_next_page = (page - reinterpret_cast<std::uintptr_t>(memory) % page) % page;
   // Refused on kernels without large pages; the hint is then of no use, and of no harm.
-  madvise(reinterpret_cast<void*>(first_page), begin + bytes - first_page, MADV_HUGEPAGE);
+  madvise(static_cast<std::byte*>(memory) + to_next_page, bytes - to_next_page, MADV_HUGEPAGE);
 }
 #else
 void prefer_large_pages(void*, std::size_t) {}

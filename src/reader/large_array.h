@@ -19,7 +19,7 @@ struct LargeArrayAllocator {
 
   LargeArrayAllocator() = default;
   template <typename U>
-  explicit LargeArrayAllocator(const LargeArrayAllocator<U>&) {}
+  explicit LargeArrayAllocator(const LargeArrayAllocator<U>& /*other*/) {}
 
   T* allocate(std::size_t count) {
     T* const memory = std::allocator<T>().allocate(count);

@@ -97,16 +97,16 @@ void read_packages(std::istream& stream, std::uint64_t block_count, PackageDecod
   constexpr std::uint64_t kForesight = 64;
   std::vector<std::uint8_t> piece(std::min<std::uint64_t>(block_count, piece_blocks) * kBlockSize);
   std::uint64_t next = 0;
-  std::uint64_t reserved_blocks = 0;
+  std::uint64_t foreseen = 0;
   while (next < block_count) {
     const std::size_t wanted = std::min<std::uint64_t>(piece_blocks, block_count - next);
     const std::size_t bytes = read_bytes(stream, std::span(piece).first(wanted * kBlockSize));
     const std::size_t got = bytes / kBlockSize;
     decode_blocks(decoder, std::span<const std::uint8_t>(piece).first(got * kBlockSize));
     next += got;
-    if (next > reserved_blocks) {
-      reserved_blocks = std::min(block_count, next * kForesight);
-      decoder->reserve(reserved_blocks, next);
+    if (next > foreseen) {
+      foreseen = std::min(block_count, next * kForesight);
+      decoder->reserve(foreseen, next);
     }
     if (got < wanted && piece_blocks == 1) {
       return;
