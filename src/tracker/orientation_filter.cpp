@@ -73,7 +73,8 @@ Transition transition(const float rates[3], float half_dt) {
   return {broadcast(rates[0] * half_dt), broadcast(rates[1] * half_dt), broadcast(rates[2] * half_dt)};
 }
 
-/// H of the predicted gravity: twice q, each component in all lanes.
+/// H of the predicted gravity: twice q, each component in all lanes. Where the first term of a sum is negative, the
+/// second stands before it: to the bits, that is the sum in ascending order.
 struct GravityJacobian {
   Row w, x, y, z;
 
