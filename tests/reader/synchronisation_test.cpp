@@ -73,6 +73,11 @@ TEST(Synchronisation, CutsToTheLatestStartAndTheShortestDuration) {
   negative.series(0, kAccelKey, 1000, 100, -5).series(1, kAccelKey, 1000, 100, -6);
   ASSERT_TRUE(negative.sync());
   EXPECT_EQ(negative.output(0).timestamps.at(0), 0) << "a start before 0 counts as 0";
+
+  RecordingSet shortest({2, 0});
+  shortest.series(1, kAccelKey, 1, 100, 0.01);
+  ASSERT_TRUE(shortest.sync());
+  EXPECT_THAT(shortest.first_samples(), ElementsAre(1, 0));
 }
 
 TEST(Synchronisation, ShiftsByTheExactFormulas) {
@@ -135,9 +140,10 @@ TEST(Synchronisation, OddFrequencies) {
   EXPECT_FALSE(pairing.outputs.maps[0]->contains(kGyroKey));
 
   RecordingSet zero({10, 20});
+  zero.series(1, kAccelKey, 20, 100, 0.03);
   zero.configs[0].accel.frequency = zero.configs[1].accel.frequency = 0;
   ASSERT_TRUE(zero.sync());
-  EXPECT_EQ(zero.output(0).sampleCount, 10U);
+  EXPECT_EQ(zero.output(0).sampleCount, 7U) << "all from the start on";
   EXPECT_EQ(zero.output(1).sampleCount, 20U);
 }
 

@@ -125,6 +125,7 @@ TEST(PositionFilter, IntegratesWhileMovingAndHoldsWhileMotionless) {
     const std::array expected{position, 0.0F, -2 * position, velocity, 0.0F, -2 * velocity};
     EXPECT_THAT(unit.state.position_state, Pointwise(FloatEq(), expected));
     EXPECT_NEAR(unit.state.P_pos[0][3], covariance, 1e-6);
+    EXPECT_EQ(unit.state.P_pos[4][2], 0) << "the axes are independent";
   }
   EXPECT_FLOAT_EQ(unit.state.P_pos[3][3], 4e-6F) << "zero-velocity update";
 }
