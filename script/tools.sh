@@ -46,14 +46,15 @@ node_is_new_enough() {
 
 node_has_headers() { node script/build-addon.js --headers >/dev/null 2>&1; }
 
-# The Node.js releases of the npm registry carry their headers along.
-fetch_node() { # VERSION FOLDER
+# The Node.js releases of the npm registry carry their headers along. npm takes a foreign processor's only by force.
+fetch_node() { # VERSION FOLDER [PROCESSOR]
   local package
-  package=node-linux-$(uname -m | sed 's/x86_64/x64/; s/aarch64/arm64/')
+  package=node-linux-${3:-$(uname -m | sed 's/x86_64/x64/; s/aarch64/arm64/')}
   echo "Fetching Node.js $1 from the npm registry into $2"
   mkdir -p "$2"
-  npm install --loglevel=error --no-save --no-package-lock --prefix "$2" "$package@$1" >/dev/null
+  npm install --loglevel=error --no-save --no-package-lock ${3:+--force} --prefix "$2" "$package@$1" >/dev/null
   ln -sfn "node_modules/$package/bin" "$2/bin"
+  ln -sfn "node_modules/$package/include" "$2/include"
 }
 
 need_node() {
@@ -75,6 +76,13 @@ need_build_tools() {
   need cmake:cmake ninja:ninja-build make:make g++:g++ /usr/include/gtest/gtest.h:libgtest-dev \
     /usr/include/gmock/gmock.h:libgmock-dev
   need_node
+}
+
+# What a user of the module would have, with a module that was built elsewhere.
+pack_module() { # ADDON FOLDER
+  mkdir -p "$2/build/Release"
+  cp index.js "$2/"
+  cp "$1" "$2/build/Release/"
 }
 
 # A call that waits for ever fails its own file of tests: the runner kills it and goes on with the others. Files are named
