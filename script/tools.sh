@@ -87,6 +87,6 @@ pack_module() { # ADDON FOLDER
 
 # A call that waits for ever fails its own file of tests: the runner kills it and goes on with the others. Files are named
 # because Node.js 22 and newer take a folder for a module; so is the reporter, as the default differs as well.
-run_module_tests() { # REPORTER
-  node --test --test-timeout=300000 --test-reporter="$1" tests/js/*.test.js
+run_module_tests() { # --test-reporter=REPORTER
+  node --test --test-timeout=300000 "$1" tests/js/*.test.js
 }
