@@ -78,7 +78,7 @@ need_build_tools() {
   need_node
 }
 
-# What a user of the module would have, with a module that was built elsewhere.
+# Lays out a package around a module that was built elsewhere; VORTENA_PACKAGE makes the tests take it.
 pack_module() { # ADDON FOLDER
   mkdir -p "$2/build/Release"
   cp index.js "$2/"
