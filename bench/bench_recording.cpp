@@ -14,11 +14,11 @@ namespace {
 constexpr double kRows = 3.6e6;
 
 Bytes simulate_rows(double rows) {
-  vortena::testing::SimulationPlan plan;
+  vortena::simulator::SimulationPlan plan;
   plan.seconds = rows / plan.rate_hz;
   plan.side_channels = false;
   plan.slow_every = 5;
-  return vortena::testing::simulate(plan);
+  return vortena::simulator::simulate(plan);
 }
 
 Bytes shuffled(const Bytes& recording) {

@@ -4,11 +4,11 @@
 #include <cstddef>
 #include <string>
 
-#include "support/simulated_recording.h"
+#include "simulator/simulated_recording.h"
 
 namespace bench {
 
-using vortena::testing::Bytes;
+using vortena::simulator::Bytes;
 
 /// Simulated once, at the first use.
 const Bytes& recording();

@@ -2,7 +2,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "bench/cell_cases.h"
+#include "tests/oracle/cell_cases.h"
 
 int main(int argc, char** argv) {
   const long count = argc == 2 ? std::atol(argv[1]) : 0;
@@ -10,10 +10,10 @@ int main(int argc, char** argv) {
     std::fputs("usage: check_cells COUNT\n", stderr);
     return EXIT_FAILURE;
   }
-  bench::CellCases cases(1);
+  oracle::CellCases cases(1);
   for (long i = 0; i < count; ++i) {
     const double value = cases.next();
-    if (!bench::cell_agrees(value)) {
+    if (!oracle::cell_agrees(value)) {
       std::printf("%a differs\n", value);
       return EXIT_FAILURE;
     }

@@ -6,8 +6,8 @@
 #include <cstring>
 #include <vector>
 
-#include "bench/nested_loop_filter.h"
-#include "support/simulated_recording.h"
+#include "simulator/simulated_recording.h"
+#include "tests/oracle/nested_loop_filter.h"
 #include "tracker/tracker.h"
 
 namespace {
@@ -18,10 +18,10 @@ struct Sample {
 };
 
 std::vector<Sample> simulated_samples() {
-  const vortena::testing::SimulationPlan plan;
+  const vortena::simulator::SimulationPlan plan;
   std::vector<Sample> samples;
   for (int i = 0; i < 6000; ++i) {
-    const auto s = vortena::testing::true_sample(plan, i / 200.0);
+    const auto s = vortena::simulator::true_sample(plan, i / 200.0);
     samples.push_back({});
     for (std::size_t k = 0; k < 3; ++k) {
       samples.back().accel[k] = static_cast<float>(s.accel_g[k]);
@@ -31,7 +31,7 @@ std::vector<Sample> simulated_samples() {
   return samples;
 }
 
-tracker_state started_tracker(const bench::NestedLoopFilter& like) {
+tracker_state started_tracker(const oracle::NestedLoopFilter& like) {
   tracker_state state;
   init_tracker(&state, 200, 0);
   set_motionless_thresh(&state, like.thresholds.data());
@@ -42,7 +42,7 @@ tracker_state started_tracker(const bench::NestedLoopFilter& like) {
 
 /// Ends the benchmark if the two filters differ in a single bit.
 void require_equal_bits(const std::vector<Sample>& samples) {
-  bench::NestedLoopFilter nested(200);
+  oracle::NestedLoopFilter nested(200);
   tracker_state state = started_tracker(nested);
   for (const Sample& s : samples) {
     std::array<float, 3> gyro = s.gyro;
@@ -57,7 +57,7 @@ void require_equal_bits(const std::vector<Sample>& samples) {
 void filter_library(benchmark::State& run) {
   const std::vector<Sample> samples = simulated_samples();
   require_equal_bits(samples);
-  tracker_state state = started_tracker(bench::NestedLoopFilter(200));
+  tracker_state state = started_tracker(oracle::NestedLoopFilter(200));
   std::size_t i = 0;
   for (auto _ : run) {
     std::array<float, 3> gyro = samples[i].gyro;
@@ -70,7 +70,7 @@ BENCHMARK(filter_library);
 
 void filter_nested_loops(benchmark::State& run) {
   const std::vector<Sample> samples = simulated_samples();
-  bench::NestedLoopFilter filter(200);
+  oracle::NestedLoopFilter filter(200);
   std::size_t i = 0;
   for (auto _ : run) {
     filter.feed(samples[i].accel.data(), samples[i].gyro.data());

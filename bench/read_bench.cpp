@@ -6,8 +6,8 @@
 #include <filesystem>
 
 #include "bench/bench_recording.h"
-#include "bench/straightforward_reader.h"
 #include "reader/bin_reader2.h"
+#include "tests/oracle/straightforward_reader.h"
 
 namespace {
 
@@ -35,7 +35,7 @@ void run_library(benchmark::State& state, const std::string& recording, const ch
 void read_straightforward(benchmark::State& state) {
   const std::string recording = bench::recording_file();
   const std::string csv = bench::bench_file("straightforward.csv");
-  run_to_file(state, csv, 2 * kGibibyte, [&] { bench::straightforward_read(recording.c_str(), csv.c_str()); });
+  run_to_file(state, csv, 2 * kGibibyte, [&] { oracle::straightforward_read(recording.c_str(), csv.c_str()); });
 }
 BENCHMARK(read_straightforward)->Repetitions(3)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond);
 

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <limits>
 
-#include "bench/cell_cases.h"
+#include "tests/oracle/cell_cases.h"
 #include "fuzz/properties.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -12,7 +12,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     double value = 0;
     std::memcpy(&value, data, sizeof value);
     for (const double x : {value, std::nextafter(value, kInfinity), std::nextafter(value, -kInfinity)}) {
-      fuzz::require(bench::cell_agrees(x), "a cell holds the digits of std::to_chars");
+      fuzz::require(oracle::cell_agrees(x), "a cell holds the digits of std::to_chars");
     }
   }
   return 0;

@@ -7,9 +7,9 @@
 #include <filesystem>
 #include <fstream>
 
-#include "support/simulated_recording.h"
+#include "simulator/simulated_recording.h"
 
-using namespace vortena::testing;
+using namespace vortena::simulator;
 
 namespace {
 

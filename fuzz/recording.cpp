@@ -1,7 +1,7 @@
 // Input: the bytes of a recording file.
 #include <sstream>
 
-#include "bench/straightforward_reader.h"
+#include "tests/oracle/straightforward_reader.h"
 #include "fuzz/properties.h"
 #include "reader/data_packages.h"
 #include "reader/quaternion_channel.h"
@@ -31,8 +31,8 @@ std::string straightforward_csv(fuzz::Bytes file) {
   std::ostringstream csv;
   kiv_Config config;
   SensorMap sensors;
-  bench::straightforward_decode(stream, &config, &sensors);
-  bench::straightforward_csv(csv, config, sensors);
+  oracle::straightforward_decode(stream, &config, &sensors);
+  oracle::straightforward_csv(csv, config, sensors);
   return csv.str();
 }
 

@@ -8,10 +8,13 @@
 #include "reader/base64.h"
 #include "reader/bin_reader2.h"
 #include "reader/recording_file.h"
-#include "support/recording_builder.h"
+#include "simulator/recording_builder.h"
+#include "tests/support/scratch_folder.h"
 
 namespace vortena::testing {
 namespace {
+
+using namespace simulator;
 
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
@@ -40,7 +43,9 @@ TEST(ConfigurationWriter, RefusesWhatItCannotWriteAndNamesThePlace) {
     try {
       configuration_frames(text);
       ADD_FAILURE() << text;
-    } catch (const std::invalid_argument& error) { EXPECT_EQ(error.what(), "Configuration " + message); }
+    } catch (const std::invalid_argument& error) {
+      EXPECT_EQ(error.what(), "Configuration " + message);
+    }
   }
   EXPECT_EQ(configuration_frames(full).size(), 512U);
   EXPECT_NO_THROW(configuration_frames("device,2147483647,-2147483648,0"));

@@ -8,10 +8,12 @@
 #include <sstream>
 
 #include "reader/recording_file.h"
-#include "support/recording_builder.h"
+#include "simulator/recording_builder.h"
 
 namespace vortena::testing {
 namespace {
+
+using namespace simulator;
 
 using ::testing::ElementsAre;
 
@@ -99,14 +101,18 @@ TEST(DataPackages, SharedIdentifiersGoToTheFirstChannelInOrder) {
     claims.frame(family, id, Bytes(static_cast<std::size_t>(length)));  // all claim 0, the records of an empty block
     const SensorMap sensors = decode({claims.bytes(), BlockArray{}});
     EXPECT_EQ(sensors.size(), channels += winner == 0 ? 0 : 1);
-    for (const auto& [key, sensor] : sensors) { EXPECT_EQ(sensor.sampleCount > 0, key == winner) << key << winner; }
+    for (const auto& [key, sensor] : sensors) {
+      EXPECT_EQ(sensor.sampleCount > 0, key == winner) << key << winner;
+    }
   }
 }
 
 TEST(DataPackages, HeaderBlockCountsAsDataAndAReadErrorKeepsWhatPrecedesIt) {
   std::vector<BlockArray> blocks{header().time_base(1).accel(1).bytes()};
   std::ranges::copy(be(kAccelId, 1), blocks[0].end() - kRecordSize);
-  for (std::uint32_t b = 1; b < 600; ++b) { blocks.push_back(block(b).accel(0, {1, 1, 1}).bytes()); }
+  for (std::uint32_t b = 1; b < 600; ++b) {
+    blocks.push_back(block(b).accel(0, {1, 1, 1}).bytes());
+  }
   EXPECT_EQ(decode(blocks).at(kAccelKey).sampleCount, 600U);
   EXPECT_EQ(decode(blocks).at(kAccelKey).timestamps.back(), 0x020001FF) << "the header's bytes 4 to 7 as base tick";
   for (const std::size_t readable : {7U, 550U}) {

@@ -4,10 +4,12 @@
 
 #include <numeric>
 
-#include "support/recording_builder.h"
+#include "simulator/recording_builder.h"
 
 namespace vortena::testing {
 namespace {
+
+using namespace simulator;
 
 using List = std::vector<double>;
 using Config = const kiv_Config&;
@@ -19,12 +21,24 @@ Bytes counting(int length) {
   return payload;
 }
 
-List list(auto... values) { return {static_cast<double>(values)...}; }
-List channel(const auto& c) { return list(c.present, c.id, c.frequency); }
-List channel_with_auxiliary(const auto& c) { return list(c.present, c.id, c.frequency, c.auxiliary); }
-List words(const auto& c) { return list(c.present, c.id, c.value1, c.value2); }
-List date(const auto& d) { return list(d.second, d.minute, d.hour, d.day, d.month, d.year); }
-List group(const auto& g) { return list(g.b1, g.b2, g.b3, g.w, g.t); }
+List list(auto... values) {
+  return {static_cast<double>(values)...};
+}
+List channel(const auto& c) {
+  return list(c.present, c.id, c.frequency);
+}
+List channel_with_auxiliary(const auto& c) {
+  return list(c.present, c.id, c.frequency, c.auxiliary);
+}
+List words(const auto& c) {
+  return list(c.present, c.id, c.value1, c.value2);
+}
+List date(const auto& d) {
+  return list(d.second, d.minute, d.hour, d.day, d.month, d.year);
+}
+List group(const auto& g) {
+  return list(g.b1, g.b2, g.b3, g.w, g.t);
+}
 List sensor(const auto& s) {
   return list(s.id, s.frequency, s.offsetX * 1e4, s.offsetY * 1e4, s.offsetZ * 1e4, s.gainX * 1e4, s.gainY * 1e4,
               s.gainZ * 1e4, s.auxiliary);
@@ -106,7 +120,9 @@ TEST(HeaderFrames, FramesOfTwoLengthsAreExact) {
   EXPECT_EQ(firmware(be(999, 4)), (List{0, 1, 9, 9, 9}));
   EXPECT_EQ(firmware(be(1000, 4)), (List{0, 1, 0, 0, 0}));
   EXPECT_EQ(firmware(be(-123, 4)), (List{0, 1, -1, -2, -3}));
-  for (const int length : {3, 5, 7}) { EXPECT_EQ(firmware(counting(length)), (List{1, 0, 0, 0, 0})); }
+  for (const int length : {3, 5, 7}) {
+    EXPECT_EQ(firmware(counting(length)), (List{1, 0, 0, 0, 0}));
+  }
   const auto gps = [](const Bytes& payload) {
     const kiv_Config c = header().frame(3, 7, payload).decoded();
     return list(c.headerError, c.gps.present, c.gps.id, c.gps.frequency, c.gps.mode, c.gps.auxiliary);
@@ -114,7 +130,9 @@ TEST(HeaderFrames, FramesOfTwoLengthsAreExact) {
   EXPECT_EQ(gps({9, 0, 0, 0, 10, 7, 1, 2}), (List{0, 1, 9, 100, 7, 0x0102}));
   EXPECT_EQ(gps({9, 0, 0, 0, 0, 7, 1, 2}), (List{0, 1, 9, 0, 7, 0x0102}));
   EXPECT_EQ(gps(counting(5)), (List{0, 1, 1, 0x0203, 0, 0x0405}));
-  for (const int length : {4, 6, 7, 9}) { EXPECT_EQ(gps(counting(length)), (List{1, 0, 0, 0, 0, 0})); }
+  for (const int length : {4, 6, 7, 9}) {
+    EXPECT_EQ(gps(counting(length)), (List{1, 0, 0, 0, 0, 0}));
+  }
 }
 
 TEST(HeaderFrames, SecondRadioParameterReachesIntoTheTrailer) {

@@ -6,10 +6,12 @@
 
 #include "reader/base64.h"
 #include "reader/date_text.h"
-#include "support/recording_builder.h"
+#include "simulator/recording_builder.h"
 
 namespace vortena::testing {
 namespace {
+
+using namespace simulator;
 
 TEST(JsonAnswers, AHeaderThatSaysNothing) {
   const kiv_Config config = header().frame(9, 9, {}).decoded();
@@ -51,7 +53,9 @@ TEST(DateText, NegativeAndSingleDigitFieldsGetAZeroInFront) {
 TEST(Base64, EncodesEveryGroupLength) {
   const Bytes bytes{0x00, 0xFF, 0xBE, 0xFB, 0xEF, 0xBE};
   const char* const texts[] = {"", "AA==", "AP8=", "AP++", "AP+++w==", "AP++++8=", "AP++++++"};
-  for (unsigned int n = 0; n <= 6; ++n) { EXPECT_EQ(base64_encode(bytes.data(), n), texts[n]); }
+  for (unsigned int n = 0; n <= 6; ++n) {
+    EXPECT_EQ(base64_encode(bytes.data(), n), texts[n]);
+  }
   EXPECT_EQ(base64_encode(Bytes{0xFF, 0xFF, 0xFF}.data(), 3), "////");
 }
 

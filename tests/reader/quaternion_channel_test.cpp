@@ -59,7 +59,9 @@ TEST(QuaternionChannel, IsZeroBeforeTheStartAndInTheLastSample) {
   for (const std::size_t n : {1U, 9U}) {
     Input input(n, n);
     input.sensors.try_emplace(kQuaternionKey, 4, n).first->second.values.assign(4 * n, 7.0);  // overwritten
-    for (std::size_t i = 0; i < 4 * n; ++i) { EXPECT_EQ(input.quaternions()[i], i >= 4 && i + 1 < n ? 1 : 0) << i; }
+    for (std::size_t i = 0; i < 4 * n; ++i) {
+      EXPECT_EQ(input.quaternions()[i], i >= 4 && i + 1 < n ? 1 : 0) << i;
+    }
     EXPECT_EQ(input.at(kQuaternionKey).timestamps, input.at(kAccelKey).timestamps);
   }
 }

@@ -1,14 +1,17 @@
-#include "support/simulated_recording.h"
+#include "simulator/simulated_recording.h"
 
 #include <gtest/gtest.h>
 
 #include <sstream>
 
 #include "reader/bin_reader2.h"
-#include "tracker/tracked_unit.h"
+#include "tests/support/scratch_folder.h"
+#include "tests/support/tracked_unit.h"
 
 namespace vortena::testing {
 namespace {
+
+using namespace simulator;
 
 /// Half a quantisation step of the sensor, and half a unit of the cell's last decimal.
 void expect_cell(const std::string& cell, double truth, double step, double last_decimal) {
@@ -25,14 +28,18 @@ TEST(SimulatedRecording, CsvAgreesWithWhatWentInCellByCell) {
             R"("version":"3","minorVersion":"4","majorVersion":"1","measureId":77})");
   std::istringstream csv(folder.read("unit.csv"));
   std::string line;
-  for (int i = 0; i < 7; ++i) { std::getline(csv, line); }
+  for (int i = 0; i < 7; ++i) {
+    std::getline(csv, line);
+  }
   const std::uint32_t ticks = tick_count(plan);
   for (std::uint32_t tick = 0; tick < ticks; ++tick) {
     SCOPED_TRACE(tick);
     std::getline(csv, line);
     std::istringstream cells(line);
     std::array<std::string, 14> row;
-    for (std::string& cell : row) { std::getline(cells, cell, ','); }
+    for (std::string& cell : row) {
+      std::getline(cells, cell, ',');
+    }
     const TrueSample truth = true_sample(plan, static_cast<double>(tick) / plan.rate_hz);
     expect_cell(row[0], (tick + 1.0) / plan.rate_hz, 0, 1e-5);
     for (std::size_t axis = 0; axis < 3; ++axis) {

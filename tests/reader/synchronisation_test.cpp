@@ -4,10 +4,13 @@
 #include <gmock/gmock.h>
 
 #include "reader/bin_reader2.h"
-#include "support/simulated_recording.h"
+#include "simulator/simulated_recording.h"
+#include "tests/support/scratch_folder.h"
 
 namespace vortena::testing {
 namespace {
+
+using namespace simulator;
 
 using ::testing::ElementsAre;
 
@@ -53,7 +56,9 @@ struct RecordingSet {
   /// The first sample kept of every recording's accelerometer.
   [[nodiscard]] std::vector<double> first_samples() const {
     std::vector<double> firsts;
-    for (const SensorMap* map : outputs.maps) { firsts.push_back(map->at(kAccelKey).values.at(0)); }
+    for (const SensorMap* map : outputs.maps) {
+      firsts.push_back(map->at(kAccelKey).values.at(0));
+    }
     return firsts;
   }
 };

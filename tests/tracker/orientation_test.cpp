@@ -4,8 +4,8 @@
 #include <bit>
 #include <cstring>
 
-#include "bench/nested_loop_filter.h"
-#include "tracker/tracked_unit.h"
+#include "tests/oracle/nested_loop_filter.h"
+#include "tests/support/tracked_unit.h"
 
 namespace tracker_testing {
 namespace {
@@ -16,14 +16,18 @@ using ::testing::Pointwise;
 /// A unit started at rest in an attitude whose gravity is known.
 TrackedUnit started(const Vec3& accel) {
   TrackedUnit unit;
-  for (int i = 0; i < 5; ++i) { unit.feed(accel, kStill); }
+  for (int i = 0; i < 5; ++i) {
+    unit.feed(accel, kStill);
+  }
   return unit;
 }
 
 TEST(Orientation, StandstillGivesTheTiltInEveryDirection) {
   Noise noise{std::mt19937(1)};
   std::vector<Vec3> directions{{0, -1, 0}, {0, 0, -1}, {1e-4, 0, -1}, {0, 1, 1e-7}, {0, 1, -1e-7}};
-  for (int i = 0; i < 100; ++i) { directions.push_back(unit(noise.vector(1))); }
+  for (int i = 0; i < 100; ++i) {
+    directions.push_back(unit(noise.vector(1)));
+  }
   for (const Vec3& accel : directions) {
     EXPECT_LT(norm(to_earth(started(accel).q(), accel) - kUp), 2e-6) << ::testing::PrintToString(accel);
     EXPECT_THAT(started(accel).state.linear_accel, Pointwise(DoubleNear(1e-6), accel));
@@ -35,7 +39,9 @@ TEST(Orientation, ConstantRateTurnsAboutTheAxisOfTheBody) {
   for (std::size_t axis = 0; axis < 3; ++axis) {
     TrackedUnit unit = started(kUp);
     const Vec3 rate = 90 * diagonal<3>(1)[axis];
-    for (int i = 1; i <= 3 * kRate; ++i) { unit.feed(to_body(turn(axis, i * M_PI / 2 / kRate), kUp), rate); }
+    for (int i = 1; i <= 3 * kRate; ++i) {
+      unit.feed(to_body(turn(axis, i * M_PI / 2 / kRate), kUp), rate);
+    }
     EXPECT_LT(angle_between(unit.q(), turn(axis, 1.5 * M_PI)), 0.5) << "axis " << axis;
   }
 }
@@ -43,7 +49,9 @@ TEST(Orientation, ConstantRateTurnsAboutTheAxisOfTheBody) {
 TEST(Orientation, AStillUnitStaysWhereItIsForAnHour) {
   const Vec3 accel = unit(Vec3{0.3, -0.5, 0.8});
   TrackedUnit still = started(accel);
-  for (int i = 0; i < 3600 * kRate; ++i) { still.feed(accel, kStill); }
+  for (int i = 0; i < 3600 * kRate; ++i) {
+    still.feed(accel, kStill);
+  }
   EXPECT_LT(angle_between(still.q(), started(accel).q()), 0.01);
   EXPECT_NEAR(norm(still.q()), 1, 1e-6);
 }
@@ -62,7 +70,9 @@ TEST(Orientation, JacobiansAreTheDerivativesOfTheirMeasurements) {
     EXPECT_THAT(work.h, Pointwise(DoubleNear(1e-5), to_body(q, b)));
     for (std::size_t k = 0; k < 4; ++k) {  // to_body is quadratic in q: a central difference of any step is exact
       const Vec3 slope = 0.5 * (to_body(q + diagonal<4>(1)[k], b) - to_body(q - diagonal<4>(1)[k], b));
-      for (std::size_t row = 0; row < 3; ++row) { EXPECT_NEAR(work.H[row][k], slope[row], 1e-5) << row << k; }
+      for (std::size_t row = 0; row < 3; ++row) {
+        EXPECT_NEAR(work.H[row][k], slope[row], 1e-5) << row << k;
+      }
     }
   }
 }
@@ -76,7 +86,9 @@ struct Wander {
 
   void step() {
     const bool still = sample++ / 150 % 2 == 0;
-    for (double& component : rate) { component = still ? 0 : 0.9 * component + noise.uniform(40); }
+    for (double& component : rate) {
+      component = still ? 0 : 0.9 * component + noise.uniform(40);
+    }
     attitude = unit(attitude * unit(Quat{1, 0, 0, 0} + pure(M_PI / 360 / kRate * rate)));
   }
   [[nodiscard]] Vec3 accel() { return to_body(attitude, kUp) + noise.vector(0.04); }
@@ -115,7 +127,7 @@ TEST(Orientation, FollowsASecondImplementationOnRandomMotion) {
 }
 
 TEST(Orientation, BitsAreThoseOfNestedLoops) {
-  bench::NestedLoopFilter nested(kRate);
+  oracle::NestedLoopFilter nested(kRate);
   nested.R = {9, 1, 2, 3, 8, 4, 5, 6, 7};  // no two alike, so that none can stand for another
   TrackedUnit unit;
   set_motionless_thresh(&unit.state, nested.thresholds.data());
@@ -134,7 +146,9 @@ TEST(Orientation, BitsAreThoseOfNestedLoops) {
 TEST(Orientation, MagnetometerGivesTheHeading) {
   TrackedUnit unit = started(kUp);
   const Vec3 field = to_body(turn(2, 0.8), {5.8, 0, 22.2});
-  for (int i = 0; i < 60 * kRate; ++i) { unit.feed(kUp, kStill, &field); }
+  for (int i = 0; i < 60 * kRate; ++i) {
+    unit.feed(kUp, kStill, &field);
+  }
   EXPECT_LT(angle_between(unit.q(), turn(2, 0.8)), 0.5);
   unit.state.filter_work.q_predicted[0] = 1.1F;  // rounding, too, may take the vertical part beyond 1
   run_magnetometer_update(&unit.state, narrow(field).data());
@@ -178,7 +192,9 @@ TEST(Orientation, DigitsAreThoseOfEveryBuild) {
     wander.step();
     const Vec3 accel = wander.accel();
     unit.feed(accel, wander.rate);
-    for (const float q : unit.state.q) { digest = (digest ^ std::bit_cast<std::uint32_t>(q)) * 1099511628211U; }
+    for (const float q : unit.state.q) {
+      digest = (digest ^ std::bit_cast<std::uint32_t>(q)) * 1099511628211U;
+    }
   }
   EXPECT_EQ(digest, 2077046676788916816U);
 }

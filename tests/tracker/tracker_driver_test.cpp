@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "tracker/tracked_unit.h"
+#include "tests/support/tracked_unit.h"
 
 namespace tracker_testing {
 namespace {
@@ -39,7 +39,9 @@ TEST(TrackerDriver, BufferTakesTenSamplesAndGivesThemBackInOrder) {
   unit.state.initialised = 1;
   EXPECT_EQ(unit.run(), 0);
   EXPECT_THAT(unit.output, Each(-7));
-  for (int i = 0; i < 11; ++i) { EXPECT_EQ(unit.add({double(i), 0, 0}, kStill), i < 10 ? 1 : 0); }
+  for (int i = 0; i < 11; ++i) {
+    EXPECT_EQ(unit.add({double(i), 0, 0}, kStill), i < 10 ? 1 : 0);
+  }
   for (int i = 0; i < 25; ++i) {  // wraps around twice with a full buffer
     EXPECT_EQ(unit.run(), 3);
     EXPECT_EQ(unit.state.accel_norm, static_cast<float>(i));
@@ -55,9 +57,13 @@ TEST(TrackerDriver, StillnessIsStrictAtTheStartAndInTheFilter) {
     TrackedUnit unit;
     const Vec3 rates = gyro * Vec3{0.6, 0, 0.8};
     set_motionless_thresh(&unit.state, std::array{1.25F, 0.5F, 15.0F}.data());
-    for (int i = 0; i < 4; ++i) { EXPECT_EQ(unit.feed(kUp, kStill), 2); }
+    for (int i = 0; i < 4; ++i) {
+      EXPECT_EQ(unit.feed(kUp, kStill), 2);
+    }
     EXPECT_EQ(unit.feed({0, 0, accel}, rates), still_at_start == 1 ? 3 : 2);
-    for (int i = 0; i < 5 && still_at_start == 0; ++i) { EXPECT_EQ(unit.feed({1, 0, 0}, kStill), i < 4 ? 2 : 3); }
+    for (int i = 0; i < 5 && still_at_start == 0; ++i) {
+      EXPECT_EQ(unit.feed({1, 0, 0}, kStill), i < 4 ? 2 : 3);
+    }
     const Vec3 up = to_earth(unit.q(), still_at_start == 1 ? kUp : Vec3{1, 0, 0});
     EXPECT_NEAR(up[2], 1, 1e-6) << "started anew, without the first samples";
     std::ranges::fill(unit.state.linear_accel, 0.0F);
@@ -72,17 +78,25 @@ TEST(TrackerDriver, InitialHeadingIsThatOfTheMeanField) {
   for (const double heading : {0.0, 0.7, 1.5, 2.5, -0.7, -3.0}) {
     const Vec3 field = to_earth(turn(2, heading), {20, 0, 5}), earlier = to_earth(turn(2, heading - 1), {20, 0, 5});
     TrackedUnit moved, abandoned;
-    for (int i = 0; i < 5; ++i) { moved.feed(lying, fast, &earlier); }
-    for (const Vec3& gyro : {kStill, fast}) { abandoned.feed(lying, gyro, &earlier); }
+    for (int i = 0; i < 5; ++i) {
+      moved.feed(lying, fast, &earlier);
+    }
+    for (const Vec3& gyro : {kStill, fast}) {
+      abandoned.feed(lying, gyro, &earlier);
+    }
     for (TrackedUnit* unit : {&moved, &abandoned}) {
-      for (int i = 0; i < 5; ++i) { unit->feed(lying, kStill, &field); }
+      for (int i = 0; i < 5; ++i) {
+        unit->feed(lying, kStill, &field);
+      }
     }
     EXPECT_LT(angle_between(moved.q(), attitude(heading - 0.5)), 0.01) << "of the samples before the start, too";
     EXPECT_LT(angle_between(abandoned.q(), attitude(heading)), 0.01) << "but not those of an abandoned collection";
     EXPECT_EQ(abandoned.state.mag_init_count, 5);
   }
   TrackedUnit vertical;
-  for (int i = 0; i < 5; ++i) { vertical.feed(kUp, kStill, &kUp); }
+  for (int i = 0; i < 5; ++i) {
+    vertical.feed(kUp, kStill, &kUp);
+  }
   EXPECT_TRUE(std::isnan(vertical.q()[0]));
 }
 

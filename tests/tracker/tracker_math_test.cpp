@@ -1,6 +1,6 @@
 #include <gmock/gmock.h>
 
-#include "tracker/tracked_unit.h"
+#include "tests/support/tracked_unit.h"
 
 namespace tracker_testing {
 namespace {
@@ -47,8 +47,12 @@ TEST(Quaternions, ProductsAndRotationsAgreeWithTheAlgebra) {
 std::vector<float> random_matrix(std::size_t rows, std::size_t stride) {
   static Noise noise{std::mt19937(2)};
   std::vector<float> A(rows * stride);
-  for (float& element : A) { element = static_cast<float>(noise.uniform(1)); }
-  for (std::size_t i = 0; i < std::min(rows, stride); ++i) { A[i * stride + i] += 4; }
+  for (float& element : A) {
+    element = static_cast<float>(noise.uniform(1));
+  }
+  for (std::size_t i = 0; i < std::min(rows, stride); ++i) {
+    A[i * stride + i] += 4;
+  }
   return A;
 }
 
@@ -67,7 +71,9 @@ TEST(Matrices, ProductsHonourShapesAndStrides) {
     for (std::size_t r = 0; r < p.rows; ++r) {
       for (std::size_t c = 0; c < p.stride_c; ++c) {
         float sum = c < p.cols ? 0 : -99;  // what lies between the rows stays
-        for (std::size_t k = 0; k < p.inner && c < p.cols; ++k) { sum += A[r * p.inner + k] * B[k * p.stride_b + c]; }
+        for (std::size_t k = 0; k < p.inner && c < p.cols; ++k) {
+          sum += A[r * p.inner + k] * B[k * p.stride_b + c];
+        }
         EXPECT_NEAR(C[r * p.stride_c + c], sum, 1e-5) << p.rows << p.cols << r << c;
       }
     }
@@ -81,7 +87,9 @@ TEST(Matrices, InversesAndTheirStepsUndoTheirMatrices) {
     std::vector<float> inverse(n * n), product(n * n);
     (n == 3 ? inverseM : inverseM_magneto)(A.data(), inverse.data());
     (n == 3 ? matrix_mult_3_3 : matrix_mult_6_6_6_6)(A.data(), inverse.data(), product.data());
-    for (std::size_t i = 0; i < n * n; ++i) { EXPECT_NEAR(product[i], i / n == i % n ? 1 : 0, 1e-5); }
+    for (std::size_t i = 0; i < n * n; ++i) {
+      EXPECT_NEAR(product[i], i / n == i % n ? 1 : 0, 1e-5);
+    }
     const auto before = augmented;  // one step with the pivot 4: row 1 over the pivot, multiples of it off the others
     (n == 3 ? reduction : reduction_magneto)(augmented.data(), static_cast<std::int32_t>(n), 1, 1);
     for (std::size_t i = 0; i < before.size(); ++i) {

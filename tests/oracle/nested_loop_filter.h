@@ -4,7 +4,7 @@
 
 #include <array>
 
-namespace bench {
+namespace oracle {
 
 struct NestedLoopFilter {
   explicit NestedLoopFilter(float rate);
@@ -22,4 +22,4 @@ struct NestedLoopFilter {
   std::array<float, 9> R{};
 };
 
-}  // namespace bench
+}  // namespace oracle

@@ -1,6 +1,6 @@
-#include "bench/nested_loop_matrix.h"
+#include "tests/oracle/nested_loop_matrix.h"
 
-namespace bench {
+namespace oracle {
 
 void multiply(const float* A, const float* B, float* C, int rows, int inner, int cols) {
   for (int r = 0; r < rows; ++r) {
@@ -22,4 +22,4 @@ void transpose(const float* A, float* T, int rows, int cols) {
   }
 }
 
-}  // namespace bench
+}  // namespace oracle

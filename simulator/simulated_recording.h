@@ -6,9 +6,9 @@
 #include <array>
 #include <cstdint>
 
-#include "support/recording_builder.h"
+#include "simulator/recording_builder.h"
 
-namespace vortena::testing {
+namespace vortena::simulator {
 
 struct SimulationPlan {
   double seconds = 30;
@@ -45,4 +45,4 @@ std::uint32_t tick_count(const SimulationPlan& plan);
 /// The recording's bytes: all channels, unless the plan says otherwise, and one header frame that no reader knows.
 Bytes simulate(const SimulationPlan& plan);
 
-}  // namespace vortena::testing
+}  // namespace vortena::simulator

@@ -1,6 +1,6 @@
 // Shares with the library the header's decoding, the date's text, the tracker's start, and the quaternion functions and
 // the inverse of its public interface; the rest is its own.
-#include "bench/straightforward_reader.h"
+#include "tests/oracle/straightforward_reader.h"
 
 #include <algorithm>
 #include <array>
@@ -12,12 +12,12 @@
 #include <string>
 #include <utility>
 
-#include "bench/nested_loop_filter.h"
 #include "reader/date_text.h"
 #include "reader/header_frames.h"
+#include "tests/oracle/nested_loop_filter.h"
 #include "tracker/tracker.h"
 
-namespace bench {
+namespace oracle {
 namespace {
 
 using namespace vortena;
@@ -304,4 +304,4 @@ void straightforward_read(const char* path, const char* csv_path) {
   straightforward_csv(csv, config, sensors);
 }
 
-}  // namespace bench
+}  // namespace oracle

@@ -7,7 +7,7 @@
 
 #include "reader/recording_model.h"
 
-namespace bench {
+namespace oracle {
 
 /// Header, channels and orientation of the recording in `file`, from its start. False without a header.
 bool straightforward_decode(std::istream& file, vortena::kiv_Config* config, vortena::SensorMap* sensors);
@@ -17,4 +17,4 @@ void straightforward_csv(std::ostream& csv, const vortena::kiv_Config& config, c
 /// The whole road, from file to file.
 void straightforward_read(const char* path, const char* csv_path);
 
-}  // namespace bench
+}  // namespace oracle

@@ -3,7 +3,7 @@
 
 #include <random>
 
-#include "support/reference_filter.h"
+#include "tests/oracle/reference_filter.h"
 #include "tracker/tracker.h"
 
 namespace tracker_testing {

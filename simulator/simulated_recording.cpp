@@ -1,9 +1,9 @@
-#include "support/simulated_recording.h"
+#include "simulator/simulated_recording.h"
 
 #include <algorithm>
 #include <cmath>
 
-namespace vortena::testing {
+namespace vortena::simulator {
 namespace {
 
 constexpr double kPi = 3.14159265358979323846;
@@ -44,7 +44,9 @@ BlockArray header_block(const SimulationPlan& plan) {
   HeaderBuilder builder = header().device(plan.device_id, 2, 5).firmware(3, 1, 4).time_base(plan.rate_hz);
   builder.date(0, {0, 5, 9, 17, 5}, 2024).date(6, {30, 35, 9, 17, 5}, 2024).accel(plan.rate_hz).gyro(plan.rate_hz);
   builder.baro(slow_hz).event(slow_hz);
-  if (plan.side_channels) { builder.mag(slow_hz).radio_byte(slow_hz).radio_time(slow_hz, plan.radio_role, 17); }
+  if (plan.side_channels) {
+    builder.mag(slow_hz).radio_byte(slow_hz).radio_time(slow_hz, plan.radio_role, 17);
+  }
   return builder.frame(3, 21, be(77, 2)).frame(3, 5, {1, 2, 3}).bytes();
 }
 
@@ -95,7 +97,9 @@ std::uint8_t true_event(const SimulationPlan& plan, std::uint32_t tick) {
   return tick >= every && tick % every < 2 ? static_cast<std::uint8_t>(1 + tick / every % UINT8_MAX) : 0;
 }
 
-std::uint32_t tick_count(const SimulationPlan& plan) { return static_cast<std::uint32_t>(plan.seconds * plan.rate_hz); }
+std::uint32_t tick_count(const SimulationPlan& plan) {
+  return static_cast<std::uint32_t>(plan.seconds * plan.rate_hz);
+}
 
 Bytes simulate(const SimulationPlan& plan) {
   RecordingWriter writer(header_block(plan));
@@ -123,4 +127,4 @@ Bytes simulate(const SimulationPlan& plan) {
   return writer.bytes();
 }
 
-}  // namespace vortena::testing
+}  // namespace vortena::simulator

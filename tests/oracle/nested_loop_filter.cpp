@@ -1,12 +1,12 @@
-#include "bench/nested_loop_filter.h"
+#include "tests/oracle/nested_loop_filter.h"
 
 #include <algorithm>
 #include <cmath>
 
-#include "bench/nested_loop_matrix.h"
+#include "tests/oracle/nested_loop_matrix.h"
 #include "tracker/tracker.h"
 
-namespace bench {
+namespace oracle {
 namespace {
 
 constexpr float kDegreesPerRadian = 57.2957763671875F;
@@ -87,4 +87,4 @@ void NestedLoopFilter::feed(const float* a, const float* gyro_deg_s) {
   linear_accel[2] -= 1.0F;
 }
 
-}  // namespace bench
+}  // namespace oracle

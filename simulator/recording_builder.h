@@ -3,16 +3,14 @@
 #pragma once
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
+#include <array>
+#include <cstdint>
 #include <initializer_list>
-#include <iterator>
-#include <random>
-#include <string>
+#include <vector>
 
 #include "reader/header_frames.h"
 
-namespace vortena::testing {
+namespace vortena::simulator {
 
 using Bytes = std::vector<std::uint8_t>;
 using BlockArray = std::array<std::uint8_t, kBlockSize>;
@@ -24,14 +22,18 @@ enum ChannelId : std::uint8_t { kAccelId = 200, kGyroId, kBaroId, kMagId, kRadio
 
 inline Bytes join(std::initializer_list<Bytes> pieces) {
   Bytes all;
-  for (const Bytes& piece : pieces) { all.insert(all.end(), piece.begin(), piece.end()); }
+  for (const Bytes& piece : pieces) {
+    all.insert(all.end(), piece.begin(), piece.end());
+  }
   return all;
 }
 
 /// The low `size` bytes of a number, lowest first; be: highest first.
 inline Bytes le(std::int64_t value, int size) {
   Bytes bytes;
-  for (int k = 0; k < size; ++k) { bytes.push_back(static_cast<std::uint8_t>(value >> (8 * k) & UINT8_MAX)); }
+  for (int k = 0; k < size; ++k) {
+    bytes.push_back(static_cast<std::uint8_t>(value >> (8 * k) & UINT8_MAX));
+  }
   return bytes;
 }
 
@@ -51,7 +53,9 @@ class HeaderBuilder {
 
   /// Cut off at the end of the block.
   HeaderBuilder& raw(const Bytes& bytes) {
-    for (std::size_t i = 0; i < bytes.size() && position_ < kBlockSize; ++i) { block_[position_++] = bytes[i]; }
+    for (std::size_t i = 0; i < bytes.size() && position_ < kBlockSize; ++i) {
+      block_[position_++] = bytes[i];
+    }
     return *this;
   }
   HeaderBuilder& frame(int family, int id, const Bytes& payload) {
@@ -99,7 +103,9 @@ class HeaderBuilder {
 };
 
 /// A header block whose first frame opens at `position`.
-inline HeaderBuilder header(std::size_t position = 0) { return HeaderBuilder(position); }
+inline HeaderBuilder header(std::size_t position = 0) {
+  return HeaderBuilder(position);
+}
 
 /// A data package under construction; it takes 63 records.
 class BlockBuilder {
@@ -132,34 +138,16 @@ class BlockBuilder {
   std::size_t next_ = kFirstRecordOffset;
 };
 
-inline BlockBuilder block(std::uint32_t base_tick) { return BlockBuilder(base_tick); }
+inline BlockBuilder block(std::uint32_t base_tick) {
+  return BlockBuilder(base_tick);
+}
 
 inline Bytes recording(const std::vector<BlockArray>& blocks) {
   Bytes bytes;
-  for (const BlockArray& block : blocks) { bytes.insert(bytes.end(), block.begin(), block.end()); }
+  for (const BlockArray& block : blocks) {
+    bytes.insert(bytes.end(), block.begin(), block.end());
+  }
   return bytes;
 }
 
-/// A folder of its own for a test's files, removed with everything in it.
-class ScratchFolder {
- public:
-  ScratchFolder() { std::filesystem::create_directory(folder_); }
-  ScratchFolder(const ScratchFolder&) = delete;
-  ~ScratchFolder() { std::filesystem::remove_all(folder_); }
-
-  [[nodiscard]] std::string path(const std::string& name) const { return (folder_ / name).string(); }
-  [[nodiscard]] std::string write(const std::string& name, const Bytes& bytes) const {
-    std::ofstream(path(name), std::ios::binary) << std::string(bytes.begin(), bytes.end());
-    return path(name);
-  }
-  [[nodiscard]] std::string read(const std::string& name) const {
-    std::ifstream file(path(name), std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
-
- private:
-  std::filesystem::path folder_ =
-      std::filesystem::temp_directory_path() / ("vortena-" + std::to_string(std::random_device{}()));
-};
-
-}  // namespace vortena::testing
+}  // namespace vortena::simulator

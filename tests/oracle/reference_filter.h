@@ -16,13 +16,17 @@ using Quat = std::array<double, 4>;
 // Sum, multiple and difference of vectors, and through their rows of matrices.
 template <typename T, std::size_t N>
 std::array<T, N> operator+(std::array<T, N> a, const std::array<T, N>& b) {
-  for (std::size_t i = 0; i < N; ++i) { a[i] = a[i] + b[i]; }
+  for (std::size_t i = 0; i < N; ++i) {
+    a[i] = a[i] + b[i];
+  }
   return a;
 }
 
 template <typename T, std::size_t N>
 std::array<T, N> operator*(double factor, std::array<T, N> a) {
-  for (T& element : a) { element = factor * element; }
+  for (T& element : a) {
+    element = factor * element;
+  }
   return a;
 }
 
@@ -31,14 +35,22 @@ std::array<T, N> operator-(const std::array<T, N>& a, const std::array<T, N>& b)
   return a + -1.0 * b;
 }
 
-double dot(const auto& a, const auto& b) { return std::inner_product(a.begin(), a.end(), b.begin(), 0.0); }
-double norm(const auto& v) { return std::sqrt(dot(v, v)); }
-auto unit(const auto& v) { return 1.0 / norm(v) * v; }
+double dot(const auto& a, const auto& b) {
+  return std::inner_product(a.begin(), a.end(), b.begin(), 0.0);
+}
+double norm(const auto& v) {
+  return std::sqrt(dot(v, v));
+}
+auto unit(const auto& v) {
+  return 1.0 / norm(v) * v;
+}
 
 template <std::size_t N>
 std::array<std::array<double, N>, N> diagonal(double value) {
   std::array<std::array<double, N>, N> d{};
-  for (std::size_t i = 0; i < N; ++i) { d[i][i] = value; }
+  for (std::size_t i = 0; i < N; ++i) {
+    d[i][i] = value;
+  }
   return d;
 }
 
@@ -47,11 +59,21 @@ inline Quat operator*(const Quat& a, const Quat& b) {
           a[0] * b[2] - a[1] * b[3] + a[2] * b[0] + a[3] * b[1], a[0] * b[3] + a[1] * b[2] - a[2] * b[1] + a[3] * b[0]};
 }
 
-inline Quat conjugate(const Quat& q) { return {q[0], -q[1], -q[2], -q[3]}; }
-inline Quat pure(const Vec3& v) { return {0.0, v[0], v[1], v[2]}; }
-inline Vec3 imaginary(const Quat& q) { return {q[1], q[2], q[3]}; }
-inline Vec3 to_earth(const Quat& q, const Vec3& body) { return imaginary(q * pure(body) * conjugate(q)); }
-inline Vec3 to_body(const Quat& q, const Vec3& earth) { return imaginary(conjugate(q) * pure(earth) * q); }
+inline Quat conjugate(const Quat& q) {
+  return {q[0], -q[1], -q[2], -q[3]};
+}
+inline Quat pure(const Vec3& v) {
+  return {0.0, v[0], v[1], v[2]};
+}
+inline Vec3 imaginary(const Quat& q) {
+  return {q[1], q[2], q[3]};
+}
+inline Vec3 to_earth(const Quat& q, const Vec3& body) {
+  return imaginary(q * pure(body) * conjugate(q));
+}
+inline Vec3 to_body(const Quat& q, const Vec3& earth) {
+  return imaginary(conjugate(q) * pure(earth) * q);
+}
 
 // Everything is public: a test may configure it and start it from any state.
 struct OrientationFilter {
@@ -71,7 +93,9 @@ struct OrientationFilter {
     moving = !steady || norm(gyro_deg_s) >= 18.0;
     predict(1.0 / 57.2957763671875 * gyro_deg_s);
     correct(accel, {0.0, 0.0, 1.0}, moving ? 10000.0 : R_acc);
-    if (mag != nullptr) { correct_by_field(*mag); }
+    if (mag != nullptr) {
+      correct_by_field(*mag);
+    }
     linear_accel = to_earth(q, accel) - Vec3{0.0, 0.0, 1.0};
   }
 
@@ -81,8 +105,12 @@ struct OrientationFilter {
     q = q * step;
     for (int side = 0; side < 2; ++side) {
       const auto before = P;
-      for (std::size_t i = 0; i < 16; ++i) { P[i % 4][i / 4] = before[i / 4][i % 4]; }
-      for (Quat& row : P) { row = row * step; }
+      for (std::size_t i = 0; i < 16; ++i) {
+        P[i % 4][i / 4] = before[i / 4][i % 4];
+      }
+      for (Quat& row : P) {
+        row = row * step;
+      }
     }
     P = P + diagonal<4>(moving ? 0.0001 : 1e-5);
   }
@@ -105,7 +133,9 @@ struct OrientationFilter {
       const Quat gain_of_slope{dot(P[0], slope), dot(P[1], slope), dot(P[2], slope), dot(P[3], slope)};
       const Quat gain = 1.0 / (dot(slope, gain_of_slope) + R) * gain_of_slope;
       correction = correction + (innovation[axis] - dot(slope, correction)) * gain;
-      for (std::size_t k = 0; k < 4; ++k) { P[k] = P[k] - gain[k] * gain_of_slope; }
+      for (std::size_t k = 0; k < 4; ++k) {
+        P[k] = P[k] - gain[k] * gain_of_slope;
+      }
     }
     q = unit(q + correction);
   }

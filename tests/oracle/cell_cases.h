@@ -11,7 +11,7 @@
 
 #include "reader/fixed_decimal.h"
 
-namespace bench {
+namespace oracle {
 
 /// An endless, reproducible sequence of such doubles.
 class CellCases {
@@ -73,4 +73,4 @@ inline bool cell_agrees(double value) {
          written_cell<5>(value) == expected_cell<5>(value);
 }
 
-}  // namespace bench
+}  // namespace oracle
