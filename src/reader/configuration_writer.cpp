@@ -111,18 +111,19 @@ void append_big_endian(std::vector<std::uint8_t>& bytes, std::int32_t value, int
   }
 }
 
-std::vector<std::uint8_t> recipe_payload(const FrameRecipe& recipe, Pieces& fields, Place place) {
+/// `fields` begin with the key.
+std::vector<std::uint8_t> recipe_payload(const FrameRecipe& recipe, const std::vector<std::string>& fields,
+                                         Place place) {
   std::vector<std::uint8_t> payload;
   if (recipe.identifier != 0) {
     payload.push_back(recipe.identifier);
   }
   for (std::size_t k = 0; k < recipe.value_count; ++k) {
     place.field = k + 2;
-    std::string_view field;
-    if (!fields.next(field)) {
+    if (fields.size() < place.field) {
       throw std::invalid_argument(place.describe("missing"));
     }
-    append_big_endian(payload, parse_decimal(field, place), recipe.widths[k]);
+    append_big_endian(payload, parse_decimal(fields[k + 1], place), recipe.widths[k]);
   }
   return payload;
 }
@@ -138,23 +139,33 @@ std::vector<std::uint8_t> make_frame(std::uint8_t family, std::uint8_t id, const
   return frame;
 }
 
+/// The key and as many fields as any key has; whatever follows is ignored, and may be long.
+std::string leading_fields(std::string_view entry) {
+  std::size_t end = 0;
+  for (std::size_t separators = 0; end < entry.size(); ++end) {
+    separators += entry[end] == ',' ? 1U : 0U;
+    if (separators > kMaxValues) {
+      break;
+    }
+  }
+  return std::string(entry.substr(0, end));
+}
+
 /// The bytes that one entry adds to the file. A key that is not known still adds an empty frame, of zeros for
 /// family and id.
 std::vector<std::uint8_t> entry_frames(std::string_view entry, std::size_t number) {
-  Pieces fields(entry, ',');
-  std::string_view key;
-  fields.next(key);
+  std::vector<std::string> fields;
+  _split(leading_fields(entry), ',', fields);
+  const std::string key = fields.empty() ? "" : fields.front();
   const Place place{number, key};
   if (key.empty()) {
     throw std::invalid_argument(place.describe("no key"));
   }
   if (key == kUnknownFramesKey) {
-    std::string_view text;  // stays empty when everything was understood
-    fields.next(text);
-    return base64_decode(text);
+    return base64_decode(fields.size() < 2 ? "" : fields[1]);  // none when everything was understood
   }
   const auto recipe =
-      std::find_if(kRecipes.begin(), kRecipes.end(), [key](const FrameRecipe& r) { return r.key == key; });
+      std::find_if(kRecipes.begin(), kRecipes.end(), [&key](const FrameRecipe& r) { return r.key == key; });
   if (recipe == kRecipes.end()) {
     return make_frame(0, 0, {});
   }

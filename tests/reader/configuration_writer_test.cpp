@@ -89,17 +89,6 @@ TEST(ConfigurationWriter, WhatIsWrittenReadsBack) {
   }
 }
 
-TEST(ConfigurationWriter, SplitsLikeLineReading) {
-  const auto split = [](const std::string& text) {
-    std::vector<std::string> pieces;
-    _split(text, ',', pieces);
-    return pieces;
-  };
-  EXPECT_THAT(split(""), ElementsAre());
-  EXPECT_THAT(split("a"), ElementsAre("a"));
-  EXPECT_THAT(split(",a,,b,"), ElementsAre("", "a", "", "b"));
-}
-
 TEST(Base64, DecodesUpToTheFirstForeignCharacter) {
   EXPECT_THAT(base64_decode("QUJD!QUJD"), ElementsAre('A', 'B', 'C'));
   EXPECT_THAT(base64_decode("QUI=QUJD"), ElementsAre('A', 'B'));
