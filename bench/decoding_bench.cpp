@@ -1,47 +1,30 @@
-// A recording's blocks into accumulators, and whole files into series.
+// Recordings into series, from memory and from files.
 #include <benchmark/benchmark.h>
 
 #include <span>
 
 #include "bench/bench_recording.h"
-#include "reader/data_packages.h"
-#include "reader/recording_file.h"
+#include "reader/recording.h"
 
 namespace {
 
 using namespace vortena;
 
-constexpr std::size_t kPieceBlocks = 512;
-
-using Blocks = std::span<const std::uint8_t>;
-
-void decode_blocks(PackageDecoder& decoder, Blocks blocks) {
-  for (; blocks.size() >= kBlockSize; blocks = blocks.subspan(kBlockSize)) {
-    decoder.decode_block(blocks.first<kBlockSize>());
-  }
-}
-
-/// From memory, fresh accumulators each time.
-void decode_to_accumulators(benchmark::State& state) {
-  const Blocks recording = bench::recording();
-  kiv_Config config;
-  _readConfig(&config, recording.first<kBlockSize>());
+/// From memory.
+void decode_from_memory(benchmark::State& state) {
+  const std::span<const std::uint8_t> bytes = bench::recording();
   for (auto _ : state) {
-    PackageDecoder decoder(config);
-    decode_blocks(decoder, recording.first(kPieceBlocks * kBlockSize));
-    decoder.reserve(recording.size() / kBlockSize, kPieceBlocks);
-    decode_blocks(decoder, recording.subspan(kPieceBlocks * kBlockSize));
-    benchmark::DoNotOptimize(decoder);
+    Recording recording;
+    benchmark::DoNotOptimize(load_recording(&recording, bytes));
   }
-  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(recording.size()));
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(bytes.size()));
 }
-BENCHMARK(decode_to_accumulators)->Unit(benchmark::kMillisecond);
+BENCHMARK(decode_from_memory)->Unit(benchmark::kMillisecond);
 
 void decode_file(benchmark::State& state, const std::string& path) {
   for (auto _ : state) {
-    kiv_Config config;
-    SensorMap sensors;
-    benchmark::DoNotOptimize(kiv_read(&config, &sensors, path.c_str()));
+    Recording recording;
+    benchmark::DoNotOptimize(load_recording(&recording, path.c_str()));
   }
 }
 

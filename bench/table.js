@@ -34,7 +34,7 @@ const rows = [
   ['the same, against `cp` of the CSV, both in memory', `${times(time('read_library') / time('copy_csv'))} slower`],
   ['peak memory, against the size of the recording', times(peakMemory() / fs.statSync(recording).size)],
   ['ten times the recording', `${times(time('read_library_ten_times') / time('read_library'))} the time`],
-  ['decoding blocks into accumulators', `${Math.round(median('decode_to_accumulators').bytes_per_second / 1e6)} MB/s`],
+  ['decoding into series, from memory', `${Math.round(median('decode_from_memory').bytes_per_second / 1e6)} MB/s`],
   ['decoding, blocks in random order against in order', `${times(time('decode_in_random_order') / time('decode_in_order'))} slower`],
   ['a CSV cell of five decimals, against `std::to_chars`', `${times(time('cell_to_chars') / time('cell_library'))} faster`],
   ['the same, against a C++ stream', `${times(time('cell_stream') / time('cell_library'))} faster`],

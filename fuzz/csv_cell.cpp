@@ -3,8 +3,8 @@
 #include <cstring>
 #include <limits>
 
-#include "tests/oracle/cell_cases.h"
 #include "fuzz/properties.h"
+#include "tests/oracle/cell_cases.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   constexpr double kInfinity = std::numeric_limits<double>::infinity();

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "reader/header_frames.h"
-#include "reader/recording_model.h"
+#include "reader/recording.h"
 
 namespace fuzz {
 
@@ -18,10 +18,8 @@ using Bytes = std::span<const std::uint8_t>;
 void require(bool holds, const char* claim);
 
 /// One recording, decoded with its orientation as `read` does it.
-struct Decoded {
-  vortena::kiv_Config config;
-  vortena::SensorMap sensors;
-  bool has_header = false;
+struct Decoded : vortena::Recording {
+  vortena::LoadReport report;
 };
 Decoded decode(Bytes file);
 
@@ -35,8 +33,7 @@ void require_equal(const vortena::SensorMap& a, const vortena::SensorMap& b);
 void require_sound_answers(const vortena::kiv_Config& config);
 /// Counts agree with vectors; time stamps strictly increase when the time base is not 0.
 void require_sound_series(const vortena::kiv_Config& config, const vortena::SensorMap& sensors);
-/// As many rows as the third line promises, which is the longest exported series, each with the cells of the channels
-/// that have samples.
-void require_sound_csv(const std::string& csv, const vortena::kiv_Config& config, const vortena::SensorMap& sensors);
+/// Of a recording that was read: the counts account for every record.
+void require_sound_report(const vortena::LoadReport& report, const vortena::SensorMap& sensors);
 
 }  // namespace fuzz

@@ -1,11 +1,9 @@
 // Input: the bytes of a recording file.
 #include <sstream>
 
-#include "tests/oracle/straightforward_reader.h"
 #include "fuzz/properties.h"
-#include "reader/data_packages.h"
 #include "reader/quaternion_channel.h"
-#include "reader/recording_file.h"
+#include "tests/oracle/straightforward_reader.h"
 
 using namespace vortena;
 
@@ -15,15 +13,13 @@ std::istringstream stream_of(fuzz::Bytes file) {
   return std::istringstream(std::string(file.begin(), file.end()));
 }
 
-/// The same recording by another road: from a stream, in pieces.
-SensorMap decode_from_stream(fuzz::Bytes file, kiv_Config config) {
+/// The same recording by another road.
+Recording decode_from_stream(fuzz::Bytes file) {
   std::istringstream stream = stream_of(file);
-  PackageDecoder decoder(config);
-  read_packages(stream, file.size() / kBlockSize, &decoder, 1 + file.size() % 3);
-  SensorMap sensors;
-  decoder.transfer(config, &sensors);
-  kiv_computeQuaternion(&config, &sensors);
-  return sensors;
+  Recording recording;
+  load_recording(&recording, stream);
+  kiv_computeQuaternion(&recording.config, &recording.sensors);
+  return recording;
 }
 
 std::string straightforward_csv(fuzz::Bytes file) {
@@ -42,11 +38,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const fuzz::Decoded decoded = fuzz::decode({data, size});
   fuzz::require_sound_answers(decoded.config);
   fuzz::require_sound_series(decoded.config, decoded.sensors);
-  if (decoded.has_header) {
-    fuzz::require_equal(decoded.sensors, decode_from_stream({data, size}, decoded.config));
+  if (decoded.report.status == LoadStatus::kRead) {
+    fuzz::require_sound_report(decoded.report, decoded.sensors);
+    fuzz::require_equal(decoded.sensors, decode_from_stream({data, size}).sensors);
   }
-  const std::string csv = fuzz::csv_of(decoded.config, decoded.sensors);
-  fuzz::require_sound_csv(csv, decoded.config, decoded.sensors);
-  fuzz::require(csv == straightforward_csv({data, size}), "the straightforward reader writes the same text");
+  fuzz::require(fuzz::csv_of(decoded.config, decoded.sensors) == straightforward_csv({data, size}),
+                "the straightforward reader writes the same text");
   return 0;
 }

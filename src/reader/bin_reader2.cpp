@@ -1,15 +1,17 @@
 // Each operation owns what it decodes; failures become answers here.
 #include "reader/bin_reader2.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <cstdio>
 #include <fstream>
 
 #include "reader/configuration_writer.h"
 #include "reader/csv_export.h"
-#include "reader/file_basename.h"
+#include "reader/file_access.h"
 #include "reader/json_answers.h"
-#include "reader/output_file.h"
 #include "reader/quaternion_channel.h"
+#include "reader/recording.h"
 #include "reader/recording_file.h"
 #include "reader/synchronisation.h"
 
@@ -25,39 +27,32 @@ constexpr const char* kSynchronisationFailed = "-11";
 constexpr const char* kExportFailed = "-12";
 constexpr const char* kOrientationFailed = "-13";
 
-/// Runs a stage over all recordings, also after one has failed; true when none has.
+/// The results of a stage, one for each recording: it runs over all of them, also after one has failed.
 template <typename Stage>
-bool for_all(std::size_t count, Stage stage) {
-  bool succeeded = true;
+std::vector<bool> for_each_recording(std::size_t count, Stage stage) {
+  std::vector<bool> results;
   for (std::size_t i = 0; i < count; ++i) {
-    succeeded = stage(i) && succeeded;
+    results.push_back(stage(i));
   }
-  return succeeded;
+  return results;
 }
 
-template <typename T>
-std::vector<T*> pointers_to(std::vector<T>& items) {
-  std::vector<T*> pointers;
-  pointers.reserve(items.size());
-  for (T& item : items) {
-    pointers.push_back(&item);
-  }
-  return pointers;
+bool all_succeeded(const std::vector<bool>& results) {
+  return std::find(results.begin(), results.end(), false) == results.end();
 }
 
 }  // namespace
 
 std::string BinReader2::read(const char* path, const char* csv_path) {
-  kiv_Config config;
-  SensorMap sensors;
-  if (kiv_read(&config, &sensors, path)) {
-    kiv_computeQuaternion(&config, &sensors);
+  Recording recording;
+  if (kiv_read(&recording.config, &recording.sensors, path)) {
+    kiv_computeQuaternion(&recording.config, &recording.sensors);
   }
   // Whether decoding succeeded does not decide the answer: what there is gets exported.
-  if (!exportCSV(csv_path, &config, &sensors)) {
+  if (!exportCSV(csv_path, &recording.config, &recording.sensors)) {
     return kReadError;
   }
-  return _generate_read_answer_JSON(config);
+  return _generate_read_answer_JSON(recording.config);
 }
 
 std::string BinReader2::readConfig(const char* path) {
@@ -75,23 +70,25 @@ std::string BinReader2::readAndSync(const std::vector<std::string>& paths, const
   if (n == 0) {
     return kAllDone;
   }
-  std::vector<kiv_Config> configs(n);
-  std::vector<SensorMap> sensors(n);
-  if (!for_all(n, [&](std::size_t i) { return kiv_read(&configs[i], &sensors[i], paths[i].c_str()); })) {
+  std::vector<Recording> set(n);
+  const auto read = [&](std::size_t i) { return kiv_read(&set[i].config, &set[i].sensors, paths[i].c_str()); };
+  if (!all_succeeded(for_each_recording(n, read))) {
     return kReadingFailed;
   }
-  if (!for_all(n, [&](std::size_t i) { return kiv_computeQuaternion(&configs[i], &sensors[i]); })) {
+  const auto orient = [&](std::size_t i) { return kiv_computeQuaternion(&set[i].config, &set[i].sensors); };
+  if (!all_succeeded(for_each_recording(n, orient))) {
     return kOrientationFailed;
   }
-  SynchronisedMaps synchronised;
-  if (!kiv_sync(synchronised.maps, pointers_to(configs), pointers_to(sensors)) || synchronised.maps.size() != n) {
+  const SyncReport report = synchronise(set);
+  if (report.problem != SyncProblem::kNone) {
+    std::fputs(sync_message(report).c_str(), stderr);
     return kSynchronisationFailed;
   }
-  const bool exported = for_all(n, [&](std::size_t i) {
+  const auto write = [&](std::size_t i) {
     const std::string path = out_dir + "/" + _file_basename(paths[i]) + ".csv";
-    return exportCSV(path.c_str(), &configs[i], synchronised.maps[i]);
-  });
-  return exported ? kAllDone : kExportFailed;
+    return exportCSV(path.c_str(), &set[i].config, &set[i].sensors);
+  };
+  return all_succeeded(for_each_recording(n, write)) ? kAllDone : kExportFailed;
 }
 
 bool BinReader2::writeConfig(const char* path, const char* config) {

@@ -14,28 +14,17 @@
 namespace vortena {
 namespace {
 
+constexpr std::size_t kTimeColumns = 1;
 constexpr std::size_t kInertialColumns = 3;
 constexpr std::size_t kBaroColumns = 2;
+constexpr std::size_t kEventColumns = 1;
 constexpr std::size_t kQuaternionColumns = 4;
+constexpr std::size_t kColumns =
+    kTimeColumns + 2 * kInertialColumns + kBaroColumns + kEventColumns + kQuaternionColumns;
+constexpr std::size_t kLongestRow = kColumns * kLongestCell + 1;  // and the line feed
 
-/// A channel of the export; `series` is null when the channel is not taken.
-struct CsvChannel {
-  const kiv_DataSensor* series = nullptr;
-  std::uint64_t ratio = 1;     ///< rows per sample
-  std::uint64_t position = 0;  ///< next sample to write
-  std::uint64_t next_row = 0;  ///< next multiple of the ratio
-
-  [[nodiscard]] bool taken() const { return series != nullptr; }
-  [[nodiscard]] std::uint64_t sample_count() const { return taken() ? series->sampleCount : 0; }
-};
-
-struct CsvChannels {
-  CsvChannel gyro;
-  CsvChannel accel;
-  CsvChannel baro;
-  CsvChannel event;
-  CsvChannel quaternion;
-};
+/// Rows between two looks at the watch; about as many as the writer buffers.
+constexpr std::uint64_t kRowsPerPiece = 2048;
 
 /// Rows per sample. A sensor without a frequency, or faster than the time base, gets one sample a row.
 std::uint64_t decimation_ratio(const kiv_Config& config, std::int32_t sensor_frequency) {
@@ -55,9 +44,9 @@ CsvChannels select_channels(const kiv_Config& config, const SensorMap& sensors) 
                     decimation_ratio(config, config.accel.frequency)};
   channels.baro = {find_if_present(sensors, config.baro.present, kBaroKey, kBaroColumns),
                    decimation_ratio(config, config.baro.frequency)};
-  channels.event = {find_if_present(sensors, config.event.present, kEventKey, 1)};
+  channels.event = {find_if_present(sensors, config.event.present, kEventKey, kEventColumns)};
   if (!channels.event.taken()) {
-    channels.event = {find_if_present(sensors, config.radioByte.present, kRadioByteKey, 1)};
+    channels.event = {find_if_present(sensors, config.radioByte.present, kRadioByteKey, kEventColumns)};
   }
   channels.quaternion = {find_series(sensors, kQuaternionKey, kQuaternionColumns), channels.gyro.ratio};
   return channels;
@@ -88,8 +77,9 @@ struct HeaderEntry {
   std::string_view units;
 };
 
-/// The event's group follows the one-byte channel's settings, its columns the channel whose cells follow; that is
-/// meant, and so is the difference between these settings and the samples that the cells need.
+/// The event's group follows the one-byte channel's settings, its columns the channel whose cells follow: a file may
+/// have either without the other, and readers take positions from the column names. Headers follow settings where cells
+/// need samples, so that a channel that recorded nothing is still announced.
 std::array<HeaderEntry, 6> header_entries(const kiv_Config& c, const CsvChannels& channels) {
   const bool event = channels.event.taken();
   const bool quaternion = channels.quaternion.taken();
@@ -167,31 +157,53 @@ char* write_event(char* to, CsvChannel& channel, double time) {
   return write_cell<3>(to, series.values[channel.position++]);
 }
 
-void write_rows(CsvWriter& csv, const kiv_Config& config, CsvChannels channels, std::uint64_t rows) {
-  const double step = 1.0 / config.frequency;
-  double time = step;  // row 0 ends the first tick; a time base of 0 prints "inf"
-  for (std::uint64_t row = 0; row < rows; ++row) {
-    char* to = write_cell<5>(csv.begin_row(), time);
+}  // namespace
+
+CsvExport::CsvExport(std::ostream& out, const kiv_Config& config, const SensorMap& sensors)
+    : csv_(out, kLongestRow),
+      channels_(select_channels(config, sensors)),
+      rows_(count_rows(channels_)),
+      step_(1.0 / config.frequency),  // a time base of 0 prints "inf"
+      time_(step_) {                  // row 0 ends the first tick
+  write_preamble(csv_, config, rows_);
+  write_header_lines(csv_, config, channels_);
+}
+
+void CsvExport::write_rows(std::uint64_t end) {
+  CsvChannels channels = channels_;
+  double time = time_;
+  std::uint64_t row = next_row_;
+  for (; row < std::min(end, rows_); ++row) {
+    char* to = write_cell<5>(csv_.begin_row(), time);
     to = write_decimated<5, 5, 5>(to, channels.gyro, row);
     to = write_decimated<5, 5, 5>(to, channels.accel, row);
     to = write_decimated<3, 1>(to, channels.baro, row);
     to = write_event(to, channels.event, time);
     to = write_decimated<5, 5, 5, 5>(to, channels.quaternion, row);
     *to++ = '\n';
-    csv.commit(to);
-    time += step;  // by repeated addition: the digits of late rows depend on it
+    csv_.commit(to);
+    time += step_;  // by repeated addition: the digits of late rows depend on it
   }
+  channels_ = channels;
+  time_ = time;
+  next_row_ = row;
 }
 
-}  // namespace
+std::uint64_t CsvExport::rows_covered(std::uint64_t quaternions) const {
+  return quaternions >= channels_.quaternion.sample_count() ? rows_ : quaternions * channels_.quaternion.ratio;
+}
 
-void write_csv(std::ostream& out, const kiv_Config& config, const SensorMap& sensors) {
-  const CsvChannels channels = select_channels(config, sensors);
-  const std::uint64_t rows = count_rows(channels);
-  CsvWriter csv(out);
-  write_preamble(csv, config, rows);
-  write_header_lines(csv, config, channels);
-  write_rows(csv, config, channels, rows);
+bool write_csv(std::ostream& out, const kiv_Config& config, const SensorMap& sensors, Watch* watch) {
+  CsvExport csv(out, config, sensors);
+  begin_stage(watch, Stage::kWriting, csv.rows());
+  while (csv.rows_written() < csv.rows() && out.good()) {
+    csv.write_rows(csv.rows_written() + kRowsPerPiece);
+    if (!goes_on(watch, csv.rows_written())) {
+      return false;
+    }
+  }
+  csv.flush();
+  return true;
 }
 
 }  // namespace vortena

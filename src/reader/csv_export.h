@@ -1,14 +1,64 @@
 // The CSV text of a decoded recording; docs/csv-format.md describes it line by line.
 #pragma once
 
+#include <cstdint>
 #include <ostream>
 
+#include "reader/csv_writer.h"
 #include "reader/recording_model.h"
+#include "reader/watch.h"
 
 namespace vortena {
 
-/// Writes preamble, header lines and one row per tick of the row clock. Series that do not hold the axes of
-/// their channel count as absent. Neither input is changed; failures stay in the stream.
-void write_csv(std::ostream& out, const kiv_Config& config, const SensorMap& sensors);
+/// A channel of the export; `series` is null when the channel is not taken.
+struct CsvChannel {
+  const kiv_DataSensor* series = nullptr;
+  std::uint64_t ratio = 1;     ///< rows per sample
+  std::uint64_t position = 0;  ///< next sample to write
+  std::uint64_t next_row = 0;  ///< next multiple of the ratio
+
+  [[nodiscard]] bool taken() const { return series != nullptr; }
+  [[nodiscard]] std::uint64_t sample_count() const { return taken() ? series->sampleCount : 0; }
+};
+
+struct CsvChannels {
+  CsvChannel gyro;
+  CsvChannel accel;
+  CsvChannel baro;
+  CsvChannel event;
+  CsvChannel quaternion;
+};
+
+/// A CSV under way: preamble and header lines first, then one row per tick of the row clock, as many at a time as the
+/// caller likes. Series that do not hold the axes of their channel count as absent. The series must stay where they
+/// are; their values may still be coming, as long as no row is asked for that needs them. Failures stay in the stream.
+class CsvExport {
+ public:
+  CsvExport(std::ostream& out, const kiv_Config& config, const SensorMap& sensors);
+
+  [[nodiscard]] std::uint64_t rows() const { return rows_; }
+  [[nodiscard]] std::uint64_t rows_written() const { return next_row_; }
+
+  /// Rows up to `end`, which is not written itself.
+  void write_rows(std::uint64_t end);
+
+  /// How many rows need no more than the first `quaternions` samples of the orientation.
+  [[nodiscard]] std::uint64_t rows_covered(std::uint64_t quaternions) const;
+
+  /// Hands what is buffered to the stream; the last call.
+  void flush() { csv_.flush(); }
+
+ private:
+  CsvWriter csv_;
+  CsvChannels channels_;
+  std::uint64_t rows_;
+  double step_;  ///< s between rows
+  double time_;  ///< of the next row, s
+  std::uint64_t next_row_ = 0;
+};
+
+/// The whole CSV. Neither input is changed; failures stay in the stream, and end the writing. False when the watch
+/// stopped it.
+bool write_csv(std::ostream& out, const kiv_Config& config, const SensorMap& sensors, Watch* watch = nullptr);
 
 }  // namespace vortena

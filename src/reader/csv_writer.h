@@ -8,30 +8,25 @@
 #include <string_view>
 #include <vector>
 
-#include "reader/fixed_decimal.h"
-
 namespace vortena {
 
-/// Writes through to `out`, which must outlive it. Whatever is still buffered is written by flush() or at the
-/// end. Failures of the stream are not looked at; the stream keeps them. The output does not depend on any
-/// locale.
+/// Writes through to `out`, which must outlive it. What is still buffered is lost unless flush() is called: nothing is
+/// written by the destructor, as streams may throw. The output does not depend on any locale.
 class CsvWriter {
  public:
-  static constexpr std::size_t kCellsPerRow = 16;
-  static constexpr std::size_t kLongestRow = kCellsPerRow * kLongestCell;
-
-  explicit CsvWriter(std::ostream& out);
-  ~CsvWriter() { flush(); }
+  /// Rows take at most `longest_row` characters.
+  CsvWriter(std::ostream& out, std::size_t longest_row);
   CsvWriter(const CsvWriter&) = delete;
   CsvWriter& operator=(const CsvWriter&) = delete;
   CsvWriter(CsvWriter&&) = delete;
   CsvWriter& operator=(CsvWriter&&) = delete;
+  ~CsvWriter() = default;
 
   void text(std::string_view text);
   void number(std::int64_t value);
   void end_line() { text("\n"); }
 
-  /// A place for up to kLongestRow characters; commit() tells how far it was filled. Rows are written through
+  /// A place for the characters of a row; commit() tells how far it was filled. Rows are written through
   /// a pointer of the caller's, which stays in a register.
   char* begin_row() {
     make_room();
@@ -39,21 +34,23 @@ class CsvWriter {
   }
   void commit(char* row_end) { end_ = row_end; }
 
+  /// Hands everything to the stream, which keeps its failures: once it has failed, nothing more is handed to it.
   void flush();
 
  private:
   static constexpr std::size_t kBufferSize = std::size_t{256} * 1024;
 
   void make_room() {
-    if (static_cast<std::size_t>(limit_ - end_) < kLongestRow) {
+    if (end_ > limit_) {
       flush();
     }
   }
 
   std::ostream& out_;
+  std::size_t longest_row_;
   std::vector<char> buffer_;
-  char* end_;  ///< behind what is written
-  char* const limit_;
+  char* end_;          ///< behind what is written
+  char* const limit_;  ///< a longest row before the end of the buffer
 };
 
 }  // namespace vortena

@@ -3,6 +3,7 @@
 #include "reader/data_packages.h"
 
 #include <algorithm>
+#include <cstring>
 #include <new>
 
 #include "reader/byte_order.h"
@@ -23,11 +24,11 @@ std::array<AxisCalibration, 3> inertial_calibration(const kiv_Config::SensorConf
 }
 
 std::array<AxisCalibration, 2> baro_calibration() {
-  return {{{1, 0, kPressureCountsPerMbar}, {1, 0, kTemperatureCountsPerDegree}}};
+  return {{{.gain = kPressureCountsPerMbar}, {.gain = kTemperatureCountsPerDegree}}};
 }
 
 std::array<AxisCalibration, 1> tick_calibration(const kiv_Config& config) {
-  return {{{1, 0, static_cast<double>(config.frequency)}}};
+  return {{{.gain = static_cast<double>(config.frequency)}}};
 }
 
 std::array<std::int16_t, 3> three_axes(const std::uint8_t* payload) {
@@ -45,6 +46,33 @@ void reserve_series(SampleSeries<Axes>& series, double growth) {
   } catch (const std::bad_alloc&) {
     return;
   }
+}
+
+/// Memory that was erased, or never written, holds one byte throughout.
+bool is_blank(const std::uint8_t* bytes, std::size_t size) {
+  return std::memcmp(bytes, bytes + 1, size - 1) == 0;
+}
+
+bool is_present(const kiv_Config& config, ChannelKey key) {
+  switch (key) {
+    case kAccelKey:
+      return config.accel.present;
+    case kGyroKey:
+      return config.gyro.present;
+    case kBaroKey:
+      return config.baro.present;
+    case kMagKey:
+      return config.mag.present;
+    case kRadioByteKey:
+      return config.radioByte.present;
+    case kRadioTimeKey:
+      return config.radioTime.present;
+    case kEventKey:
+      return config.event.present;
+    case kQuaternionKey:
+      break;  // computed, never recorded
+  }
+  return false;
 }
 
 }  // namespace
@@ -68,19 +96,58 @@ PackageDecoder::PackageDecoder(const kiv_Config& config)
   claim(config.accel, Channel::kAccel);
   claim(config.gyro, Channel::kGyro);
   claim(config.baro, Channel::kBaro);
-  claim(config.gps, Channel::kNone);
+  claim(config.gps, Channel::kSkipped);
   claim(config.mag, Channel::kMag);
   claim(config.radioByte, Channel::kRadioByte);
   claim(config.radioTime, Channel::kRadioTime);
-  claim(config.auxA, Channel::kNone);
-  claim(config.auxB, Channel::kNone);
+  claim(config.auxA, Channel::kSkipped);
+  claim(config.auxB, Channel::kSkipped);
   claim(config.event, Channel::kEvent);
 }
 
+template <typename Visit>
+void PackageDecoder::for_each_series(Visit visit) {
+  visit(kAccelKey, accel_);
+  visit(kGyroKey, gyro_);
+  visit(kBaroKey, baro_);
+  visit(kMagKey, mag_);
+  visit(kRadioByteKey, radio_byte_);
+  visit(kRadioTimeKey, radio_time_);
+  visit(kEventKey, event_);
+}
+
+void PackageDecoder::decode_header_block(BlockBytes block, bool keep_samples) {
+  decode_records(block);
+  for_each_series([keep_samples](ChannelKey, auto& series) { series.end_header_block(keep_samples); });
+  packages_ = {};  // nearly all of its bytes are no records
+}
+
 void PackageDecoder::decode_block(BlockBytes block) {
+  if (is_blank(block.data(), block.size()) && channel_of_id_[block[0]] == Channel::kForeign) {
+    ++packages_.blank_blocks;
+    return;
+  }
+  decode_records(block);
+  look_at_base_tick(u32_be(block.data() + kBaseTickOffset));
+}
+
+void PackageDecoder::look_at_base_tick(std::int64_t base_tick) {
+  packages_.blocks_back_in_time += base_tick < last_base_tick_ ? 1 : 0;
+  last_base_tick_ = base_tick;
+}
+
+void PackageDecoder::decode_records(BlockBytes block) {
   const std::int64_t base_tick = u32_be(block.data() + kBaseTickOffset);
   for (std::size_t r = 0; r < kRecordsPerBlock; ++r) {
     decode_record(base_tick, block.data() + kFirstRecordOffset + r * kRecordSize);
+  }
+}
+
+void PackageDecoder::count_foreign(const std::uint8_t* record) {
+  if (is_blank(record, kRecordSize)) {
+    ++packages_.blank_records;
+  } else {
+    ++packages_.foreign_records[record[kRecordIdOffset]];
   }
 }
 
@@ -88,7 +155,10 @@ void PackageDecoder::decode_record(std::int64_t base_tick, const std::uint8_t* r
   const std::int64_t tick = base_tick + record[kRecordDeltaOffset];
   const std::uint8_t* payload = record + kRecordPayloadOffset;
   switch (channel_of_id_[record[kRecordIdOffset]]) {
-    case Channel::kNone:
+    case Channel::kForeign:
+      return count_foreign(record);
+    case Channel::kSkipped:
+      ++packages_.skipped_records;
       return;
     case Channel::kAccel:
       return accel_.append(tick, three_axes(payload));
@@ -109,28 +179,19 @@ void PackageDecoder::decode_record(std::int64_t base_tick, const std::uint8_t* r
 
 void PackageDecoder::reserve(std::uint64_t total_blocks, std::uint64_t decoded_blocks) {
   const double growth = static_cast<double>(total_blocks) / static_cast<double>(decoded_blocks);
-  reserve_series(accel_, growth);
-  reserve_series(gyro_, growth);
-  reserve_series(baro_, growth);
-  reserve_series(mag_, growth);
-  reserve_series(radio_byte_, growth);
-  reserve_series(radio_time_, growth);
-  reserve_series(event_, growth);
+  for_each_series([growth](ChannelKey, auto& series) { reserve_series(series, growth); });
 }
 
-void PackageDecoder::transfer(const kiv_Config& config, SensorMap* sensors) {
-  const auto transfer_present = [&](bool present, ChannelKey key, auto& series) {
-    if (present) {
+std::map<ChannelKey, ChannelCounts> PackageDecoder::transfer(const kiv_Config& config, SensorMap* sensors) {
+  std::map<ChannelKey, ChannelCounts> counts;
+  for_each_series([&](ChannelKey key, auto& series) {
+    if (is_present(config, key)) {
+      series.ordered_samples();
+      counts.emplace(key, series.counts());
       _transfertData(sensors, config, key, &series);
     }
-  };
-  transfer_present(config.accel.present, kAccelKey, accel_);
-  transfer_present(config.gyro.present, kGyroKey, gyro_);
-  transfer_present(config.baro.present, kBaroKey, baro_);
-  transfer_present(config.mag.present, kMagKey, mag_);
-  transfer_present(config.radioByte.present, kRadioByteKey, radio_byte_);
-  transfer_present(config.radioTime.present, kRadioTimeKey, radio_time_);
-  transfer_present(config.event.present, kEventKey, event_);
+  });
+  return counts;
 }
 
 template <std::size_t Axes>

@@ -4,8 +4,10 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <map>
 
 #include "reader/header_frames.h"
+#include "reader/load_report.h"
 #include "reader/recording_model.h"
 #include "reader/sample_series.h"
 
@@ -17,20 +19,32 @@ class PackageDecoder {
   /// `config` is copied where needed; it may go before the decoder does.
   explicit PackageDecoder(const kiv_Config& config);
 
+  /// The first block, before all others. With `keep_samples` it counts as a data package like any other; without, its
+  /// samples are counted only.
+  void decode_header_block(BlockBytes block, bool keep_samples);
   void decode_block(BlockBytes block);
 
   /// Makes room for `total_blocks` blocks, on the evidence of the `decoded_blocks` decoded so far.
   void reserve(std::uint64_t total_blocks, std::uint64_t decoded_blocks);
 
-  /// Moves the series of every present channel into `sensors` and empties the accumulators.
-  void transfer(const kiv_Config& config, SensorMap* sensors);
+  /// Moves the series of every present channel into `sensors`, tells their counts and empties the accumulators.
+  std::map<ChannelKey, ChannelCounts> transfer(const kiv_Config& config, SensorMap* sensors);
+
+  [[nodiscard]] const PackageCounts& packages() const { return packages_; }
 
  private:
-  enum class Channel : std::uint8_t { kNone, kAccel, kGyro, kBaro, kMag, kRadioByte, kRadioTime, kEvent };
+  enum class Channel : std::uint8_t { kForeign, kSkipped, kAccel, kGyro, kBaro, kMag, kRadioByte, kRadioTime, kEvent };
 
+  void decode_records(BlockBytes block);
   void decode_record(std::int64_t base_tick, const std::uint8_t* record);
+  void count_foreign(const std::uint8_t* record);
+  void look_at_base_tick(std::int64_t base_tick);
+  template <typename Visit>
+  void for_each_series(Visit visit);
 
   std::array<Channel, UINT8_MAX + 1> channel_of_id_;
+  PackageCounts packages_;
+  std::int64_t last_base_tick_ = 0;
   SampleSeries<3> accel_;
   SampleSeries<3> gyro_;
   SampleSeries<2> baro_;

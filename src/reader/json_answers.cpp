@@ -5,7 +5,6 @@
 
 #include "reader/base64.h"
 #include "reader/date_text.h"
-#include "reader/integer_conversion.h"
 
 namespace vortena {
 namespace {
@@ -37,13 +36,14 @@ std::string sensor_json(const kiv_Config::SensorConfig& sensor) {
   JsonObject json;
   json.number("frequency", sensor.frequency);
   json.number("range", sensor.range);
-  // This answer carries whole numbers only, on purpose: the fractions of calibration values are cut off.
-  json.number("offsetX", truncate_to_int32(sensor.offsetX));
-  json.number("offsetY", truncate_to_int32(sensor.offsetY));
-  json.number("offsetZ", truncate_to_int32(sensor.offsetZ));
-  json.number("gainX", truncate_to_int32(sensor.gainX));
-  json.number("gainY", truncate_to_int32(sensor.gainY));
-  json.number("gainZ", truncate_to_int32(sensor.gainZ));
+  // This answer carries whole numbers only, on purpose: the fractions of calibration values are cut off. Headers hold
+  // them as 32-bit numbers, whole or in ten-thousandths, so that all fit.
+  json.number("offsetX", static_cast<std::int32_t>(sensor.offsetX));
+  json.number("offsetY", static_cast<std::int32_t>(sensor.offsetY));
+  json.number("offsetZ", static_cast<std::int32_t>(sensor.offsetZ));
+  json.number("gainX", static_cast<std::int32_t>(sensor.gainX));
+  json.number("gainY", static_cast<std::int32_t>(sensor.gainY));
+  json.number("gainZ", static_cast<std::int32_t>(sensor.gainZ));
   return json.close();
 }
 

@@ -1,11 +1,8 @@
-// Reading of recording files: streams in, configuration and series out.
+// The reader's entry points for files: configuration and series into records that the caller holds apart.
 #pragma once
 
-#include <cstdint>
 #include <fstream>
-#include <istream>
 
-#include "reader/data_packages.h"
 #include "reader/recording_model.h"
 
 namespace vortena {
@@ -18,22 +15,13 @@ bool kiv_readConfig(kiv_Config* config, const char* path);
 /// The same from an open binary stream at its start, which is closed before returning.
 bool _kiv_readConfig(kiv_Config* config, std::ifstream& stream);
 
-/// Reads the whole recording at `path` (UTF-8) into a freshly constructed `config` and an empty map. False, with the
-/// map untouched, when the file cannot be opened, is shorter than a block or holds no header. Further on, the first
-/// block that cannot be read, tried once more by itself, ends the reading; what was decoded is kept, and that is no
-/// failure.
+/// Reads the whole recording at `path` (UTF-8) into a freshly constructed `config` and an empty map. False, with both
+/// untouched, when the file cannot be opened, is shorter than a block or holds no header. A block that cannot be read
+/// is no failure: what precedes it is kept. load_recording() tells these cases apart.
 bool kiv_read(kiv_Config* config, SensorMap* sensors, const char* path);
 
 /// The same from an open binary stream at its start. The stream is closed before returning, unless its first
 /// block could not be read.
 bool _kiv_read(kiv_Config* config, SensorMap* sensors, std::ifstream& stream);
-
-/// 256 KiB: large enough for the system's calls not to count, small enough for the cache.
-inline constexpr std::size_t kPieceBlocks = 512;
-
-/// Feeds `block_count` blocks to `decoder`, from the start of the stream up to the first block that cannot be
-/// read whole. `piece_blocks` are asked for at a time, one at least.
-void read_packages(std::istream& stream, std::uint64_t block_count, PackageDecoder* decoder,
-                   std::size_t piece_blocks = kPieceBlocks);
 
 }  // namespace vortena

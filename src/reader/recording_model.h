@@ -146,12 +146,12 @@ struct kiv_DataSensor {
   /// All values and time stamps zero.
   kiv_DataSensor(std::uint64_t axis_count, std::uint64_t sample_count);
 
-  /// True when the record has at least `axes` axes and its vectors are as large as its counts say.
-  [[nodiscard]] bool has_axes(std::uint64_t axes) const;
+  /// True when the vectors are at least as large as the counts say.
+  [[nodiscard]] bool is_consistent() const;
 
   /// True when the record has exactly these counts and its vectors are as large as they say.
   [[nodiscard]] bool has_shape(std::uint64_t axes, std::uint64_t samples) const {
-    return axisCount == axes && sampleCount == samples && has_axes(axes);
+    return axisCount == axes && sampleCount == samples && is_consistent();
   }
 };
 
@@ -169,7 +169,7 @@ enum ChannelKey : int {
 
 using SensorMap = std::unordered_map<int, kiv_DataSensor>;
 
-/// The series under `key` if it is there, not empty and has at least `axes` axes; otherwise null.
+/// The series under `key` if it is there, consistent, not empty and has at least `axes` axes; otherwise null.
 const kiv_DataSensor* find_series(const SensorMap& sensors, ChannelKey key, std::uint64_t axes);
 
 }  // namespace vortena

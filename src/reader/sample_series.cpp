@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <span>
+#include <utility>
 #include <vector>
 
 namespace vortena {
@@ -29,7 +30,7 @@ std::vector<Run<Sample>> runs_by_first_tick(const LargeArray<Sample>& samples) {
   for (auto begin = samples.begin(); begin != samples.end();) {
     const auto last = std::adjacent_find(begin, samples.end(), ends_run);
     const auto end = last == samples.end() ? last : last + 1;
-    runs.emplace_back(begin, end);
+    runs.emplace_back(&*begin, static_cast<std::size_t>(end - begin));
     begin = end;
   }
   std::sort(runs.begin(), runs.end(), [](Run<Sample> a, Run<Sample> b) { return is_earlier(a.front(), b.front()); });
@@ -66,26 +67,102 @@ void append_sorted(std::span<Run<Sample>> runs, LargeArray<Sample>& samples) {
 }  // namespace
 
 template <std::size_t Axes>
+void SampleSeries<Axes>::append_late(std::int64_t tick, const Counts& counts) {
+  if (tick == samples_.back().tick) {
+    ++repeated_;
+    return;
+  }
+  ascending_ = false;
+  ++late_;
+  samples_.push_back({tick, counts});
+}
+
+template <std::size_t Axes>
+void SampleSeries<Axes>::end_header_block(bool keep) {
+  const std::uint64_t records = samples_.size() + repeated_;
+  const LargeArray<Sample>& ordered = ordered_samples();
+  std::vector<Sample> header(ordered.begin(), ordered.end());
+  clear();
+  header_ = std::move(header);
+  header_records_ = records;
+  header_kept_ = keep;
+  header_waits_ = keep && !header_.empty();
+}
+
+template <std::size_t Axes>
+void SampleSeries<Axes>::order() {
+  auto runs = runs_by_first_tick(samples_);
+  LargeArray<Sample> ordered;
+  ordered.reserve(samples_.size());
+  for (std::span rest(runs); !rest.empty();) {
+    const std::span group = overlapping(rest);
+    append_sorted(group, ordered);
+    rest = rest.subspan(group.size());
+  }
+  const std::uint64_t dropped = samples_.size() - ordered.size();
+  repeated_ += dropped;
+  late_ -= dropped;  // each of them followed the sample that has its tick
+  samples_.swap(ordered);
+  ascending_ = true;
+}
+
+template <std::size_t Axes>
+void SampleSeries<Axes>::merge_header() {
+  std::vector<Sample> added;
+  for (const Sample& sample : header_) {
+    const auto at = std::lower_bound(samples_.begin(), samples_.end(), sample, is_earlier<Sample>);
+    if (at == samples_.end() || at->tick != sample.tick) {
+      added.push_back(sample);
+    } else {
+      *at = sample;  // the header block comes first in the file
+      ++repeated_;
+    }
+  }
+  std::size_t from = samples_.size();
+  std::size_t to = from + added.size();
+  samples_.resize(to);
+  for (auto sample = added.rbegin(); sample != added.rend(); ++sample) {
+    while (from > 0 && sample->tick < samples_[from - 1].tick) {
+      samples_[--to] = samples_[--from];
+    }
+    samples_[--to] = *sample;
+  }
+  header_waits_ = false;
+}
+
+template <std::size_t Axes>
 const LargeArray<typename SampleSeries<Axes>::Sample>& SampleSeries<Axes>::ordered_samples() {
   if (!ascending_) {
-    auto runs = runs_by_first_tick(samples_);
-    LargeArray<Sample> ordered;
-    ordered.reserve(samples_.size());
-    for (std::span rest(runs); !rest.empty();) {
-      const std::span group = overlapping(rest);
-      append_sorted(group, ordered);
-      rest = rest.subspan(group.size());
-    }
-    samples_.swap(ordered);
-    ascending_ = true;
+    order();
+  }
+  if (header_waits_) {
+    merge_header();
   }
   return samples_;
 }
 
 template <std::size_t Axes>
+ChannelCounts SampleSeries<Axes>::counts() const {
+  ChannelCounts counts;
+  counts.repeated = repeated_;
+  counts.out_of_order = late_;
+  counts.header_records = header_records_;
+  for (const Sample& sample : header_) {
+    const auto at = std::lower_bound(samples_.begin(), samples_.end(), sample, is_earlier<Sample>);
+    const bool elsewhere = at != samples_.end() && at->tick == sample.tick;
+    if (header_kept_) {
+      counts.header_samples.push_back(static_cast<std::uint64_t>(at - samples_.begin()));
+    } else {
+      counts.header_samples_left_out += elsewhere ? 0 : 1;
+    }
+  }
+  counts.records = samples_.size() - counts.header_samples.size() + repeated_;
+  return counts;
+}
+
+template <std::size_t Axes>
 void SampleSeries<Axes>::clear() {
-  samples_ = {};
-  ascending_ = true;
+  *this = SampleSeries(calibration_);
 }
 
 template class SampleSeries<1>;

@@ -5,9 +5,12 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <type_traits>
+#include <vector>
 
 #include "reader/large_array.h"
+#include "reader/load_report.h"
 
 namespace vortena {
 
@@ -17,7 +20,8 @@ struct AxisCalibration {
   double offset = 0;
   double gain = 1;
 
-  [[nodiscard]] double apply(std::int32_t count) const { return (count * scale - offset) / gain; }
+  /// Adding 0 changes nothing but -0, which a scale of 0 makes of negative counts.
+  [[nodiscard]] double apply(std::int32_t count) const { return (count * scale + 0.0 - offset) / gain; }
 };
 
 /// The samples of one channel as raw counts, with the calibration that turns them into values.
@@ -26,9 +30,10 @@ class SampleSeries {
  public:
   /// Three-axis channels are 16 bits wide; no sample takes more than 16 bytes.
   using Count = std::conditional_t<Axes == 3, std::int16_t, std::int32_t>;
+  using Counts = std::array<Count, Axes>;
   struct Sample {
     std::int64_t tick;
-    std::array<Count, Axes> counts;
+    Counts counts;
   };
   static_assert(sizeof(Sample) <= 16);
 
@@ -41,30 +46,45 @@ class SampleSeries {
 
   /// Takes a sample in file order; it is dropped, now or in ordered_samples(), when its tick is already
   /// taken.
-  void append(std::int64_t tick, const std::array<Count, Axes>& counts) {
-    if (!samples_.empty() && tick <= samples_.back().tick) {
-      if (tick == samples_.back().tick) {
-        return;
-      }
-      ascending_ = false;
+  void append(std::int64_t tick, const Counts& counts) {
+    if (tick <= latest_tick_) [[unlikely]] {
+      append_late(tick, counts);
+      return;
     }
+    latest_tick_ = tick;
     samples_.push_back({tick, counts});
   }
 
+  /// What was appended so far came from the header block. Its ticks say nothing about the order of those that follow.
+  /// With `keep`, its samples come before all others of the file.
+  void end_header_block(bool keep);
+
   /// The samples with strictly increasing ticks. The reference holds until the next change.
   const LargeArray<Sample>& ordered_samples();
+
+  /// Of ordered samples.
+  [[nodiscard]] ChannelCounts counts() const;
 
   /// Forgets the samples and gives their memory back; the calibration stays.
   void clear();
 
  private:
+  static constexpr std::int64_t kBeforeAll = std::numeric_limits<std::int64_t>::min();
+
+  void append_late(std::int64_t tick, const Counts& counts);
+  void order();
+  void merge_header();
+
   std::array<AxisCalibration, Axes> calibration_;
   LargeArray<Sample> samples_;
+  std::int64_t latest_tick_ = kBeforeAll;
   bool ascending_ = true;
+  std::uint64_t late_ = 0;      ///< behind a record with a later tick
+  std::uint64_t repeated_ = 0;  ///< dropped
+  std::vector<Sample> header_;  ///< ordered
+  std::uint64_t header_records_ = 0;
+  bool header_kept_ = true;
+  bool header_waits_ = false;  ///< to be merged
 };
-
-extern template class SampleSeries<1>;
-extern template class SampleSeries<2>;
-extern template class SampleSeries<3>;
 
 }  // namespace vortena

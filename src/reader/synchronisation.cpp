@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdio>
 #include <limits>
+#include <optional>
 
 namespace vortena {
 namespace {
@@ -17,16 +18,12 @@ constexpr std::array kSynchronisedKeys{kAccelKey, kGyroKey, kBaroKey, kQuaternio
 /// One recording of the set. `frequencies` and `channels` are indexed by common key.
 struct Unit {
   const kiv_Config* config;
-  const SensorMap* input;
+  SensorMap* source;                        ///< as it was read; keeps the channels that are not synchronised
+  std::vector<std::int32_t> frequencies{};  ///< Hz, of the synchronised keys that this recording holds
   SensorMap* output = nullptr;
-  std::vector<std::int32_t> frequencies;    ///< Hz, of the synchronised keys that this recording holds
-  std::vector<kiv_DataSensor*> channels{};  ///< the copies in `output`
+  std::vector<kiv_DataSensor*> channels{};  ///< in `output`, which leaves its elements where they are
   std::vector<std::uint64_t> starts{};      ///< first sample of the common span, per channel
 };
-
-bool has_key(const Unit& unit, int key) {
-  return unit.input->contains(key);
-}
 
 std::int32_t key_frequency(const kiv_Config& config, ChannelKey key) {
   switch (key) {
@@ -39,21 +36,9 @@ std::int32_t key_frequency(const kiv_Config& config, ChannelKey key) {
   }
 }
 
-bool inputs_are_sound(const std::vector<kiv_Config*>& configs, const std::vector<SensorMap*>& inputs) {
-  if (configs.size() < 2 || inputs.size() != configs.size()) {
-    std::fputs("Wrong number of sensors.\n", stderr);
-    return false;
-  }
-  const auto is_null = [](const auto* pointer) { return pointer == nullptr; };
-  if (std::any_of(configs.begin(), configs.end(), is_null) || std::any_of(inputs.begin(), inputs.end(), is_null)) {
-    std::fputs("Null data detected.\n", stderr);
-    return false;
-  }
-  return true;
-}
-
 /// Frequencies in the order of the keys that a recording holds. Entry j later serves common key j, also where
-/// the recordings hold different keys and it is another key's frequency; that pairing is meant.
+/// the recordings hold different keys and it is another key's frequency: on purpose, so that a set keeps the spans that
+/// its earlier exports had.
 std::vector<std::int32_t> frequency_list(const kiv_Config& config, const SensorMap& input) {
   std::vector<std::int32_t> frequencies;
   for (const ChannelKey key : kSynchronisedKeys) {
@@ -64,33 +49,30 @@ std::vector<std::int32_t> frequency_list(const kiv_Config& config, const SensorM
   return frequencies;
 }
 
-std::vector<Unit> make_units(const std::vector<kiv_Config*>& configs, const std::vector<SensorMap*>& inputs) {
-  std::vector<Unit> units;
-  for (std::size_t i = 0; i < configs.size(); ++i) {
-    units.push_back({configs[i], inputs[i], nullptr, frequency_list(*configs[i], *inputs[i])});
-  }
-  return units;
+Unit make_unit(const kiv_Config* config, SensorMap* source) {
+  return {config, source, frequency_list(*config, *source)};
 }
 
 std::vector<ChannelKey> common_keys(const std::vector<Unit>& units) {
   std::vector<ChannelKey> keys;
   for (const ChannelKey key : kSynchronisedKeys) {
-    if (std::all_of(units.begin(), units.end(), [key](const Unit& unit) { return has_key(unit, key); })) {
+    if (std::all_of(units.begin(), units.end(), [key](const Unit& unit) { return unit.source->contains(key); })) {
       keys.push_back(key);
     }
   }
   return keys;
 }
 
-void copy_channels(std::vector<SensorMap*>& outputs, std::vector<Unit>& units, const std::vector<ChannelKey>& keys) {
-  outputs.assign(units.size(), nullptr);
-  for (std::size_t i = 0; i < units.size(); ++i) {
-    outputs[i] = new SensorMap;  // NOLINT(cppcoreguidelines-owning-memory): handed to the caller
-    units[i].output = outputs[i];
-    for (const ChannelKey key : keys) {
-      const auto copy = units[i].output->emplace(key, units[i].input->at(key)).first;
-      units[i].channels.push_back(&copy->second);  // elements of the map stay where they are
-    }
+void copy_channels(Unit& unit, const std::vector<ChannelKey>& keys) {
+  for (const ChannelKey key : keys) {
+    unit.channels.push_back(&unit.output->emplace(key, unit.source->at(key)).first->second);
+  }
+}
+
+/// The source loses its channels.
+void move_channels(Unit& unit, const std::vector<ChannelKey>& keys) {
+  for (const ChannelKey key : keys) {
+    unit.channels.push_back(&unit.output->insert(unit.source->extract(key)).position->second);
   }
 }
 
@@ -100,10 +82,12 @@ void shift_channel(kiv_DataSensor& channel, double seconds) {
   }
 }
 
-void shift_unit(const Unit& unit, double seconds) {
+/// Returns the shifts of the channels, all the same.
+std::vector<double> shift_unit(const Unit& unit, double seconds) {
   for (kiv_DataSensor* channel : unit.channels) {
     shift_channel(*channel, seconds);
   }
+  return std::vector<double>(unit.channels.size(), seconds);
 }
 
 /// When the group's event happened on the schedule, minus when it happened on the unit's clock; single
@@ -116,7 +100,7 @@ float schedule_reference(const kiv_Config::ScheduleConfig::Group& group, std::in
 }
 
 /// Every recording's own schedule block counts, whether or not it was read.
-void shift_by_schedule(const std::vector<Unit>& units) {
+void shift_by_schedule(const std::vector<Unit>& units, SyncReport* report) {
   std::vector<float> start_times;
   for (const Unit& unit : units) {
     const float first = schedule_reference(unit.config->schedule.first, unit.config->frequency);
@@ -125,7 +109,7 @@ void shift_by_schedule(const std::vector<Unit>& units) {
   }
   const float earliest = *std::min_element(start_times.begin(), start_times.end());
   for (std::size_t i = 0; i < units.size(); ++i) {
-    shift_unit(units[i], static_cast<double>(start_times[i] - earliest));
+    report->shifts[i] = shift_unit(units[i], static_cast<double>(start_times[i] - earliest));
   }
 }
 
@@ -135,8 +119,8 @@ bool roles_are_radio_modes(const std::vector<Unit>& units) {
   return units.front().config->radioTime.option1 == kRoleInRadioMode;
 }
 
-/// The one master's index, or the count of units when the radio settings are at odds.
-std::size_t find_master(const std::vector<Unit>& units, bool radio_modes) {
+/// The one master's index; none, with the reason in the report, when the radio settings are at odds.
+std::optional<std::size_t> find_master(const std::vector<Unit>& units, bool radio_modes, SyncReport* report) {
   constexpr std::int32_t kMaster = 0;
   constexpr std::int32_t kAnyChannel = -1;
   const auto role = [=](const Unit& u) { return radio_modes ? u.config->radioMode : u.config->radioTime.option1; };
@@ -145,67 +129,85 @@ std::size_t find_master(const std::vector<Unit>& units, bool radio_modes) {
   };
   const std::int32_t first_channel = channel(units.front());
   const auto is_master = [&](const Unit& u) { return role(u) == kMaster; };
-  const auto masters = static_cast<int>(std::count_if(units.begin(), units.end(), is_master));
-  const bool channels_agree = std::all_of(units.begin(), units.end(), [&](const Unit& u) {
+  report->masters = static_cast<int>(std::count_if(units.begin(), units.end(), is_master));
+  report->radio_channels_agree = std::all_of(units.begin(), units.end(), [&](const Unit& u) {
     return &u == &units.front() || channel(u) == kAnyChannel || channel(u) == first_channel;
   });
-  if (!channels_agree || masters != 1) {
-    std::fprintf(stderr, "Possibly no master or more than one used (%i). Different radio channels are used.\n",
-                 masters);
-    return units.size();
+  if (!report->radio_channels_agree || report->masters != 1) {
+    report->problem = SyncProblem::kRadioSettings;
+    return std::nullopt;
   }
   return static_cast<std::size_t>(std::find_if(units.begin(), units.end(), is_master) - units.begin());
 }
 
-/// Single precision, from left to right; the difference wraps at 32 bits. No further change of units, on
-/// purpose.
-void shift_by_radio_parameters(const Unit& unit) {
+/// Single precision, from left to right; the difference wraps at 32 bits. The product is added to seconds as it is, on
+/// purpose: channels of different frequencies are shifted by different times.
+std::vector<double> shift_by_radio_parameters(const Unit& unit) {
+  std::vector<double> shifts;
   const auto difference = static_cast<std::int32_t>(unit.config->radioParam2 - unit.config->radioParam1);
   for (std::size_t j = 0; j < unit.channels.size(); ++j) {
     const float shift = static_cast<float>(unit.frequencies[j]) * static_cast<float>(difference) /
                         static_cast<float>(unit.config->frequency);
-    shift_channel(*unit.channels[j], static_cast<double>(shift));
+    shift_channel(*unit.channels[j], shifts.emplace_back(shift));
   }
+  return shifts;
 }
 
-bool shift_by_radio_times(const Unit& unit) {
-  const kiv_DataSensor* radio_times = find_series(*unit.input, kRadioTimeKey, 1);
+/// None when the unit received no radio times.
+std::optional<std::vector<double>> shift_by_radio_times(const Unit& unit) {
+  const kiv_DataSensor* radio_times = find_series(*unit.source, kRadioTimeKey, 1);
   if (radio_times == nullptr) {
-    std::fputs("No radio data.\n", stderr);
-    return false;
+    return std::nullopt;
   }
-  shift_unit(unit, radio_times->values.front() - radio_times->timestamps.front());
-  return true;
+  return shift_unit(unit, radio_times->values.front() - radio_times->timestamps.front());
 }
 
 /// Shifts every unit but the master onto the master's clock. A failure leaves earlier shifts in place.
-bool shift_by_radio(const std::vector<Unit>& units) {
+void shift_by_radio(const std::vector<Unit>& units, SyncReport* report) {
   const bool radio_modes = roles_are_radio_modes(units);
-  const std::size_t master = find_master(units, radio_modes);
-  if (master == units.size()) {
-    return false;
-  }
-  for (std::size_t i = 0; i < units.size(); ++i) {
-    if (i == master) {
+  report->source = radio_modes ? TimeSource::kRadioParameters : TimeSource::kRadioTimes;
+  const std::optional<std::size_t> master = find_master(units, radio_modes, report);
+  for (std::size_t i = 0; master && i < units.size(); ++i) {
+    if (i == *master) {
       continue;
     }
-    if (radio_modes) {
-      shift_by_radio_parameters(units[i]);
-    } else if (!shift_by_radio_times(units[i])) {
-      return false;
+    const auto shifts = radio_modes ? shift_by_radio_parameters(units[i]) : shift_by_radio_times(units[i]);
+    if (!shifts) {
+      report->problem = SyncProblem::kNoRadioTimes;
+      report->recording = i;
+      return;
     }
+    report->shifts[i] = *shifts;
   }
-  return true;
+}
+
+void shift_to_common_clock(const std::vector<Unit>& units, SyncReport* report) {
+  for (const Unit& unit : units) {
+    report->shifts.emplace_back(unit.channels.size(), 0.0);
+  }
+  if (units.front().config->schedule.present) {
+    report->source = TimeSource::kSchedule;
+    shift_by_schedule(units, report);
+  } else {
+    shift_by_radio(units, report);
+  }
 }
 
 /// A set without a common channel, or with an empty or inconsistent one, has no common span.
-bool has_common_samples(const std::vector<Unit>& units) {
-  const auto has_samples = [](const kiv_DataSensor* channel) {
-    return channel->sampleCount > 0 && channel->has_axes(channel->axisCount);
-  };
-  return std::all_of(units.begin(), units.end(), [&](const Unit& unit) {
-    return !unit.channels.empty() && std::all_of(unit.channels.begin(), unit.channels.end(), has_samples);
-  });
+void require_common_samples(const std::vector<Unit>& units, SyncReport* report) {
+  const auto has_no_samples = [](const kiv_DataSensor* c) { return c->sampleCount == 0 || !c->is_consistent(); };
+  if (report->keys.empty()) {
+    report->problem = SyncProblem::kNoCommonChannel;
+    return;
+  }
+  for (std::size_t i = 0; i < units.size(); ++i) {
+    const auto& channels = units[i].channels;
+    if (std::any_of(channels.begin(), channels.end(), has_no_samples)) {
+      report->problem = SyncProblem::kNoSamples;
+      report->recording = i;
+      return;
+    }
+  }
 }
 
 /// Per common key, the latest of the first time stamps, at least 0; seconds.
@@ -257,27 +259,36 @@ std::uint64_t common_count(std::int32_t frequency, float duration, std::uint64_t
   return count > 0 ? static_cast<std::uint64_t>(count) : 0;
 }
 
-/// Samples `first` to `first + count` of every axis.
-kiv_DataSensor slice(const kiv_DataSensor& channel, std::uint64_t first, std::uint64_t count) {
-  kiv_DataSensor cut(channel.axisCount, count);
-  for (std::uint64_t axis = 0; axis < channel.axisCount; ++axis) {
-    std::copy_n(channel.values.data() + axis * channel.sampleCount + first, count, cut.values.data() + axis * count);
+/// Moves `count` values from `first` on down to `to`, or leaves them where they are.
+void move_down(LargeArray<double>& values, std::uint64_t first, std::uint64_t count, std::uint64_t to) {
+  if (first != to) {
+    double* const from = values.data() + first;
+    std::copy(from, from + count, values.data() + to);
   }
-  std::copy_n(channel.timestamps.data() + first, count, cut.timestamps.data());
-  return cut;
+}
+
+/// Keeps samples `first` to `first + count` of every axis.
+void cut(kiv_DataSensor& channel, std::uint64_t first, std::uint64_t count) {
+  for (std::uint64_t axis = 0; axis < channel.axisCount; ++axis) {
+    move_down(channel.values, axis * channel.sampleCount + first, count, axis * count);
+  }
+  move_down(channel.timestamps, first, count, 0);
+  channel.values.resize(channel.axisCount * count);
+  channel.timestamps.resize(count);
+  channel.sampleCount = count;
 }
 
 void cut_to_duration(const Unit& unit, float duration) {
   for (std::size_t j = 0; j < unit.channels.size(); ++j) {
     kiv_DataSensor& channel = *unit.channels[j];
     const std::uint64_t available = channel.sampleCount - unit.starts[j];
-    channel = slice(channel, unit.starts[j], common_count(unit.frequencies[j], duration, available));
+    cut(channel, unit.starts[j], common_count(unit.frequencies[j], duration, available));
   }
 }
 
 /// The one-byte channel keeps its own clock: it is cut to the span by its unshifted time stamps.
 void add_radio_bytes(const Unit& unit, double start, double end) {
-  const kiv_DataSensor* channel = find_series(*unit.input, kRadioByteKey, 1);
+  const kiv_DataSensor* channel = find_series(*unit.source, kRadioByteKey, 1);
   if (channel == nullptr) {
     return;
   }
@@ -291,19 +302,68 @@ void add_radio_bytes(const Unit& unit, double start, double end) {
     --last;
   } while (last >= 0 && !(times[static_cast<std::size_t>(last)] <= end));
   if (last >= first) {
-    unit.output->emplace(kRadioByteKey, slice(*channel, static_cast<std::uint64_t>(first),
-                                              static_cast<std::uint64_t>(last - first + 1)));
+    kiv_DataSensor& kept = unit.output->emplace(kRadioByteKey, *channel).first->second;
+    cut(kept, static_cast<std::uint64_t>(first), static_cast<std::uint64_t>(last - first + 1));
   }
 }
 
-void cut_to_common_span(std::vector<Unit>& units) {
+void cut_to_common_span(std::vector<Unit>& units, SyncReport* report, Watch* watch) {
   const std::vector<double> starts = start_list(units);
   const float duration = find_common_duration(units, starts);
-  const double start = *std::min_element(starts.begin(), starts.end());
-  for (const Unit& unit : units) {
-    cut_to_duration(unit, duration);
-    add_radio_bytes(unit, start, start + static_cast<double>(duration));
+  report->start = *std::min_element(starts.begin(), starts.end());
+  report->duration = static_cast<double>(duration);
+  begin_stage(watch, Stage::kSynchronising, units.size());
+  for (std::size_t i = 0; i < units.size(); ++i) {
+    if (!goes_on(watch, i)) {
+      report->problem = SyncProblem::kStopped;
+      return;
+    }
+    cut_to_duration(units[i], duration);
+    add_radio_bytes(units[i], report->start, report->start + report->duration);
   }
+}
+
+/// Shifts and cuts the channels that stand in the units' outputs.
+void synchronise_channels(std::vector<Unit>& units, SyncReport* report, Watch* watch) {
+  shift_to_common_clock(units, report);
+  if (report->problem == SyncProblem::kNone) {
+    require_common_samples(units, report);
+  }
+  if (report->problem == SyncProblem::kNone) {
+    cut_to_common_span(units, report, watch);
+  }
+}
+
+SyncProblem problem_of_inputs(const std::vector<kiv_Config*>& configs, const std::vector<SensorMap*>& inputs) {
+  const auto is_null = [](const auto* pointer) { return pointer == nullptr; };
+  if (configs.size() < 2 || inputs.size() != configs.size()) {
+    return SyncProblem::kTooFewRecordings;
+  }
+  const bool null_found =
+      std::any_of(configs.begin(), configs.end(), is_null) || std::any_of(inputs.begin(), inputs.end(), is_null);
+  return null_found ? SyncProblem::kNullRecording : SyncProblem::kNone;
+}
+
+SyncReport synchronise_copies(std::vector<SensorMap*>& outputs, const std::vector<kiv_Config*>& configs,
+                              const std::vector<SensorMap*>& inputs) {
+  SyncReport report;
+  report.problem = problem_of_inputs(configs, inputs);
+  if (report.problem != SyncProblem::kNone) {
+    return report;
+  }
+  std::vector<Unit> units;
+  for (std::size_t i = 0; i < configs.size(); ++i) {
+    units.push_back(make_unit(configs[i], inputs[i]));
+  }
+  report.keys = common_keys(units);
+  outputs.assign(units.size(), nullptr);
+  for (std::size_t i = 0; i < units.size(); ++i) {
+    outputs[i] = new SensorMap;  // NOLINT(cppcoreguidelines-owning-memory): handed to the caller
+    units[i].output = outputs[i];
+    copy_channels(units[i], report.keys);
+  }
+  synchronise_channels(units, &report, nullptr);
+  return report;
 }
 
 }  // namespace
@@ -314,23 +374,54 @@ SynchronisedMaps::~SynchronisedMaps() {
   }
 }
 
+std::string sync_message(const SyncReport& report) {
+  switch (report.problem) {
+    case SyncProblem::kTooFewRecordings:
+      return "Wrong number of sensors.\n";
+    case SyncProblem::kNullRecording:
+      return "Null data detected.\n";
+    case SyncProblem::kRadioSettings:
+      return "Possibly no master or more than one used (" + std::to_string(report.masters) +
+             "). Different radio channels are used.\n";
+    case SyncProblem::kNoRadioTimes:
+      return "No radio data.\n";
+    case SyncProblem::kNone:
+    case SyncProblem::kNoCommonChannel:
+    case SyncProblem::kNoSamples:
+    case SyncProblem::kStopped:
+      break;
+  }
+  return "";
+}
+
+SyncReport synchronise(std::span<Recording> set, Watch* watch) {
+  SyncReport report;
+  if (set.size() < 2) {
+    report.problem = SyncProblem::kTooFewRecordings;
+    return report;
+  }
+  std::vector<Unit> units;
+  for (Recording& recording : set) {
+    units.push_back(make_unit(&recording.config, &recording.sensors));
+  }
+  report.keys = common_keys(units);
+  std::vector<SensorMap> outputs(units.size());
+  for (std::size_t i = 0; i < units.size(); ++i) {
+    units[i].output = &outputs[i];
+    move_channels(units[i], report.keys);
+  }
+  synchronise_channels(units, &report, watch);
+  for (std::size_t i = 0; i < units.size(); ++i) {
+    set[i].sensors = std::move(outputs[i]);
+  }
+  return report;
+}
+
 bool kiv_sync(std::vector<SensorMap*>& outputs, const std::vector<kiv_Config*>& configs,
               const std::vector<SensorMap*>& inputs) {
-  if (!inputs_are_sound(configs, inputs)) {
-    return false;
-  }
-  std::vector<Unit> units = make_units(configs, inputs);
-  copy_channels(outputs, units, common_keys(units));
-  if (configs.front()->schedule.present) {
-    shift_by_schedule(units);
-  } else if (!shift_by_radio(units)) {
-    return false;
-  }
-  if (!has_common_samples(units)) {
-    return false;
-  }
-  cut_to_common_span(units);
-  return true;
+  const SyncReport report = synchronise_copies(outputs, configs, inputs);
+  std::fputs(sync_message(report).c_str(), stderr);
+  return report.problem == SyncProblem::kNone;
 }
 
 }  // namespace vortena

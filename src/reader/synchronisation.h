@@ -1,11 +1,52 @@
 // Several recordings onto one time line; docs/synchronisation.md tells what a user sees of it.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
 #include <vector>
 
+#include "reader/recording.h"
 #include "reader/recording_model.h"
+#include "reader/watch.h"
 
 namespace vortena {
+
+enum class SyncProblem : std::uint8_t {
+  kNone,
+  kTooFewRecordings,  ///< fewer than two, or not as many maps as configurations
+  kNullRecording,
+  kRadioSettings,    ///< not exactly one master, or different radio channels
+  kNoRadioTimes,     ///< a unit that is not the master, of a set on radio times, has none
+  kNoCommonChannel,  ///< no synchronised channel that all recordings hold
+  kNoSamples,        ///< a common channel without samples
+  kStopped,          ///< its watch wanted it to stop
+};
+
+/// Where the recordings' clocks were compared; the first recording decides.
+enum class TimeSource : std::uint8_t { kNone, kSchedule, kRadioParameters, kRadioTimes };
+
+/// How a set came, or did not come, onto one clock.
+struct SyncReport {
+  SyncProblem problem = SyncProblem::kNone;
+  std::size_t recording = 0;         ///< that the problem is about: of kNoRadioTimes and kNoSamples
+  int masters = 0;                   ///< with a radio source
+  bool radio_channels_agree = true;  ///< with a radio source
+  TimeSource source = TimeSource::kNone;
+  std::vector<ChannelKey> keys;             ///< of the synchronised channels that all recordings hold
+  std::vector<std::vector<double>> shifts;  ///< s, added to the time stamps: per recording and key
+  double start = 0;                         ///< of the common span, s on the common clock
+  double duration = 0;                      ///< s
+};
+
+/// The diagnostic line of a problem, with its line feed; empty for those that have none.
+std::string sync_message(const SyncReport& report);
+
+/// Shifts the channels that all recordings share onto a common clock and cuts them to their common span, in place: no
+/// series is copied. Afterwards each map holds these channels, and the one-byte channel where it has samples in the
+/// span; after a problem, what had become of them. Prints nothing.
+SyncReport synchronise(std::span<Recording> set, Watch* watch = nullptr);
 
 /// Sensor maps that kiv_sync allocated, freed with this object whatever the result was.
 struct SynchronisedMaps {

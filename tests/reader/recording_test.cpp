@@ -1,14 +1,18 @@
-#include "reader/data_packages.h"
+#include "reader/recording.h"
 
 #include <gmock/gmock.h>
 
 #include <cmath>
 #include <map>
+#include <numeric>
 #include <random>
 #include <sstream>
+#include <utility>
 
-#include "reader/recording_file.h"
+#include "reader/byte_order.h"
+#include "reader/header_frames.h"
 #include "simulator/recording_builder.h"
+#include "tests/support/scratch_folder.h"
 
 namespace vortena::testing {
 namespace {
@@ -29,16 +33,23 @@ struct Medium : std::stringbuf {
   }
 };
 
-SensorMap decode(const std::vector<BlockArray>& blocks, std::size_t readable_blocks = SIZE_MAX / kBlockSize / 4) {
+constexpr std::size_t kAllBlocks = SIZE_MAX / kBlockSize / 4;
+
+struct Loaded : Recording {
+  LoadReport report;
+};
+
+Loaded load(const std::vector<BlockArray>& blocks, const LoadOptions& options = {},
+            std::size_t readable_blocks = kAllBlocks) {
   Medium medium(recording(blocks), static_cast<std::streamoff>(readable_blocks * kBlockSize + 1));
   std::istream stream(&medium);
-  kiv_Config config;
-  EXPECT_TRUE(_readConfig(&config, blocks.at(0)));
-  PackageDecoder decoder(config);
-  read_packages(stream, blocks.size(), &decoder);
-  SensorMap sensors;
-  decoder.transfer(config, &sensors);
-  return sensors;
+  Loaded loaded;
+  loaded.report = load_recording(&loaded, stream, options);
+  return loaded;
+}
+
+SensorMap decode(const std::vector<BlockArray>& blocks, std::size_t readable_blocks = kAllBlocks) {
+  return load(blocks, {}, readable_blocks).sensors;
 }
 
 TEST(DataPackages, ScalesEveryChannel) {
@@ -127,21 +138,120 @@ TEST(DataPackages, TimeBaseOfZeroGivesInfiniteTimes) {
   EXPECT_TRUE(std::isnan(sensors.at(kRadioTimeKey).values[0]));
 }
 
-TEST(DataPackages, TransferFillsAnEntryOfTheSameShapeOnly) {
-  SensorMap sensors{{kAccelKey, {3, 2}}, {kGyroKey, {3, 1}}};
-  const kiv_DataSensor& same = sensors.at(kAccelKey);
-  kiv_Config config;
-  config.frequency = 10;
-  for (const int key : {kAccelKey, kGyroKey}) {
-    SampleSeries<3> series;
-    series.append(10, {1, 2, 3});
-    series.append(20, {4, 5, 6});
-    _transfertData(&sensors, config, key, &series);
-    EXPECT_EQ(series.size(), 0U);
+TEST(DataPackages, ARangeOfZeroMakesZeros) {
+  const BlockArray no_range =
+      header(1).time_base(1).frame(2, 0, join({{kAccelId, 1, 0}, Bytes(12), be_axes({1, 1, 1}, 4)})).bytes();
+  const SensorMap sensors = decode({no_range, block(1).accel(0, {-1, 5, 0}).bytes()});
+  for (const double value : sensors.at(kAccelKey).values) {
+    EXPECT_TRUE(value == 0 && !std::signbit(value)) << "printed without a sign";
   }
-  EXPECT_THAT(same.values, ElementsAre(1, 4, 2, 5, 3, 6));
-  EXPECT_THAT(same.timestamps, ElementsAre(1, 2));
-  EXPECT_THAT(sensors.at(kGyroKey).values, ElementsAre(0, 0, 0));
+}
+
+/// Eight blocks of ten accelerometer samples each, a tick apart, behind a header that holds no record.
+std::vector<BlockArray> sound_recording() {
+  std::vector<BlockArray> blocks{header(1).time_base(100).accel(100).frame(3, 19, {250, 0, 0, 0, 0}).bytes()};
+  for (std::uint32_t b = 0; b < 8; ++b) {
+    BlockBuilder builder = block(1000 + 10 * b);
+    for (std::uint8_t delta = 0; delta < 10; ++delta) {
+      builder.accel(delta, {b, delta, 7});
+    }
+    blocks.push_back(builder.bytes());
+  }
+  return blocks;
+}
+
+TEST(LoadReport, EachDamageRaisesItsOwnCounters) {
+  using Blocks = std::vector<BlockArray>;
+  const struct {
+    const char* name;
+    void (*damage)(Blocks&);
+    std::array<std::uint64_t, 8>
+        expected;  // blank, back in time, blank, skipped, foreign; records, repeated, out of order
+  } cases[] = {
+      {"none", [](Blocks&) {}, {0, 0, 424, 0, 0, 80, 0, 0}},
+      {"zeroed block", [](Blocks& b) { b[3].fill(0); }, {1, 0, 371, 0, 0, 70, 0, 0}},
+      {"erased block", [](Blocks& b) { b[3].fill(0xFF); }, {1, 0, 371, 0, 0, 70, 0, 0}},
+      {"missing block", [](Blocks& b) { b.erase(b.begin() + 3); }, {0, 0, 371, 0, 0, 70, 0, 0}},
+      {"block twice", [](Blocks& b) { b.insert(b.begin() + 3, b[3]); }, {0, 0, 477, 0, 0, 90, 10, 0}},
+      {"old block again", [](Blocks& b) { b.push_back(b[3]); }, {0, 1, 477, 0, 0, 90, 10, 0}},
+      {"blocks swapped", [](Blocks& b) { std::swap(b[3], b[4]); }, {0, 1, 424, 0, 0, 80, 0, 10}},
+      {"foreign record", [](Blocks& b) { b[3][8] = 99; }, {0, 0, 424, 0, 1, 79, 0, 0}},
+      {"skipped record", [](Blocks& b) { b[3][8] = 250; }, {0, 0, 424, 1, 0, 79, 0, 0}},
+      {"tick twice", [](Blocks& b) { b[3][17] = 0; }, {0, 0, 424, 0, 0, 80, 1, 0}},
+      {"record late", [](Blocks& b) { std::swap_ranges(&b[3][8], &b[3][16], &b[3][16]); }, {0, 0, 424, 0, 0, 80, 0, 1}},
+  };
+  for (const auto& c : cases) {
+    std::vector<BlockArray> blocks = sound_recording();
+    c.damage(blocks);
+    const LoadReport report = load(blocks).report;
+    const PackageCounts& p = report.packages;
+    const ChannelCounts& accel = report.channels.at(kAccelKey);
+    const std::uint64_t foreign = std::accumulate(p.foreign_records.begin(), p.foreign_records.end(), std::uint64_t{0});
+    EXPECT_EQ((std::array{p.blank_blocks, p.blocks_back_in_time, p.blank_records, p.skipped_records, foreign,
+                          accel.records, accel.repeated, accel.out_of_order}),
+              c.expected)
+        << c.name;
+    EXPECT_EQ(foreign, p.foreign_records[99]) << c.name;
+    EXPECT_EQ(report.blocks, blocks.size());
+  }
+}
+
+TEST(LoadReport, TellsHowReadingEnded) {
+  const Bytes whole = recording(sound_recording());
+  const auto status_of = [](const Bytes& bytes) {
+    Recording recording;
+    return load_recording(&recording, std::span(bytes)).status;
+  };
+  EXPECT_EQ(status_of(whole), LoadStatus::kRead);
+  EXPECT_EQ(status_of(Bytes(511)), LoadStatus::kTooShort);
+  EXPECT_EQ(status_of(Bytes(9999)), LoadStatus::kNoHeader);
+  Bytes cut = whole;
+  cut.resize(cut.size() - 200);
+  Recording recording;
+  const LoadReport report = load_recording(&recording, std::span(std::as_const(cut)));
+  EXPECT_EQ(report.bytes, cut.size());
+  EXPECT_EQ(report.blocks, 8U);
+  EXPECT_EQ(report.cut_off_bytes, 312U);
+  const LoadReport faulty = load(sound_recording(), {}, 5).report;
+  EXPECT_EQ(faulty.status, LoadStatus::kRead);
+  EXPECT_EQ(faulty.first_unreadable_block, 5U);
+  EXPECT_TRUE(faulty.failure);
+  EXPECT_EQ(load(sound_recording(), {}, 0).report.status, LoadStatus::kUnreadable);
+  const ScratchFolder folder;
+  EXPECT_EQ(load_recording(&recording, folder.path("missing").c_str()).failure, std::errc::no_such_file_or_directory);
+  EXPECT_EQ(load_recording(&recording, folder.path("").c_str()).failure, std::errc::is_a_directory);
+  Watch watch;
+  watch.stop = 1;
+  EXPECT_EQ(load(sound_recording(), {.watch = &watch}).report.status, LoadStatus::kStopped);
+  EXPECT_EQ(watch.total, 9);
+}
+
+TEST(LoadReport, SamplesOfTheHeaderBlockCanBeToldAndLeftOut) {
+  std::vector<BlockArray> blocks = sound_recording();
+  const std::uint32_t base = u32_be(&blocks[0][kBaseTickOffset]);  // some header bytes
+  for (std::size_t b = 1; b < 5; ++b) {
+    std::ranges::copy(be(base - 30 + 10 * static_cast<std::int64_t>(b), 4), &blocks[b][kBaseTickOffset]);
+  }
+  const auto put = [&](std::size_t record, std::uint8_t delta) {
+    std::ranges::copy(Bytes{kAccelId, delta, 1, 1}, &blocks[0][record * kRecordSize]);
+  };
+  put(60, 200);  // behind everything
+  put(61, 3);    // where block 3 has a sample, too: the header block is first
+  put(62, 200);
+  const Loaded kept = load(blocks), left_out = load(blocks, {.header_samples = false});
+  const ChannelCounts& with = kept.report.channels.at(kAccelKey);
+  const ChannelCounts& without = left_out.report.channels.at(kAccelKey);
+  EXPECT_EQ(with.header_records, 3U);
+  EXPECT_EQ(without.header_samples_left_out, 1U);
+  ASSERT_EQ(with.header_samples.size(), 2U);
+  const kiv_DataSensor &all = kept.sensors.at(kAccelKey), &true_times = left_out.sensors.at(kAccelKey);
+  EXPECT_EQ(all.sampleCount, 81U);
+  EXPECT_EQ(true_times.sampleCount, 80U);
+  for (const std::uint64_t at : with.header_samples) {
+    EXPECT_EQ(all.values[at], 0x101 * 16.0 / 32768);
+  }
+  EXPECT_EQ(std::ranges::count(true_times.values, 0x101 * 16.0 / 32768), 0);
+  EXPECT_EQ(with.out_of_order + without.out_of_order, 2 * 40U) << "the header block's ticks say nothing about order";
 }
 
 }  // namespace

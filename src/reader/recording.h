@@ -1,0 +1,38 @@
+// The road from a recording's bytes to its model, whatever the bytes come from.
+#pragma once
+
+#include <cstdint>
+#include <istream>
+#include <span>
+
+#include "reader/load_report.h"
+#include "reader/recording_model.h"
+#include "reader/watch.h"
+
+namespace vortena {
+
+/// A decoded recording: its configuration header and its series, one per channel.
+struct Recording {
+  kiv_Config config;
+  SensorMap sensors;
+};
+
+struct LoadOptions {
+  /// The header block counts as a data package like any other. False leaves out the samples that it alone holds, which
+  /// makes all time stamps true.
+  bool header_samples = true;
+  Watch* watch = nullptr;  ///< asked at every piece; outlives the call
+};
+
+/// Decodes a recording into a freshly constructed `recording`, which stays as it is unless the status is kRead. The
+/// first block that cannot be read, tried once more by itself, ends the reading; what was decoded is kept. Blocks
+/// behind a header that was cut short read as far as they are whole. Throws when memory is refused (std::bad_alloc).
+LoadReport load_recording(Recording* recording, const char* path, const LoadOptions& options = {});
+
+/// The same from an open binary stream that can seek, at its start.
+LoadReport load_recording(Recording* recording, std::istream& stream, const LoadOptions& options = {});
+
+/// The same from memory.
+LoadReport load_recording(Recording* recording, std::span<const std::uint8_t> bytes, const LoadOptions& options = {});
+
+}  // namespace vortena

@@ -1,0 +1,33 @@
+// Relaxed order suffices: the numbers guard no other memory.
+#include "reader/watch.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace vortena {
+namespace {
+
+std::int32_t clamped(std::uint64_t count) {
+  constexpr std::uint64_t kHighest = std::numeric_limits<std::int32_t>::max();
+  return static_cast<std::int32_t>(std::min(count, kHighest));
+}
+
+}  // namespace
+
+void begin_stage(Watch* watch, Stage stage, std::uint64_t total) {
+  if (watch != nullptr) {
+    watch->done.store(0, std::memory_order_relaxed);
+    watch->total.store(clamped(total), std::memory_order_relaxed);
+    watch->stage.store(static_cast<std::int32_t>(stage), std::memory_order_relaxed);
+  }
+}
+
+bool goes_on(Watch* watch, std::uint64_t done) {
+  if (watch == nullptr) {
+    return true;
+  }
+  watch->done.store(clamped(done), std::memory_order_relaxed);
+  return watch->stop.load(std::memory_order_relaxed) == 0;
+}
+
+}  // namespace vortena

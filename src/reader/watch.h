@@ -1,0 +1,35 @@
+// A long operation as other threads see it: how far it is, and the wish that it stop.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+namespace vortena {
+
+/// What a watched operation is doing; the unit of its counts.
+enum class Stage : std::int32_t {
+  kWaiting,
+  kDecoding,       ///< blocks of the file
+  kOrientation,    ///< samples
+  kWriting,        ///< rows
+  kSynchronising,  ///< recordings of a set
+};
+
+/// Four numbers in a row, free of locks, that any thread may read; any may set `stop`. The working thread asks at
+/// every piece of work, a few milliseconds apart. An operation without a watch (null) costs nothing.
+struct Watch {
+  std::atomic<std::int32_t> stop{0};  ///< anything but 0: end the operation
+  std::atomic<std::int32_t> stage{0};
+  std::atomic<std::int32_t> done{0};  ///< of `total`, in the unit of the stage
+  std::atomic<std::int32_t> total{0};
+};
+static_assert(std::atomic<std::int32_t>::is_always_lock_free && sizeof(Watch) == 4 * sizeof(std::int32_t),
+              "the four numbers may lie in memory that is shared with another language");
+
+/// Begins a stage of `total` units. Counts beyond 31 bits stay at the highest.
+void begin_stage(Watch* watch, Stage stage, std::uint64_t total);
+
+/// Tells how far the stage is; false when the operation is to stop.
+bool goes_on(Watch* watch, std::uint64_t done);
+
+}  // namespace vortena
