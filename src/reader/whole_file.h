@@ -1,0 +1,67 @@
+// Files that appear whole or not at all: written under another name in the same folder, then renamed.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <ostream>
+#include <streambuf>
+#include <string>
+#include <system_error>
+
+namespace vortena {
+
+/// One output file. What stood at its path stays there until commit(). A link stays a link: its target is replaced.
+/// Anything else than a regular file is refused, as the renaming would replace a device by a file.
+///
+/// The temporary file is called NAME.part-HOST-PID-N (NAME cut where that is too long for the file system), so that
+/// whoever finds one of a process that was killed can tell whose it was.
+class WholeFile {
+ public:
+  WholeFile() = default;
+  /// Removes the temporary file unless it was committed.
+  ~WholeFile();
+  WholeFile(const WholeFile&) = delete;
+  WholeFile& operator=(const WholeFile&) = delete;
+  WholeFile(WholeFile&&) = delete;
+  WholeFile& operator=(WholeFile&&) = delete;
+
+  /// Creates the temporary file for `path` (zero-terminated UTF-8). Its mode and, where allowed, its owner are those of
+  /// the file that it will replace.
+  std::error_code open(const char* path);
+
+  /// Unbuffered: give it large pieces. A write that fails sets badbit; commit() tells the system's reason.
+  [[nodiscard]] std::ostream& stream() { return stream_; }
+
+  /// Closes and renames. With `sync`, both the bytes and the new name are on the disk before it returns. On failure,
+  /// the first one of all writes included, nothing is left.
+  std::error_code commit(bool sync);
+
+  [[nodiscard]] std::uint64_t bytes_written() const { return buffer_.bytes_written(); }
+
+ private:
+  class Buffer : public std::streambuf {
+   public:
+    std::FILE* file = nullptr;
+    std::error_code failure;
+    [[nodiscard]] std::uint64_t bytes_written() const { return bytes_written_; }
+
+   protected:
+    std::streamsize xsputn(const char* from, std::streamsize size) override;
+    int_type overflow(int_type character) override;
+
+   private:
+    std::uint64_t bytes_written_ = 0;
+  };
+
+  std::error_code create_temporary();
+  std::error_code close();
+
+  Buffer buffer_;
+  std::ostream stream_{&buffer_};
+  std::filesystem::path target_;
+  std::filesystem::path temporary_;
+};
+
+}  // namespace vortena
