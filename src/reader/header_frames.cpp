@@ -6,7 +6,6 @@
 #include <optional>
 
 #include "reader/byte_order.h"
-#include "reader/integer_conversion.h"
 
 namespace vortena {
 namespace {
@@ -29,52 +28,49 @@ class Payload {
   int length_;
 };
 
-/// Stores a frame's fields; false when the payload's length does not fit the layout.
-using StoreFrame = bool (*)(kiv_Config&, const Payload&);
+enum class Length : std::uint8_t { kAtLeast, kExactly };
+using enum Length;
 
+/// One way of laying out a frame. A frame may have several rows, for different lengths.
 struct FrameLayout {
   int family;
   int id;
-  int minimum_length;
-  StoreFrame store;
+  Length rule;
+  int length;  ///< bytes of payload
+  void (*store)(kiv_Config&, const Payload&);
+
+  [[nodiscard]] bool fits(int payload_length) const {
+    return rule == kExactly ? payload_length == length : payload_length >= length;
+  }
 };
 
-bool store_device(kiv_Config& c, const Payload& p) {
+void store_device(kiv_Config& c, const Payload& p) {
   c.hasDevice = true;
   c.deviceId = p.u32(0);
   c.deviceType = p.u8(4);
   c.bodyLocation = p.u8(5);
-  return true;
 }
 
 /// Four-byte form: one signed decimal number of three digits, major release first; above 999 it says nothing.
-void store_packed_firmware(kiv_Config& c, std::int32_t number) {
+void store_packed_firmware(kiv_Config& c, const Payload& p) {
   constexpr std::int32_t kHighest = 999;
+  const std::int32_t number = p.s32(0);
   const std::int32_t digits = number <= kHighest ? number : 0;
+  c.hasDevice = true;
   c.version = digits / 100;
   c.majorVersion = digits % 100 / 10;
   c.minorVersion = digits % 10;
 }
 
-bool store_firmware(kiv_Config& c, const Payload& p) {
-  constexpr int kWordsLength = 6;
-  constexpr int kPackedLength = 4;
-  if (p.length() == kWordsLength) {
-    c.version = p.u16(0);
-    c.majorVersion = p.u16(2);
-    c.minorVersion = p.u16(4);
-  } else if (p.length() == kPackedLength) {
-    store_packed_firmware(c, p.s32(0));
-  } else {
-    return false;
-  }
+void store_firmware(kiv_Config& c, const Payload& p) {
   c.hasDevice = true;
-  return true;
+  c.version = p.u16(0);
+  c.majorVersion = p.u16(2);
+  c.minorVersion = p.u16(4);
 }
 
-bool store_date(kiv_Config::DateStruct& date, const Payload& p) {
+void store_date(kiv_Config::DateStruct& date, const Payload& p) {
   date = {p.u8(0), p.u8(1), p.u8(2), p.u8(3), p.u8(4), p.u16(5)};
-  return true;
 }
 
 /// The six calibration values of a sensor frame: offsets X Y Z, then gains X Y Z, each a 32-bit number over
@@ -90,16 +86,15 @@ void store_calibration(kiv_Config::SensorConfig& sensor, const Payload& p, int f
 }
 
 /// Legacy frames hold offsets and gains as whole numbers.
-bool store_legacy_sensor(kiv_Config::SensorConfig& sensor, const Payload& p) {
+void store_legacy_sensor(kiv_Config::SensorConfig& sensor, const Payload& p) {
   sensor.id = p.u8(0);
   sensor.present = true;
   sensor.frequency = p.u8(1);
   sensor.range = p.u8(2);
   store_calibration(sensor, p, 3, 1.0);
-  return true;
 }
 
-bool store_sensor(kiv_Config::SensorConfig& sensor, const Payload& p, std::span<const int> ranges, int fallback_range) {
+void store_sensor(kiv_Config::SensorConfig& sensor, const Payload& p, std::span<const int> ranges, int fallback_range) {
   constexpr double kFixedPoint = 10000.0;
   const int code = p.s8(3);
   sensor.id = p.u8(0);
@@ -109,73 +104,60 @@ bool store_sensor(kiv_Config::SensorConfig& sensor, const Payload& p, std::span<
       code >= 0 && code < static_cast<int>(ranges.size()) ? ranges[static_cast<std::size_t>(code)] : fallback_range;
   store_calibration(sensor, p, 4, kFixedPoint);
   sensor.auxiliary = p.u16(28);
-  return true;
 }
 
-bool store_accel(kiv_Config& c, const Payload& p) {
-  static constexpr std::array kRanges{2, 16, 4, 8};  // g; not ascending, and meant so
+void store_accel(kiv_Config& c, const Payload& p) {
+  static constexpr std::array kRanges{2, 16, 4, 8};  // g; in the order of the sensor's own codes, not ascending
   return store_sensor(c.accel, p, kRanges, 4);
 }
 
-bool store_gyro(kiv_Config& c, const Payload& p) {
+void store_gyro(kiv_Config& c, const Payload& p) {
   static constexpr std::array kRanges{245, 500, 1000, 2000, 125};  // deg/s
   return store_sensor(c.gyro, p, kRanges, 1000);
 }
 
-bool store_legacy_baro(kiv_Config& c, const Payload& p) {
+void store_legacy_baro(kiv_Config& c, const Payload& p) {
   c.baro.id = p.u8(0);
   c.baro.present = true;
   c.baro.frequency = p.u8(1);
-  return true;
 }
 
 /// Barometer and three-axis raw channel share a layout: id, frequency, auxiliary.
 template <typename Settings>
-bool store_with_auxiliary(Settings& settings, const Payload& p) {
+void store_with_auxiliary(Settings& settings, const Payload& p) {
   settings.id = p.u8(0);
   settings.present = true;
   settings.frequency = p.u16(1);
   settings.auxiliary = p.u16(3);
-  return true;
 }
 
 /// A period in milliseconds as a whole frequency in Hz. A period of 0 says nothing and gives 0.
 std::int32_t frequency_of_period(std::uint32_t period_ms) {
-  return period_ms == 0 ? 0 : truncate_to_int32(1.0 / (period_ms * 0.001));
+  return period_ms == 0 ? 0 : static_cast<std::int32_t>(1.0 / (period_ms * 0.001));
 }
 
-bool store_gps(kiv_Config& c, const Payload& p) {
-  constexpr int kPeriodLength = 8;
-  constexpr int kFrequencyLength = 5;
-  if (p.length() == kFrequencyLength) {
-    return store_with_auxiliary(c.gps, p);
-  }
-  if (p.length() != kPeriodLength) {
-    return false;
-  }
+void store_gps_by_period(kiv_Config& c, const Payload& p) {
   c.gps.id = p.u8(0);
   c.gps.present = true;
   c.gps.frequency = frequency_of_period(p.u32(1));
   c.gps.mode = p.u8(5);
   c.gps.auxiliary = p.u16(6);
-  return true;
 }
 
-bool store_version(kiv_Config& c, const Payload& p) {
+void store_version(kiv_Config& c, const Payload& p) {
   c.extVersion = p.u16(0);
   c.extMajorVersion = p.u8(2);
   c.extMinorVersion = p.u8(3);
-  return true;
 }
 
-bool store_legacy_radio(kiv_Config& c, const Payload& p) {
+void store_legacy_radio(kiv_Config& c, const Payload& p) {
   c.radioMode = p.u8(0);
   c.radioChannel = p.u8(1);
-  return true;
 }
 
-/// With the minimum length of 8 the second parameter takes in the first trailer byte; that is meant.
-bool store_radio(kiv_Config& c, const Payload& p) {
+/// With the minimum length of 8 the second parameter takes in the first trailer byte, on purpose: its low byte is 255
+/// then.
+void store_radio(kiv_Config& c, const Payload& p) {
   constexpr int kLengthWithChannel = 10;
   c.radioMode = p.u8(0);
   c.radioParam1 = p.u32(1);
@@ -183,78 +165,75 @@ bool store_radio(kiv_Config& c, const Payload& p) {
   if (p.length() >= kLengthWithChannel) {
     c.radioChannel = p.u8(9);
   }
-  return true;
 }
 
-bool store_one_byte_channel(kiv_Config::AuxConfig1& settings, const Payload& p) {
+void store_one_byte_channel(kiv_Config::AuxConfig1& settings, const Payload& p) {
   settings = {p.u8(0), p.u16(1), true};
-  return true;
 }
 
-bool store_radio_time(kiv_Config& c, const Payload& p) {
+void store_radio_time(kiv_Config& c, const Payload& p) {
   c.radioTime = {p.u8(0), p.u16(1), p.u8(3), p.u8(4), true};
-  return true;
 }
 
 kiv_Config::ScheduleConfig::Group schedule_group(const Payload& p, int k) {
   return {p.u8(k), p.u8(k + 1), p.u8(k + 2), p.u16(k + 3), p.u32(k + 5)};
 }
 
-bool store_schedule(kiv_Config& c, const Payload& p) {
+void store_schedule(kiv_Config& c, const Payload& p) {
   c.schedule = {p.u8(0), p.u16(1), schedule_group(p, 3), schedule_group(p, 12), true};
-  return true;
 }
 
-bool store_two_words(kiv_Config::AuxConfig2w& settings, const Payload& p) {
+void store_two_words(kiv_Config::AuxConfig2w& settings, const Payload& p) {
   settings = {p.u8(0), p.u16(1), p.u16(3), true};
-  return true;
-}
-
-bool store_u16(std::int32_t& field, const Payload& p) {
-  field = p.u16(0);
-  return true;
-}
-
-bool store_u32(std::uint32_t& field, const Payload& p) {
-  field = p.u32(0);
-  return true;
 }
 
 constexpr std::array kFrameLayouts{
-    FrameLayout{1, 1, 6, store_device},
-    FrameLayout{1, 2, 0, store_firmware},
-    FrameLayout{1, 5, 2, store_legacy_radio},
-    FrameLayout{2, 0, 27, [](kiv_Config& c, const Payload& p) { return store_legacy_sensor(c.accel, p); }},
-    FrameLayout{2, 1, 27, [](kiv_Config& c, const Payload& p) { return store_legacy_sensor(c.gyro, p); }},
-    FrameLayout{2, 2, 2, store_legacy_baro},
-    FrameLayout{3, 0, 7, [](kiv_Config& c, const Payload& p) { return store_date(c.createdAt, p); }},
-    FrameLayout{3, 1, 4, store_version},
-    FrameLayout{3, 2, 30, store_accel},
-    FrameLayout{3, 3, 30, store_gyro},
-    FrameLayout{3, 4, 5, [](kiv_Config& c, const Payload& p) { return store_with_auxiliary(c.baro, p); }},
-    FrameLayout{3, 6, 7, [](kiv_Config& c, const Payload& p) { return store_date(c.endDate, p); }},
-    FrameLayout{3, 7, 0, store_gps},
-    FrameLayout{3, 8, 2, [](kiv_Config& c, const Payload& p) { return store_u16(c.frequency, p); }},
-    FrameLayout{3, 9, 8, store_radio},
-    FrameLayout{3, 10, 5, [](kiv_Config& c, const Payload& p) { return store_with_auxiliary(c.mag, p); }},
-    FrameLayout{3, 11, 4, [](kiv_Config& c, const Payload& p) { return store_u32(c.accel.parameter, p); }},
-    FrameLayout{3, 12, 4, [](kiv_Config& c, const Payload& p) { return store_u32(c.gyro.parameter, p); }},
-    FrameLayout{3, 13, 4, [](kiv_Config& c, const Payload& p) { return store_u32(c.baro.parameter, p); }},
-    FrameLayout{3, 14, 4, [](kiv_Config& c, const Payload& p) { return store_u32(c.gps.parameter, p); }},
-    FrameLayout{3, 15, 4, [](kiv_Config& c, const Payload& p) { return store_u32(c.mag.parameter, p); }},
-    FrameLayout{3, 16, 3, [](kiv_Config& c, const Payload& p) { return store_one_byte_channel(c.radioByte, p); }},
-    FrameLayout{3, 17, 5, store_radio_time},
-    FrameLayout{3, 18, 21, store_schedule},
-    FrameLayout{3, 19, 5, [](kiv_Config& c, const Payload& p) { return store_two_words(c.auxA, p); }},
-    FrameLayout{3, 20, 5, [](kiv_Config& c, const Payload& p) { return store_two_words(c.auxB, p); }},
-    FrameLayout{3, 21, 2, [](kiv_Config& c, const Payload& p) { return store_u16(c.measureId, p); }},
-    FrameLayout{3, 22, 3, [](kiv_Config& c, const Payload& p) { return store_one_byte_channel(c.event, p); }},
+    FrameLayout{1, 1, kAtLeast, 6, store_device},
+    FrameLayout{1, 2, kExactly, 6, store_firmware},
+    FrameLayout{1, 2, kExactly, 4, store_packed_firmware},
+    FrameLayout{1, 5, kAtLeast, 2, store_legacy_radio},
+    FrameLayout{2, 0, kAtLeast, 27, [](kiv_Config& c, const Payload& p) { store_legacy_sensor(c.accel, p); }},
+    FrameLayout{2, 1, kAtLeast, 27, [](kiv_Config& c, const Payload& p) { store_legacy_sensor(c.gyro, p); }},
+    FrameLayout{2, 2, kAtLeast, 2, store_legacy_baro},
+    FrameLayout{3, 0, kAtLeast, 7, [](kiv_Config& c, const Payload& p) { store_date(c.createdAt, p); }},
+    FrameLayout{3, 1, kAtLeast, 4, store_version},
+    FrameLayout{3, 2, kAtLeast, 30, store_accel},
+    FrameLayout{3, 3, kAtLeast, 30, store_gyro},
+    FrameLayout{3, 4, kAtLeast, 5, [](kiv_Config& c, const Payload& p) { store_with_auxiliary(c.baro, p); }},
+    FrameLayout{3, 6, kAtLeast, 7, [](kiv_Config& c, const Payload& p) { store_date(c.endDate, p); }},
+    FrameLayout{3, 7, kExactly, 8, store_gps_by_period},
+    FrameLayout{3, 7, kExactly, 5, [](kiv_Config& c, const Payload& p) { store_with_auxiliary(c.gps, p); }},
+    FrameLayout{3, 8, kAtLeast, 2, [](kiv_Config& c, const Payload& p) { c.frequency = p.u16(0); }},
+    FrameLayout{3, 9, kAtLeast, 8, store_radio},
+    FrameLayout{3, 10, kAtLeast, 5, [](kiv_Config& c, const Payload& p) { store_with_auxiliary(c.mag, p); }},
+    FrameLayout{3, 11, kAtLeast, 4, [](kiv_Config& c, const Payload& p) { c.accel.parameter = p.u32(0); }},
+    FrameLayout{3, 12, kAtLeast, 4, [](kiv_Config& c, const Payload& p) { c.gyro.parameter = p.u32(0); }},
+    FrameLayout{3, 13, kAtLeast, 4, [](kiv_Config& c, const Payload& p) { c.baro.parameter = p.u32(0); }},
+    FrameLayout{3, 14, kAtLeast, 4, [](kiv_Config& c, const Payload& p) { c.gps.parameter = p.u32(0); }},
+    FrameLayout{3, 15, kAtLeast, 4, [](kiv_Config& c, const Payload& p) { c.mag.parameter = p.u32(0); }},
+    FrameLayout{3, 16, kAtLeast, 3, [](kiv_Config& c, const Payload& p) { store_one_byte_channel(c.radioByte, p); }},
+    FrameLayout{3, 17, kAtLeast, 5, store_radio_time},
+    FrameLayout{3, 18, kAtLeast, 21, store_schedule},
+    FrameLayout{3, 19, kAtLeast, 5, [](kiv_Config& c, const Payload& p) { store_two_words(c.auxA, p); }},
+    FrameLayout{3, 20, kAtLeast, 5, [](kiv_Config& c, const Payload& p) { store_two_words(c.auxB, p); }},
+    FrameLayout{3, 21, kAtLeast, 2, [](kiv_Config& c, const Payload& p) { c.measureId = p.u16(0); }},
+    FrameLayout{3, 22, kAtLeast, 3, [](kiv_Config& c, const Payload& p) { store_one_byte_channel(c.event, p); }},
 };
 
-const FrameLayout* find_layout(int family, int id) {
-  const auto layout = std::find_if(kFrameLayouts.begin(), kFrameLayouts.end(),
-                                   [&](const FrameLayout& f) { return f.family == family && f.id == id; });
-  return layout == kFrameLayouts.end() ? nullptr : &*layout;
+/// Decodes a payload; false when no row of the table names the frame. One whose length fits no row stores nothing.
+bool store_frame(kiv_Config& config, int family, int id, const Payload& payload) {
+  bool known = false;
+  for (const FrameLayout& layout : kFrameLayouts) {
+    if (layout.family == family && layout.id == id) {
+      known = true;
+      if (layout.fits(payload.length())) {
+        layout.store(config, payload);
+        return true;
+      }
+    }
+  }
+  config.headerError = config.headerError || known;
+  return known;
 }
 
 /// A header block followed by zeros, so that a frame opened at its last byte still lies in known memory.
@@ -293,12 +272,7 @@ int _readHeaderFrame(kiv_Config* config, bool* known, FrameBytes frame) {
     return -1;
   }
   const Payload payload(frame);
-  const FrameLayout* layout = find_layout(frame[kFrameFamilyOffset], frame[kFrameIdOffset]);
-  if (layout == nullptr) {
-    *known = false;
-  } else if (payload.length() < layout->minimum_length || !layout->store(*config, payload)) {
-    config->headerError = true;
-  }
+  *known = store_frame(*config, frame[kFrameFamilyOffset], frame[kFrameIdOffset], payload) && *known;
   return payload.length() + static_cast<int>(kFrameOverhead);
 }
 
