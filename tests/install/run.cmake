@@ -1,0 +1,20 @@
+# Installs BUILD into an empty folder, builds the programs of SOURCE against it, and runs them.
+function(run)
+  execute_process(COMMAND ${ARGV} OUTPUT_VARIABLE output ERROR_VARIABLE output RESULT_VARIABLE result)
+  if(NOT result EQUAL 0)
+    message(FATAL_ERROR "${ARGV}: ${result}\n${output}")
+  endif()
+  set(output "${output}" PARENT_SCOPE)
+endfunction()
+
+file(REMOVE_RECURSE ${FOLDER})
+run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${FOLDER}/prefix)
+run(${CMAKE_COMMAND} -S ${SOURCE} -B ${FOLDER}/build -DCMAKE_PREFIX_PATH=${FOLDER}/prefix
+    -DCMAKE_BUILD_TYPE=Debug -DTRACKER_PROGRAM=${TRACKER_PROGRAM} -DCMAKE_CXX_COMPILER=${COMPILER})
+run(${CMAKE_COMMAND} --build ${FOLDER}/build)
+run(${FOLDER}/build/track)
+run(${SIMULATE} ${FOLDER}/recording.bin 2)
+run(${FOLDER}/build/load ${FOLDER}/recording.bin)
+if(NOT output MATCHES "^40[0-9]\n$")
+  message(FATAL_ERROR "unexpected count: ${output}")
+endif()
