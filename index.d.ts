@@ -105,7 +105,7 @@ export function read(path: string, csvPath: string): string;
  *   gyroscope samples, or different sampling frequencies); "-11" the synchronisation failed; "-12" a CSV file could not
  *   be created. Only after "OK" and "-12" may CSV files have been written.
  * @throws TypeError when the arguments are too few, or not an array of primitive strings and a primitive string.
- * @throws Error when the paths take more than 64 MiB in all.
+ * @throws Error when the list would hold more than 256 MiB before anything is read: some 300,000 recordings.
  */
 export function readAndSync2(paths: readonly string[], outputFolder: string): 'OK' | '-10' | '-11' | '-12' | '-13';
 

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "reader/bin_reader2.h"
+#include "reader/recording.h"
 
 namespace demo {
 
@@ -33,11 +34,12 @@ namespace {
 
 enum class Kind { kString, kArray };
 
-/// All that a list of paths may take, in UTF-16 units and with what each recording needs before it is read; far above
-/// any list that could be read. The length that an array claims says nothing: it may be sparse, or its elements may
-/// come from a getter without end.
-constexpr std::size_t kMaxPathListSize = std::size_t{64} * 1024 * 1024;
-constexpr std::size_t kSizePerRecording = 1024;
+/// Bytes that a list of paths may hold, with what each recording takes before it is read: some 300,000 recordings. The
+/// length that an array claims says nothing: it may be sparse, or its elements may come from a getter without end.
+constexpr std::size_t kLargestPathList = std::size_t{256} * 1024 * 1024;
+
+/// Of a list that is too long anyway, this many elements are still tested: a wrong kind is the error that counts.
+constexpr std::uint32_t kMostTested = std::uint32_t{1} << 20;
 
 /// Conversions from this many UTF-16 units on make sure of their memory first.
 constexpr int kLongString = 1024 * 1024;
@@ -98,42 +100,43 @@ class Utf8Text {
   String::Utf8Value text_;
 };
 
-/// Element `index` if it is a string; otherwise empty, with an exception on its way to JavaScript. Adds to
-/// `list_size` what the element takes, and throws when that is too much.
-std::optional<std::string> string_element(Isolate* isolate, const Local<Array>& array, std::uint32_t index,
-                                          std::size_t* list_size) {
-  const HandleScope scope(isolate);
-  const Local<Context> context = isolate->GetCurrentContext();
+/// Element `index` if it is a string; otherwise empty, with an exception on its way to JavaScript.
+std::optional<Local<String>> fetch_string(Isolate* isolate, const Local<Array>& array, std::uint32_t index) {
   Local<Value> element;
-  // Each element is fetched twice, once to test and once to take; a getter may answer differently, so both
-  // are tested.
-  for (int fetch = 0; fetch < 2; ++fetch) {
-    if (!array->Get(context, index).ToLocal(&element)) {
-      return std::nullopt;
-    }
-    if (!element->IsString()) {
-      throw_wrong_arguments(isolate);
-      return std::nullopt;
-    }
+  if (!array->Get(isolate->GetCurrentContext(), index).ToLocal(&element)) {
+    return std::nullopt;
   }
-  *list_size += kSizePerRecording + static_cast<std::size_t>(element.As<String>()->Length());
-  if (*list_size > kMaxPathListSize) {
-    throw std::length_error("The list of recordings is too long");
+  if (!element->IsString()) {
+    throw_wrong_arguments(isolate);
+    return std::nullopt;
   }
-  return Utf8Text(isolate, element).c_str();
+  return element.As<String>();
 }
 
 /// The array's strings; empty, with an exception on its way, when an element is not one.
 std::optional<std::vector<std::string>> string_list(Isolate* isolate, const Local<Array>& array) {
   std::vector<std::string> list;
-  std::size_t list_size = 0;
+  std::size_t held = 0;
   const std::uint32_t length = array->Length();
   for (std::uint32_t index = 0; index < length; ++index) {
-    std::optional<std::string> text = string_element(isolate, array, index, &list_size);
-    if (!text) {
+    const HandleScope scope(isolate);
+    // Fetched once to test and once to take; a getter may answer differently, so both are tested.
+    if (!fetch_string(isolate, array, index)) {
       return std::nullopt;
     }
-    list.push_back(std::move(*text));
+    if (held <= kLargestPathList) {
+      const std::optional<Local<String>> element = fetch_string(isolate, array, index);
+      if (!element) {
+        return std::nullopt;
+      }
+      list.emplace_back(Utf8Text(isolate, *element).c_str());
+      held += sizeof(vortena::Recording) + sizeof(std::string) + list.back().capacity();
+    } else if (index >= kMostTested) {
+      break;
+    }
+  }
+  if (held > kLargestPathList) {
+    throw std::length_error("The list of recordings is too long");
   }
   return list;
 }

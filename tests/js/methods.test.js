@@ -28,7 +28,8 @@ test('arguments: count first, then kinds in order, before any file is touched', 
     ['readConfig', Symbol('x')], ['readConfigDeviceId', { toString: () => 'x' }], ['writeConfig', 1, 'radio,1,1'],
     ['writeConfig', target, ['radio']], ['readAndSync2', 'x', folder], ['readAndSync2', ['x'], 1],
     ['readAndSync2', ['x', 'y', 1], folder], ['readAndSync2', [text], folder], ['readAndSync2', hostile, folder],
-    ['readAndSync2', new Array(2 ** 32 - 1), folder], ['readAndSync2', { length: 1, 0: 'x' }, folder],
+    ['readAndSync2', new Array(2 ** 32 - 1), folder], ['readAndSync2', [...Array(70000).fill('x'), 1], folder],
+    ['readAndSync2', { length: 1, 0: 'x' }, folder],
   ]) {
     assert.throws(() => addon[name](...args), { name: 'TypeError', message: 'Wrong arguments' });
   }

@@ -90,5 +90,44 @@ TEST(CsvExport, OddRatesAndTimes) {
   EXPECT_THAT(tenths.text(), EndsWith("\n0.80000,,\n0.90000,5.000,\n")) << "eight added tenths are less than 0.8";
 }
 
+/// A disk that is full after some bytes.
+struct FullDisk : std::stringbuf {
+  std::streamsize room;
+
+  explicit FullDisk(std::streamsize bytes) : room(bytes) {}
+  std::streamsize xsputn(const char* from, std::streamsize size) override {
+    room -= size;
+    return room < 0 ? throw std::ios_base::failure("full") : std::stringbuf::xsputn(from, size);
+  }
+};
+
+TEST(CsvExport, PiecesMakeTheWholeAndAFullDiskOrAWatchEndsIt) {
+  CsvCase c(100);
+  c.config.gyro = {.frequency = 50, .present = true};
+  c.config.event.present = true;
+  c.series(kGyroKey, 3, std::vector<double>(3 * 20000, 1.5)).series(kEventKey, 1, {4, 5, 6}, {0.5, 0.5, 300});
+  c.series(kQuaternionKey, 4, std::vector<double>(4 * 20000, 0.25));
+  std::ostringstream pieces;
+  CsvExport csv(pieces, c.config, c.sensors);
+  EXPECT_EQ(csv.rows_covered(3), 6U);
+  EXPECT_EQ(csv.rows_covered(20000), csv.rows());
+  for (std::uint64_t step = 1; csv.rows_written() < csv.rows(); step = step * 7 % 1013) {
+    csv.write_rows(csv.rows_written() + step);
+  }
+  csv.flush();
+  EXPECT_EQ(pieces.str(), c.text());
+
+  FullDisk disk(300000);
+  std::ostream out(&disk);
+  Watch watch;
+  EXPECT_TRUE(write_csv(out, c.config, c.sensors, &watch));
+  EXPECT_TRUE(out.bad());
+  EXPECT_LT(watch.done, 20000) << "nobody needs rows that are written nowhere";
+  watch.stop = 1;
+  EXPECT_FALSE(write_csv(pieces, c.config, c.sensors, &watch));
+  EXPECT_LT(watch.done, 20000);
+  EXPECT_EQ(watch.total, 20000);
+}
+
 }  // namespace
 }  // namespace vortena::testing
