@@ -1,9 +1,8 @@
-// One sample through the orientation filter.
+// One sample through the orientation filter: in a series as `read` has it, alone, and in nested loops.
 #include <benchmark/benchmark.h>
 
 #include <array>
-#include <cstdlib>
-#include <cstring>
+#include <cstddef>
 #include <vector>
 
 #include "simulator/simulated_recording.h"
@@ -12,26 +11,33 @@
 
 namespace {
 
-struct Sample {
-  std::array<float, 3> accel;
-  std::array<float, 3> gyro;
-};
+constexpr std::size_t kSamples = 6000;
 
-std::vector<Sample> simulated_samples() {
-  const vortena::simulator::SimulationPlan plan;
-  std::vector<Sample> samples;
-  for (int i = 0; i < 6000; ++i) {
-    const auto s = vortena::simulator::true_sample(plan, i / 200.0);
-    samples.push_back({});
-    for (std::size_t k = 0; k < 3; ++k) {
-      samples.back().accel[k] = static_cast<float>(s.accel_g[k]);
-      samples.back().gyro[k] = static_cast<float>(s.gyro_deg_s[k]);
+/// By axis, as recordings hold them.
+struct Motion {
+  std::vector<double> accel = std::vector<double>(3 * kSamples);
+  std::vector<double> gyro = std::vector<double>(3 * kSamples);
+
+  Motion() {
+    const vortena::simulator::SimulationPlan plan;
+    for (std::size_t i = 0; i < kSamples; ++i) {
+      const auto s = vortena::simulator::true_sample(plan, static_cast<double>(i) / 200);
+      for (std::size_t k = 0; k < 3; ++k) {
+        accel[k * kSamples + i] = s.accel_g[k];
+        gyro[k * kSamples + i] = s.gyro_deg_s[k];
+      }
     }
   }
-  return samples;
+};
+
+std::array<float, 3> triple(const std::vector<double>& axes, std::size_t i) {
+  return {static_cast<float>(axes[i]), static_cast<float>(axes[kSamples + i]),
+          static_cast<float>(axes[2 * kSamples + i])};
 }
 
-tracker_state started_tracker(const oracle::NestedLoopFilter& like) {
+/// Started, with the settings of recordings.
+tracker_state started_tracker() {
+  const oracle::NestedLoopFilter like(200);
   tracker_state state;
   init_tracker(&state, 200, 0);
   set_motionless_thresh(&state, like.thresholds.data());
@@ -40,43 +46,47 @@ tracker_state started_tracker(const oracle::NestedLoopFilter& like) {
   return state;
 }
 
-/// Ends the benchmark if the two filters differ in a single bit.
-void require_equal_bits(const std::vector<Sample>& samples) {
-  oracle::NestedLoopFilter nested(200);
-  tracker_state state = started_tracker(nested);
-  for (const Sample& s : samples) {
-    std::array<float, 3> gyro = s.gyro;
-    call_ekf_quaternion(&state, gyro.data(), s.accel.data(), nullptr);
-    nested.feed(s.accel.data(), s.gyro.data());
-    if (std::memcmp(state.q, nested.q.data(), sizeof state.q) != 0) {
-      std::abort();
-    }
+/// Each of these takes the whole motion through a filter; the time is that of one sample.
+template <typename Filter>
+void run_filter(benchmark::State& run, Filter filter) {
+  const Motion motion;
+  while (run.KeepRunningBatch(kSamples)) {
+    filter(motion);
   }
 }
 
 void filter_library(benchmark::State& run) {
-  const std::vector<Sample> samples = simulated_samples();
-  require_equal_bits(samples);
-  tracker_state state = started_tracker(oracle::NestedLoopFilter(200));
-  std::size_t i = 0;
-  for (auto _ : run) {
-    std::array<float, 3> gyro = samples[i].gyro;
-    call_ekf_quaternion(&state, gyro.data(), samples[i].accel.data(), nullptr);
-    i = i + 1 == samples.size() ? 0 : i + 1;
-  }
-  benchmark::DoNotOptimize(state);
+  tracker_state state = started_tracker();
+  std::vector<double> quaternion(4 * kSamples);
+  run_filter(run, [&](const Motion& motion) {
+    const tracker_series series{motion.accel.data(), motion.gyro.data(), quaternion.data(), kSamples};
+    run_tracker_series(&state, &series, 0, kSamples);
+    benchmark::DoNotOptimize(quaternion.data());
+  });
 }
 BENCHMARK(filter_library);
 
+void filter_single_samples(benchmark::State& run) {
+  tracker_state state = started_tracker();
+  run_filter(run, [&](const Motion& motion) {
+    std::array<float, 7> output;
+    for (std::size_t i = 0; i < kSamples; ++i) {
+      add_to_tracker_buffer(&state, triple(motion.accel, i).data(), triple(motion.gyro, i).data(), nullptr);
+      run_tracker(&state, output.data());
+      benchmark::DoNotOptimize(output);
+    }
+  });
+}
+BENCHMARK(filter_single_samples);
+
 void filter_nested_loops(benchmark::State& run) {
-  const std::vector<Sample> samples = simulated_samples();
   oracle::NestedLoopFilter filter(200);
-  std::size_t i = 0;
-  for (auto _ : run) {
-    filter.feed(samples[i].accel.data(), samples[i].gyro.data());
-    i = i + 1 == samples.size() ? 0 : i + 1;
-  }
-  benchmark::DoNotOptimize(filter);
+  run_filter(run, [&](const Motion& motion) {
+    for (std::size_t i = 0; i < kSamples; ++i) {
+      filter.feed(triple(motion.accel, i).data(), triple(motion.gyro, i).data());
+      benchmark::DoNotOptimize(filter.q);
+    }
+  });
 }
 BENCHMARK(filter_nested_loops);
 

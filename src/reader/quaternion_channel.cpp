@@ -1,4 +1,4 @@
-// Feeds recordings to the tracker, one sample pushed and one result pulled at a time.
+// Feeds recordings to the tracker, piece by piece.
 #include "reader/quaternion_channel.h"
 
 #include <algorithm>
@@ -12,6 +12,7 @@ namespace {
 
 constexpr std::size_t kAxes = 3;
 constexpr std::size_t kComponents = 4;
+constexpr std::size_t kSamplesPerPiece = 4096;
 
 // The tracker's settings for recordings of worn units. The accelerometer noise far above the sensor's own
 // keeps the correction gentle: it takes minutes, not seconds, to pull the tilt towards the measured gravity.
@@ -45,31 +46,19 @@ const kiv_DataSensor* find_input(const SensorMap& sensors, ChannelKey key) {
   return series != nullptr && series->axisCount == kAxes ? series : nullptr;
 }
 
-/// Sample i, its axes `stride` values apart.
-std::array<float, kAxes> triple(const kiv_DataSensor& series, std::size_t i, std::size_t stride) {
-  return {static_cast<float>(series.values[i]), static_cast<float>(series.values[stride + i]),
-          static_cast<float>(series.values[2 * stride + i])};
-}
-
-void store(kiv_DataSensor& quaternion, std::size_t i, const std::array<float, kComponents>& components) {
-  for (std::size_t k = 0; k < kComponents; ++k) {
-    quaternion.values[k * quaternion.sampleCount + i] = components[k];
-  }
-}
-
 void track(const kiv_DataSensor& accel, const kiv_DataSensor& gyro, std::int32_t rate, kiv_DataSensor& quaternion) {
   const std::size_t n = quaternion.sampleCount;
   const std::unique_ptr<tracker_state> tracker = make_tracker(rate);
-  std::array<float, 7> output{};
-  for (std::size_t i = 0; i + 1 < n; ++i) {
-    // The common length is the stride of both inputs on purpose; of a longer series, the second and third
-    // axis are read from shifted positions.
-    add_to_tracker_buffer(tracker.get(), triple(accel, i, n).data(), triple(gyro, i, n).data(), nullptr);
-    const bool has_orientation = (run_tracker(tracker.get(), output.data()) | 2) == 3;
-    store(quaternion, i,
-          has_orientation ? std::array{output[0], output[1], output[2], output[3]} : std::array<float, kComponents>{});
+  // The common length is the stride of both inputs on purpose; of a longer series, the second and third
+  // axis are read from shifted positions.
+  const tracker_series series{accel.values.data(), gyro.values.data(), quaternion.values.data(), n};
+  const std::size_t last = n - 1;
+  for (std::size_t first = 0; first < last; first += kSamplesPerPiece) {
+    run_tracker_series(tracker.get(), &series, first, std::min(kSamplesPerPiece, last - first));
   }
-  store(quaternion, n - 1, {});  // the last sample never gets an orientation
+  for (std::size_t k = 0; k < kComponents; ++k) {
+    quaternion.values[k * n + last] = 0.0;  // the last sample never gets an orientation
+  }
 }
 
 }  // namespace

@@ -5,19 +5,19 @@
 #include "tracker/rows.h"
 #include "tracker/tracker.h"
 
-using tracker::load;
-using tracker::normalised;
-using tracker::Row;
-using tracker::store;
+using vortena::tracker::load;
+using vortena::tracker::normalised;
+using vortena::tracker::Row;
+using vortena::tracker::store;
 
 void quaternion_product(const float a[4], const float b[4], float out[4]) {
-  store(normalised(tracker::hamilton_product(load(a), load(b))), out);
+  store(normalised(vortena::tracker::hamilton_product(load(a), load(b))), out);
 }
 
 void get_conjugate(const float q[4], float out[4]) {
   // Over the norm, not the squared norm: for other than unit quaternions this is not the inverse, and is
   // meant so.
-  store(normalised(tracker::conjugate(load(q))), out);
+  store(normalised(vortena::tracker::conjugate(load(q))), out);
 }
 
 void normalize_quaternion(float v[4], int32_t n) {
@@ -31,8 +31,8 @@ void normalize_quaternion(float v[4], int32_t n) {
 }
 
 void quaternion_rotate_vector(const float v[3], const float q[4], float out[3]) {
-  const Row turned = tracker::rotated_direction(load(q), Row{0.0F, v[0], v[1], v[2]});
-  const float length = tracker::norm<3>(Row{v[0], v[1], v[2], 0.0F});
+  const Row turned = vortena::tracker::rotated_direction(load(q), Row{0.0F, v[0], v[1], v[2]});
+  const float length = vortena::tracker::norm<3>(Row{v[0], v[1], v[2], 0.0F});
   for (int i = 0; i < 3; ++i) {
     out[i] = length * turned[1 + i];
   }

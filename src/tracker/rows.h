@@ -9,7 +9,7 @@
 #include <cstddef>
 #include <cstring>
 
-namespace tracker {
+namespace vortena::tracker {
 
 static_assert(FLT_EVAL_METHOD == 0, "excess precision would change the digits");
 
@@ -31,6 +31,17 @@ inline Row load(const float* from) {
 
 inline void store(Row row, float* to) {
   std::memcpy(to, &row, sizeof row);
+}
+
+/// Three elements and a zero.
+inline Row vector3(const float v[3]) {
+  return Row{v[0], v[1], v[2], 0.0F};
+}
+
+inline void store3(Row v, float out[3]) {
+  for (int i = 0; i < 3; ++i) {
+    out[i] = v[i];
+  }
 }
 
 inline Row broadcast(float value) {
@@ -169,15 +180,21 @@ inline Rows<N> diagonal(float value) {
   return D;
 }
 
-/// Euclidean norm of the first N lanes, squares summed in ascending order.
+/// Sum of the squares of the first N lanes, in ascending order.
 template <std::size_t N>
-inline float norm(Row v) {
+inline float squared_norm(Row v) {
   const Row squares = v * v;
   float sum = squares[0];
   for (std::size_t i = 1; i < N; ++i) {
     sum += squares[i];
   }
-  return std::sqrt(sum);
+  return sum;
+}
+
+/// Euclidean norm of the first N lanes.
+template <std::size_t N>
+inline float norm(Row v) {
+  return std::sqrt(squared_norm<N>(v));
 }
 
 /// v over its norm, or v itself when that is zero.
@@ -230,4 +247,4 @@ inline Rows<3> inverse(Rows<3> A) {
   return right;
 }
 
-}  // namespace tracker
+}  // namespace vortena::tracker

@@ -2,7 +2,8 @@
 #include <gmock/gmock.h>
 
 #include <bit>
-#include <cstring>
+#include <limits>
+#include <vector>
 
 #include "tests/oracle/nested_loop_filter.h"
 #include "tests/support/tracked_unit.h"
@@ -126,20 +127,121 @@ TEST(Orientation, FollowsASecondImplementationOnRandomMotion) {
   }
 }
 
-TEST(Orientation, BitsAreThoseOfNestedLoops) {
-  oracle::NestedLoopFilter nested(kRate);
-  nested.R = {9, 1, 2, 3, 8, 4, 5, 6, 7};  // no two alike, so that none can stand for another
-  TrackedUnit unit;
-  set_motionless_thresh(&unit.state, nested.thresholds.data());
-  set_imu_quaternion_observation_noise_cov_matrix(&unit.state, nested.R.data(), nested.R.data());
-  unit.state.initialised = 1;
-  Wander wander;
-  for (int i = 0; i < 20000; ++i) {
-    wander.step();
-    const Vec3 accel = wander.accel();
-    unit.feed(accel, wander.rate);
-    nested.feed(narrow(accel).data(), narrow(wander.rate).data());
-    ASSERT_EQ(std::memcmp(unit.state.q, nested.q.data(), sizeof nested.q), 0) << i;
+/// A series, by axis, and three ways through the tracker: as a series, sample by sample, and in nested loops.
+struct Roads {
+  static constexpr std::size_t kSamples = 3000;
+  TrackedUnit pieces, singles;
+  oracle::NestedLoopFilter nested{kRate};
+  std::array<std::vector<double>, 2> axes;  // accelerometer, gyroscope
+  std::vector<double> quaternion = std::vector<double>(4 * kSamples, 7);
+
+  explicit Roads(std::array<float, 3> thresholds) {
+    nested.thresholds = thresholds;
+    nested.R = {9, 1, 2, 3, 8, 4, 5, 6, 7};  // no two alike, so that none can stand for another
+    std::iota(nested.Q.begin(), nested.Q.end(), 1.0F);
+    for (TrackedUnit* unit : {&pieces, &singles}) {
+      set_motionless_thresh(&unit->state, thresholds.data());
+      set_quaternion_process_noise_cov_matrix(&unit->state, nested.Q.data());
+      set_imu_quaternion_observation_noise_cov_matrix(&unit->state, nested.R.data(), nested.R.data());
+    }
+    Wander wander;
+    axes.fill(std::vector<double>(3 * kSamples));
+    for (std::size_t i = 0; i < kSamples; ++i) {
+      wander.step();
+      const Vec3 accel = wander.accel();
+      for (std::size_t k = 0; k < 3; ++k) {
+        axes[0][k * kSamples + i] = accel[k];
+        axes[1][k * kSamples + i] = wander.rate[k];
+      }
+    }
+  }
+
+  Vec3 sample(std::size_t sensor, std::size_t i) {
+    return {axes[sensor][i], axes[sensor][kSamples + i], axes[sensor][2 * kSamples + i]};
+  }
+  void run_pieces(std::size_t first, std::size_t end) {
+    const tracker_series series{axes[0].data(), axes[1].data(), quaternion.data(), kSamples};
+    const std::size_t lengths[] = {9, 1, 2, 601};
+    for (std::size_t k = 0, length = 0; first < end; first += length, ++k) {
+      length = std::min(lengths[k % 4], end - first);
+      run_tracker_series(&pieces.state, &series, first, length);
+    }
+  }
+  Quat next_single(std::size_t i) { return singles.feed(sample(0, i), sample(1, i)) == 2 ? Quat{} : singles.q(); }
+  std::array<float, 4> next_nested(std::size_t i) {
+    nested.feed(narrow(sample(0, i)).data(), narrow(sample(1, i)).data());
+    return nested.q;
+  }
+  Quat of_pieces(std::size_t i) {
+    return {quaternion[i], quaternion[kSamples + i], quaternion[2 * kSamples + i], quaternion[3 * kSamples + i]};
+  }
+};
+
+/// Equal to the bit; of what is no number, only that it is none.
+MATCHER(HasSameBits, "") {
+  const auto& [a, b] = arg;
+  return (a == b && std::signbit(a) == std::signbit(b)) || (std::isnan(a) && std::isnan(b));
+}
+
+void expect_same_state(const tracker_state& a, const tracker_state& b) {
+  EXPECT_THAT(a.q, Pointwise(HasSameBits(), b.q));
+  EXPECT_THAT(std::vector(a.P[0], a.P[0] + 24), Pointwise(HasSameBits(), std::vector(b.P[0], b.P[0] + 24)));
+  EXPECT_THAT(a.linear_accel, Pointwise(HasSameBits(), b.linear_accel));
+  EXPECT_THAT(a.position_state, Pointwise(HasSameBits(), b.position_state));
+  EXPECT_THAT(std::array{a.accel_norm}, Pointwise(HasSameBits(), std::array{b.accel_norm}));
+  EXPECT_EQ(a.moving, b.moving);
+}
+
+TEST(Orientation, SeriesSinglesAndNestedLoopsGiveTheSameBits) {
+  constexpr double kInf = std::numeric_limits<double>::infinity();
+  const std::array<float, 3> thresholds[] = {
+      {1.05F, 0.1F, 15}, {1.0005F, 0.1F, 15}, {0.99F, 0.1F, 15}, {0.03F, 10, 1e9F}, {1e10F, 1e20F, 1e20F}};
+  for (const auto& limits : thresholds) {
+    for (const double spoiled : {1.0, 0.0, 1e-30, 1e-42, 1e12, 1e18, 1e25, kInf, std::nan("")}) {
+      Roads roads(limits);
+      roads.pieces.state.initialised = roads.singles.state.initialised = 1;
+      for (std::size_t i = 2500; i < Roads::kSamples; i += 97) {
+        roads.axes[i % 2][i % 3 * Roads::kSamples + i] *= spoiled;
+      }
+      roads.run_pieces(0, Roads::kSamples);
+      for (std::size_t i = 0; i < Roads::kSamples; ++i) {
+        const Quat single = roads.next_single(i);
+        ASSERT_THAT(roads.next_nested(i), Pointwise(HasSameBits(), single)) << limits[0] << ' ' << spoiled << ' ' << i;
+        ASSERT_THAT(roads.of_pieces(i), Pointwise(HasSameBits(), single)) << limits[0] << ' ' << spoiled << ' ' << i;
+      }
+      expect_same_state(roads.pieces.state, roads.singles.state);
+    }
+  }
+}
+
+TEST(Orientation, SeriesTakeUpTheRecordAsItIs) {
+  void (*const changes[])(TrackedUnit&) = {
+      [](TrackedUnit& u) {
+        reset_orientation(&u.state, std::array{0.0F, 0.6F, 0.0F, 0.8F}.data());
+        u.state.linear_accel[0] = 5;  // outlives the sample that the reset takes
+      },
+      [](TrackedUnit& u) {
+        std::ranges::copy(narrow(u.q() * Quat{0, 1, 0, 0}), u.state.q);
+      },
+      [](TrackedUnit& u) { u.state.axis_sign[2] = -1; },
+      [](TrackedUnit& u) { std::swap(u.state.axis_map[0], u.state.axis_map[4]); },
+      [](TrackedUnit& u) { u.state.position_enabled = 1; },
+      [](TrackedUnit& u) { u.state.linear_accel[0] = 2; },
+      [](TrackedUnit& u) { std::ranges::fill(u.state.q, 2e-23F); },
+      [](TrackedUnit& u) { std::ranges::fill(u.state.q, NAN); },
+      [](TrackedUnit& u) { u.state.initialised = u.state.still_count = 0; },
+  };
+  for (const auto& change : changes) {
+    Roads roads({1.05F, 0.1F, 15});
+    for (std::size_t first = 0; first < Roads::kSamples; first += 1500) {
+      roads.run_pieces(first, first + 1500);
+      for (std::size_t i = first; i < first + 1500; ++i) {
+        ASSERT_THAT(roads.of_pieces(i), Pointwise(HasSameBits(), roads.next_single(i))) << i;
+      }
+      expect_same_state(roads.pieces.state, roads.singles.state);
+      change(roads.pieces);
+      change(roads.singles);
+    }
   }
 }
 
