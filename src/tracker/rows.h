@@ -7,7 +7,12 @@
 #include <cfloat>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
+
+#if !defined(__GNUC__) && !defined(__clang__)
+#error "the tracker needs the vector types of GCC or clang"
+#endif
 
 namespace vortena::tracker {
 
@@ -48,10 +53,21 @@ inline Row broadcast(float value) {
   return Row{value, value, value, value};
 }
 
+/// Four lanes of a (0 to 3) and b (4 to 7).
+template <int I, int J, int K, int L>
+inline Row pick(Row a, Row b) {
+#if __has_builtin(__builtin_shufflevector)
+  return __builtin_shufflevector(a, b, I, J, K, L);
+#else
+  using Lanes __attribute__((vector_size(sizeof(Row)))) = std::int32_t;
+  return __builtin_shuffle(a, b, Lanes{I, J, K, L});  // GCC before 12
+#endif
+}
+
 /// Lane K in every lane.
 template <int K>
 inline Row splat(Row v) {
-  return __builtin_shufflevector(v, v, K, K, K, K);
+  return pick<K, K, K, K>(v, v);
 }
 
 /// The leading N x 4 of an array whose rows may be longer.
@@ -132,11 +148,10 @@ inline Factors<Cols, N> transpose(const Factors<N, Cols>& A) {
 
 /// The transpose of four rows, or of three with zeros for the fourth.
 inline Rows<4> transpose(Row a, Row b, Row c, Row d) {
-  const Row ab_low = __builtin_shufflevector(a, b, 0, 4, 1, 5), ab_high = __builtin_shufflevector(a, b, 2, 6, 3, 7);
-  const Row cd_low = __builtin_shufflevector(c, d, 0, 4, 1, 5), cd_high = __builtin_shufflevector(c, d, 2, 6, 3, 7);
-  return {{__builtin_shufflevector(ab_low, cd_low, 0, 1, 4, 5), __builtin_shufflevector(ab_low, cd_low, 2, 3, 6, 7),
-           __builtin_shufflevector(ab_high, cd_high, 0, 1, 4, 5),
-           __builtin_shufflevector(ab_high, cd_high, 2, 3, 6, 7)}};
+  const Row ab_low = pick<0, 4, 1, 5>(a, b), ab_high = pick<2, 6, 3, 7>(a, b);
+  const Row cd_low = pick<0, 4, 1, 5>(c, d), cd_high = pick<2, 6, 3, 7>(c, d);
+  return {{pick<0, 1, 4, 5>(ab_low, cd_low), pick<2, 3, 6, 7>(ab_low, cd_low), pick<0, 1, 4, 5>(ab_high, cd_high),
+           pick<2, 3, 6, 7>(ab_high, cd_high)}};
 }
 
 inline Rows<4> transpose(const Rows<4>& A) {
@@ -205,9 +220,9 @@ inline Row normalised(Row v) {
 
 /// Hamilton product a b of quaternions (w, x, y, z).
 inline Row hamilton_product(Row a, Row b) {
-  const Row by_x = __builtin_shufflevector(b, b, 1, 0, 3, 2) * Row{-1, 1, -1, 1};
-  const Row by_y = __builtin_shufflevector(b, b, 2, 3, 0, 1) * Row{-1, 1, 1, -1};
-  const Row by_z = __builtin_shufflevector(b, b, 3, 2, 1, 0) * Row{-1, -1, 1, 1};
+  const Row by_x = pick<1, 0, 3, 2>(b, b) * Row{-1, 1, -1, 1};
+  const Row by_y = pick<2, 3, 0, 1>(b, b) * Row{-1, 1, 1, -1};
+  const Row by_z = pick<3, 2, 1, 0>(b, b) * Row{-1, -1, 1, 1};
   return splat<0>(a) * b + splat<1>(a) * by_x + splat<2>(a) * by_y + splat<3>(a) * by_z;
 }
 
