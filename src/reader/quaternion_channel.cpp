@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t kAxes = 3;
 constexpr std::size_t kComponents = 4;
-constexpr std::size_t kSamplesPerPiece = 4096;
+constexpr std::uint64_t kSamplesPerPiece = 4096;
 
 // The tracker's settings for recordings of worn units. The accelerometer noise far above the sensor's own
 // keeps the correction gentle: it takes minutes, not seconds, to pull the tilt towards the measured gravity.
@@ -46,41 +46,71 @@ const kiv_DataSensor* find_input(const SensorMap& sensors, ChannelKey key) {
   return series != nullptr && series->axisCount == kAxes ? series : nullptr;
 }
 
-void track(const kiv_DataSensor& accel, const kiv_DataSensor& gyro, std::int32_t rate, kiv_DataSensor& quaternion) {
-  const std::size_t n = quaternion.sampleCount;
-  const std::unique_ptr<tracker_state> tracker = make_tracker(rate);
-  // The common length is the stride of both inputs on purpose; of a longer series, the second and third
-  // axis are read from shifted positions.
-  const tracker_series series{accel.values.data(), gyro.values.data(), quaternion.values.data(), n};
-  const std::size_t last = n - 1;
-  for (std::size_t first = 0; first < last; first += kSamplesPerPiece) {
-    run_tracker_series(tracker.get(), &series, first, std::min(kSamplesPerPiece, last - first));
+/// Tells a reader of `ready` that so many samples stand.
+void publish(std::atomic<std::uint64_t>* ready, std::uint64_t count) {
+  if (ready != nullptr) {
+    ready->store(count, std::memory_order_release);
   }
-  for (std::size_t k = 0; k < kComponents; ++k) {
-    quaternion.values[k * n + last] = 0.0;  // the last sample never gets an orientation
+}
+
+OrientationProblem problem_of(const kiv_Config& config, const SensorMap& sensors) {
+  if (find_input(sensors, kAccelKey) == nullptr) {
+    return OrientationProblem::kNoAccelerometer;
   }
+  if (find_input(sensors, kGyroKey) == nullptr) {
+    return OrientationProblem::kNoGyroscope;
+  }
+  const bool rates_agree = config.accel.frequency == config.gyro.frequency;
+  return rates_agree ? OrientationProblem::kNone : OrientationProblem::kDifferentRates;
 }
 
 }  // namespace
 
-bool kiv_computeQuaternion(kiv_Config* config, SensorMap* sensors) {
-  if (config == nullptr || sensors == nullptr) {
-    return false;
+OrientationProblem prepare_orientation(const kiv_Config& config, SensorMap* sensors) {
+  const OrientationProblem problem = problem_of(config, *sensors);
+  if (problem != OrientationProblem::kNone) {
+    return problem;
   }
+  const kiv_DataSensor& accel = sensors->at(kAccelKey);
+  const std::uint64_t n = std::min(accel.sampleCount, sensors->at(kGyroKey).sampleCount);
   // Insertion into the map leaves its elements where they are.
-  const kiv_DataSensor* const accel = find_input(*sensors, kAccelKey);
-  const kiv_DataSensor* const gyro = find_input(*sensors, kGyroKey);
-  if (accel == nullptr || gyro == nullptr || config->accel.frequency != config->gyro.frequency) {
-    return false;
-  }
-  const std::size_t n = std::min(accel->sampleCount, gyro->sampleCount);
   kiv_DataSensor& quaternion = sensors->try_emplace(kQuaternionKey, kComponents, n).first->second;
   if (!quaternion.has_shape(kComponents, n)) {
-    return false;
+    return OrientationProblem::kNoRoom;
   }
-  std::copy_n(accel->timestamps.begin(), n, quaternion.timestamps.begin());
-  track(*accel, *gyro, config->accel.frequency, quaternion);
-  return true;
+  std::copy_n(accel.timestamps.begin(), n, quaternion.timestamps.begin());
+  return OrientationProblem::kNone;
+}
+
+OrientationProblem fill_orientation(const kiv_Config& config, SensorMap* sensors, Watch* watch,
+                                    std::atomic<std::uint64_t>* ready) {
+  kiv_DataSensor& quaternion = sensors->at(kQuaternionKey);
+  const std::uint64_t n = quaternion.sampleCount;
+  const std::unique_ptr<tracker_state> tracker = make_tracker(config.accel.frequency);
+  // The common length is the stride of both inputs on purpose; of a longer series, the second and third
+  // axis are read from shifted positions.
+  const tracker_series series{sensors->at(kAccelKey).values.data(), sensors->at(kGyroKey).values.data(),
+                              quaternion.values.data(), n};
+  for (std::size_t k = 0; k < kComponents; ++k) {
+    quaternion.values[k * n + n - 1] = 0.0;  // the last sample never gets an orientation
+  }
+  begin_stage(watch, Stage::kOrientation, n);
+  for (std::uint64_t first = 0; first < n - 1; first += kSamplesPerPiece) {
+    if (!goes_on(watch, first)) {
+      return OrientationProblem::kStopped;
+    }
+    run_tracker_series(tracker.get(), &series, static_cast<std::size_t>(first),
+                       static_cast<std::size_t>(std::min(kSamplesPerPiece, n - 1 - first)));
+    publish(ready, first + kSamplesPerPiece);
+  }
+  publish(ready, n);
+  return OrientationProblem::kNone;
+}
+
+bool kiv_computeQuaternion(kiv_Config* config, SensorMap* sensors) {
+  return config != nullptr && sensors != nullptr &&
+         prepare_orientation(*config, sensors) == OrientationProblem::kNone &&
+         fill_orientation(*config, sensors) == OrientationProblem::kNone;
 }
 
 }  // namespace vortena

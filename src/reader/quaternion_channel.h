@@ -1,15 +1,37 @@
 // The orientation channel: accelerometer and gyroscope series through the orientation tracker.
 #pragma once
 
+#include <atomic>
+#include <cstdint>
+
 #include "reader/recording_model.h"
+#include "reader/watch.h"
 
 namespace vortena {
 
-/// Adds the orientation of every sample under kQuaternionKey: 4 axes, W X Y Z, body to earth with z up, and
-/// the accelerometer's time stamps. Samples before the tracker found its motionless start, and always the
-/// last one, are four zeros. An entry that already stands under the key with the same shape is overwritten in
-/// place. Returns false, with the map unchanged, when an argument is null, a series is missing, empty or not
-/// of 3 axes, the two sampling frequencies differ, or an entry of another shape stands under the key.
+/// Why a recording has no orientation.
+enum class OrientationProblem : std::uint8_t {
+  kNone,
+  kNoAccelerometer,  ///< no series of three axes with samples
+  kNoGyroscope,
+  kDifferentRates,  ///< the header gives the two sensors different sampling frequencies
+  kNoRoom,          ///< an entry of another shape stands under the key
+  kStopped,         ///< its watch wanted it to stop
+};
+
+/// Makes the entry under kQuaternionKey that fill_orientation() fills: 4 axes, W X Y Z, as many samples as the shorter
+/// of the two inputs, and the accelerometer's time stamps. An entry that already stands there with the same shape is
+/// taken. After a problem the map is unchanged.
+OrientationProblem prepare_orientation(const kiv_Config& config, SensorMap* sensors);
+
+/// Fills the entry that prepare_orientation() made: body to earth with z up. Samples before the tracker found its
+/// motionless start, and always the last one, are four zeros. No other entry of the map is touched. `ready`, where
+/// given, counts the samples that stand, so that another thread may use them while more are computed. kNone or
+/// kStopped.
+OrientationProblem fill_orientation(const kiv_Config& config, SensorMap* sensors, Watch* watch = nullptr,
+                                    std::atomic<std::uint64_t>* ready = nullptr);
+
+/// Both. False, with the map unchanged, for a null argument and for every problem.
 bool kiv_computeQuaternion(kiv_Config* config, SensorMap* sensors);
 
 }  // namespace vortena

@@ -55,6 +55,21 @@ TEST(QuaternionChannel, NeedsBothSensorsAtOneRateAndAnEntryOfItsShape) {
   EXPECT_FALSE(kiv_computeQuaternion(&input.config, nullptr) || kiv_computeQuaternion(nullptr, &input.sensors));
 }
 
+TEST(QuaternionChannel, TellsHowFarItIsAndStops) {
+  Input input(20000, 20000);
+  ASSERT_EQ(prepare_orientation(input.config, &input.sensors), OrientationProblem::kNone);
+  Watch watch;
+  std::atomic<std::uint64_t> ready = 0;
+  watch.stop = 1;
+  EXPECT_EQ(fill_orientation(input.config, &input.sensors, &watch, &ready), OrientationProblem::kStopped);
+  EXPECT_EQ(ready, 0U);
+  watch.stop = 0;
+  EXPECT_EQ(fill_orientation(input.config, &input.sensors, &watch, &ready), OrientationProblem::kNone);
+  EXPECT_EQ(ready, 20000U);
+  EXPECT_EQ(watch.total, 20000);
+  EXPECT_GT(watch.done, 10000);
+}
+
 TEST(QuaternionChannel, IsZeroBeforeTheStartAndInTheLastSample) {
   for (const std::size_t n : {1U, 9U}) {
     Input input(n, n);
