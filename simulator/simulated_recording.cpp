@@ -1,26 +1,20 @@
 #include "simulator/simulated_recording.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
+#include <numbers>
+#include <random>
 
 namespace vortena::simulator {
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
-constexpr double kDegreesPerRadian = 180.0 / kPi;
+constexpr double kDegreesPerRadian = 180.0 / std::numbers::pi;
+constexpr double kStandardGravity = 9.80665;  // m/s^2
 constexpr double kAccelRange = 16;
 constexpr double kGyroRange = 2000;
 constexpr double kCounts = 32768;
-
-/// Angle and rate of a swing that sets out from rest: amplitude (1 - cos(2 pi f t)).
-struct Swing {
-  double angle, rate;
-};
-
-Swing swing(double amplitude, double frequency_hz, double t) {
-  const double w = 2 * kPi * frequency_hz;
-  return {amplitude * (1 - std::cos(w * t)), amplitude * w * std::sin(w * t)};
-}
+constexpr auto kStartDate = std::chrono::sys_days{std::chrono::May / 17 / 2024} + std::chrono::minutes{9 * 60 + 5};
 
 /// Half-angle product of rotations about z, y, x: body to earth.
 std::array<double, 4> attitude_of(double roll, double pitch, double yaw) {
@@ -39,15 +33,108 @@ Axes to_counts(const std::array<double, 3>& values, double range) {
   return counts;
 }
 
-BlockArray header_block(const SimulationPlan& plan) {
+BodyMotion motion_of(const SimulationPlan& plan, double t) {
+  return plan.motion == Motion::kSwing ? swing_motion(t) : gait_motion(plan.place, t, plan.walk_seconds);
+}
+
+/// What an accelerometer of this attitude measures while its velocity, in the earth frame, changes.
+std::array<double, 3> specific_force(const BodyMotion& motion) {
+  const double sr = std::sin(motion.roll.value), cr = std::cos(motion.roll.value);
+  const double sp = std::sin(motion.pitch.value), cp = std::cos(motion.pitch.value);
+  const double sy = std::sin(motion.yaw.value), cy = std::cos(motion.yaw.value);
+  const double x = motion.velocity[0].rate / kStandardGravity, y = motion.velocity[1].rate / kStandardGravity;
+  const double up = 1 + motion.velocity[2].rate / kStandardGravity;
+  return {cp * cy * x + cp * sy * y - sp * up,
+          (sr * sp * cy - cr * sy) * x + (sr * sp * sy + cr * cy) * y + cp * sr * up,
+          (cr * sp * cy + sr * sy) * x + (cr * sp * sy - sr * cy) * y + cp * cr * up};
+}
+
+std::array<double, 3> body_rates_deg_s(const BodyMotion& motion) {
+  const double sr = std::sin(motion.roll.value), cr = std::cos(motion.roll.value);
+  const double sp = std::sin(motion.pitch.value), cp = std::cos(motion.pitch.value);
+  const double roll = motion.roll.rate, pitch = motion.pitch.rate, yaw = motion.yaw.rate;
+  return {(roll - yaw * sp) * kDegreesPerRadian, (pitch * cr + yaw * cp * sr) * kDegreesPerRadian,
+          (-pitch * sr + yaw * cp * cr) * kDegreesPerRadian};
+}
+
+/// White noise of standard deviation 1: the same numbers on every platform, unlike the standard's distributions.
+class Noise {
+ public:
+  explicit Noise(std::uint32_t seed) : engine_(seed) {}
+
+  std::array<double, 3> added_to(const std::array<double, 3>& values, double deviation) {
+    std::array<double, 3> noisy = values;
+    for (double& value : noisy) {
+      value += deviation == 0 ? 0 : deviation * normal();
+    }
+    return noisy;
+  }
+
+ private:
+  /// A sum of twelve even numbers from 0 to 1 has the variance 1 and the mean 6.
+  double normal() {
+    double sum = -6;
+    for (int i = 0; i < 12; ++i) {
+      sum += (static_cast<double>(engine_()) + 0.5) / 4294967296.0;
+    }
+    return sum;
+  }
+
+  std::mt19937 engine_;
+};
+
+std::array<double, 3> biased(const std::array<double, 3>& rates, const std::array<double, 3>& bias) {
+  return {rates[0] + bias[0], rates[1] + bias[1], rates[2] + bias[2]};
+}
+
+void add_date(HeaderBuilder& builder, int frame_id, double seconds) {
+  using namespace std::chrono;
+  const auto date = kStartDate + std::chrono::seconds(std::lround(seconds));
+  const year_month_day day(floor<days>(date));
+  const hh_mm_ss time(date - floor<days>(date));
+  const auto byte = [](auto count) { return static_cast<std::uint8_t>(count); };
+  builder.date(frame_id,
+               {byte(time.seconds().count()), byte(time.minutes().count()), byte(time.hours().count()),
+                byte(unsigned{day.day()}), byte(unsigned{day.month()})},
+               int{day.year()});
+}
+
+BlockArray header_at(std::size_t position, const SimulationPlan& plan) {
   const int slow_hz = plan.rate_hz / plan.slow_every;
-  HeaderBuilder builder = header().device(plan.device_id, 2, 5).firmware(3, 1, 4).time_base(plan.rate_hz);
-  builder.date(0, {0, 5, 9, 17, 5}, 2024).date(6, {30, 35, 9, 17, 5}, 2024).accel(plan.rate_hz).gyro(plan.rate_hz);
-  builder.baro(slow_hz).event(slow_hz);
+  HeaderBuilder builder = header(position).device(plan.device_id, 2, 5).firmware(3, 1, 4).time_base(plan.rate_hz);
+  add_date(builder, 0, plan.start_seconds);
+  add_date(builder, 6, plan.start_seconds + plan.seconds);
+  builder.accel(plan.rate_hz).gyro(plan.rate_hz).baro(slow_hz);
+  if (plan.event_every > 0) {
+    builder.event(slow_hz);
+  }
   if (plan.side_channels) {
-    builder.mag(slow_hz).radio_byte(slow_hz).radio_time(slow_hz, plan.radio_role, 17);
+    builder.mag(slow_hz);
+    if (plan.event_every > 0) {
+      builder.radio_byte(slow_hz);
+    }
+    builder.radio_time(slow_hz, plan.radio_role, 17);
   }
   return builder.frame(3, 21, be(77, 2)).frame(3, 5, {1, 2, 3}).bytes();
+}
+
+bool reads_as_samples(const BlockArray& header) {
+  for (std::size_t at = kFirstRecordOffset; at < kBlockSize; at += kRecordSize) {
+    if (header[at] >= kAccelId && header[at] <= kEventId) {
+      return true;
+    }
+  }
+  return false;
+}
+
+/// The header block is decoded like data, so its frames open where none of their bytes stands for a channel. `position`
+/// matters only within a record.
+BlockArray header_block(const SimulationPlan& plan) {
+  std::size_t position = 0;
+  while (position + 1 < kRecordSize && reads_as_samples(header_at(position, plan))) {
+    ++position;
+  }
+  return header_at(position, plan);
 }
 
 /// Lays records into blocks in time order; a block ends when it is full or its base is too far behind.
@@ -75,24 +162,21 @@ class RecordingWriter {
 }  // namespace
 
 TrueSample true_sample(const SimulationPlan& plan, double seconds) {
-  const double t = std::max(0.0, plan.start_seconds + seconds - plan.still_seconds);
-  const Swing roll = swing(0.6, 0.31, t);
-  const Swing pitch = swing(0.4, 0.23, t);
-  const Swing yaw = swing(0.9, 0.17, t);
-  const double sr = std::sin(roll.angle), cr = std::cos(roll.angle);
-  const double sp = std::sin(pitch.angle), cp = std::cos(pitch.angle);
+  const BodyMotion motion = motion_of(plan, plan.start_seconds + seconds - plan.still_seconds);
   TrueSample sample{};
-  sample.attitude = attitude_of(roll.angle, pitch.angle, yaw.angle);
-  sample.accel_g = {-sp, cp * sr, cp * cr};
-  sample.gyro_deg_s = {(roll.rate - yaw.rate * sp) * kDegreesPerRadian,
-                       (pitch.rate * cr + yaw.rate * cp * sr) * kDegreesPerRadian,
-                       (-pitch.rate * sr + yaw.rate * cp * cr) * kDegreesPerRadian};
-  sample.pressure_mbar = 963.5 + 2.0 * std::sin(seconds / 40);
-  sample.temperature_c = 23.4 - 30.0 * std::sin(seconds / 90);
+  sample.attitude = attitude_of(motion.roll.value, motion.pitch.value, motion.yaw.value);
+  sample.accel_g = specific_force(motion);
+  sample.gyro_deg_s = body_rates_deg_s(motion);
+  const bool walks = plan.motion == Motion::kGait;  // indoors and on the body, without the wide range of a test bench
+  sample.pressure_mbar = walks ? 1006.2 + 0.05 * std::sin(seconds / 3) : 963.5 + 2.0 * std::sin(seconds / 40);
+  sample.temperature_c = walks ? 29.6 + seconds / 60 : 23.4 - 30.0 * std::sin(seconds / 90);
   return sample;
 }
 
 std::uint8_t true_event(const SimulationPlan& plan, std::uint32_t tick) {
+  if (plan.event_every <= 0) {
+    return 0;
+  }
   const auto every = static_cast<std::uint32_t>(plan.event_every);
   return tick >= every && tick % every < 2 ? static_cast<std::uint8_t>(1 + tick / every % UINT8_MAX) : 0;
 }
@@ -103,11 +187,14 @@ std::uint32_t tick_count(const SimulationPlan& plan) {
 
 Bytes simulate(const SimulationPlan& plan) {
   RecordingWriter writer(header_block(plan));
+  Noise noise(plan.noise_seed);
   for (std::uint32_t i = 0; i < tick_count(plan); ++i) {
     const std::uint32_t tick = plan.first_tick + i;
     const TrueSample s = true_sample(plan, static_cast<double>(i) / plan.rate_hz);
-    writer.at(tick, [&](BlockBuilder& b, std::uint8_t d) { b.accel(d, to_counts(s.accel_g, kAccelRange)); });
-    writer.at(tick, [&](BlockBuilder& b, std::uint8_t d) { b.gyro(d, to_counts(s.gyro_deg_s, kGyroRange)); });
+    const auto accel = noise.added_to(s.accel_g, plan.accel_noise_g);
+    const auto gyro = noise.added_to(biased(s.gyro_deg_s, plan.gyro_bias_deg_s), plan.gyro_noise_deg_s);
+    writer.at(tick, [&](BlockBuilder& b, std::uint8_t d) { b.accel(d, to_counts(accel, kAccelRange)); });
+    writer.at(tick, [&](BlockBuilder& b, std::uint8_t d) { b.gyro(d, to_counts(gyro, kGyroRange)); });
     if (const std::uint8_t event = true_event(plan, i); event != 0) {
       writer.at(tick, [&](BlockBuilder& b, std::uint8_t d) { b.event(d, event); });
       if (plan.side_channels) {
