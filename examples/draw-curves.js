@@ -10,8 +10,8 @@ const quoted = (text) => `"${text.replace(/[\\"]/g, '\\$&').replace(/[\p{Cc}]/gu
 
 const dataBlock = (name, { x, y }) => [`${name} << EOD`, ...x.map((value, i) => `${value} ${y[i]}`), 'EOD'];
 
-function plotted({ name, dashed, colour }, data, index) {
-  const line = dashed ? 'dashtype 2 linewidth 1.4 linecolor "black"' : `linewidth 1.4 linecolor "${colour ?? COLOURS[index]}"`;
+function plotted({ name, colour }, data, index) {
+  const line = `linewidth 1.4 linecolor "${colour ?? COLOURS[index]}"`;
   return `${data} using 1:2 with lines ${line} ${name ? `title ${quoted(name)}` : 'notitle'}`;
 }
 
@@ -31,7 +31,7 @@ function panelCommands({ label, range = ['*', '*'], step, curves }, index, last)
  * @param {string} picture path of the PNG to write.
  * @param {string} title
  * @param {{ label: string, range?: [number, number], step?: number,
- *   curves: { name?: string, dashed?: boolean, colour?: string, x: number[], y: number[] }[] }[]} panels from the top
+ *   curves: { name?: string, colour?: string, x: number[], y: number[] }[] }[]} panels from the top
  *   down, on one time axis. NaN ends a line.
  */
 function drawCurves(picture, title, panels) {
