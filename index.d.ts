@@ -78,7 +78,9 @@ export interface Configuration {
 }
 
 /**
- * Decodes one recording, writes all of its channels to one CSV file and answers with a summary.
+ * Decodes one recording, adds the orientation, writes one CSV file and answers with a summary. The file has gyroscope,
+ * accelerometer, barometer, events and orientation. The three-axis raw channel and the 32-bit time channel are not in it,
+ * and the one-byte channel only where there are no events.
  *
  * A recording that cannot be read still gives a CSV (of headers only) and a summary of defaults; check the third line
  * of the CSV, "Total data points: N", for what was found. Write errors after the CSV was created, a full disk for
@@ -94,9 +96,12 @@ export function read(path: string, csvPath: string): string;
 /**
  * Reads recordings made together by several units, adds the orientation to each, brings all onto one clock, cuts them to
  * their common span and writes one CSV file for each: the output folder, "/", the recording's file name without its last
- * extension, ".csv". Two recordings of the same name overwrite each other's CSV. Among recordings of one time base and one
- * set of sampling frequencies, row i of every CSV is the same instant, to within half a sample; the one-byte channel in
- * the Event column keeps its own clock.
+ * extension, ".csv". Two recordings of the same name overwrite each other's CSV.
+ *
+ * Row i of every CSV is the same instant, to within half a sample, if the recordings overlap, have one time base and one
+ * set of sampling frequencies, and lost no samples. The answer does not tell: after half a second of lost samples a
+ * recording's rows are half a second apart from the others', and recordings that do not overlap give a row or so, with
+ * "OK". Events are not in these files; the Event column holds the one-byte channel, which keeps its own clock.
  *
  * The reason for a failed synchronisation is printed on standard error; docs/synchronisation.md lists the messages.
  *

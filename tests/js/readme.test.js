@@ -8,16 +8,22 @@ const test = require('node:test');
 const { packagePath, scratchFolder } = require('./support.js');
 const { unit } = require('./units.js');
 
-test('the examples of the README run as they stand', (t) => {
+const readme = fs.readFileSync(path.join(__dirname, '..', '..', 'README.md'), 'utf8');
+const examples = [...readme.matchAll(/^```js\n(.*?)^```$/gms)].map((match) => match[1]);
+
+/** A folder of recordings in which the package can be required. */
+function folderOfUser(t) {
   const folder = scratchFolder(t);
   fs.mkdirSync(path.join(folder, 'node_modules'));
   fs.symlinkSync(path.resolve(packagePath), path.join(folder, 'node_modules', 'vortena-reader'));
-  fs.mkdirSync(path.join(folder, 'synchronised'));
   unit(folder, 'recording.bin', {});
   unit(folder, 'hip.bin', { time: { role: 0 } });
   unit(folder, 'foot.bin', { time: { role: 1, ahead: 0 } });
-  const readme = fs.readFileSync(path.join(__dirname, '..', '..', 'README.md'), 'utf8');
-  const examples = [...readme.matchAll(/^```js\n(.*?)^```$/gms)].map((match) => match[1]);
+  return folder;
+}
+
+test('the examples of the README run as they stand', (t) => {
+  const folder = folderOfUser(t);
   assert.equal(examples.length, 4);
   for (const example of examples) {
     const { status, stderr } = spawnSync(process.execPath, ['-e', example], { cwd: folder, encoding: 'utf8' });
@@ -25,4 +31,29 @@ test('the examples of the README run as they stand', (t) => {
   }
   assert.deepEqual(fs.readdirSync(path.join(folder, 'synchronised')), ['foot.csv', 'hip.csv']);
   assert.ok(fs.existsSync(path.join(folder, 'recording.csv')) && fs.existsSync(path.join(folder, 'config.bin')));
+});
+
+test('the function to copy notices every recording that is not read whole', (t) => {
+  const folder = folderOfUser(t);
+  const whole = fs.readFileSync(path.join(folder, 'recording.bin'));
+  fs.writeFileSync(path.join(folder, 'cut.bin'), whole.subarray(0, 500));
+  fs.writeFileSync(path.join(folder, 'empty.bin'), whole.subarray(0, 512));
+  const run = (recording, csv, limits = []) => {
+    const example = examples[0].replace("'recording.bin', 'recording.csv'", JSON.stringify([recording, csv]).slice(1, -1));
+    const command = [...limits, process.execPath, '-e', example];
+    return /^Error: (.*)$/m.exec(spawnSync(command[0], command.slice(1), { cwd: folder, encoding: 'utf8' }).stderr)?.[1];
+  };
+  assert.equal(run('recordinq.bin', 'out.csv'), 'recordinq.bin cannot be read, or is no recording');
+  assert.equal(run('recording.bin', 'no-folder/out.csv'), 'no-folder/out.csv cannot be created');
+  assert.equal(run('cut.bin', 'out.csv'), 'cut.bin holds no samples');
+  assert.equal(run('empty.bin', 'out.csv'), 'empty.bin holds no samples');
+  assert.equal(run('recording.bin', 'out.csv', ['prlimit', '--fsize=20000']), 'out.csv is incomplete; is the disk full?');
+  assert.equal(run('recording.bin', 'out.csv'), undefined);
+});
+
+test('the README leads nowhere that is not in the package', () => {
+  const { files } = require('../../package.json');
+  const links = [...readme.matchAll(/\]\(([^)#]+)/g)].map((match) => match[1]);
+  assert.ok(links.length > 10);
+  assert.deepEqual(links.filter((link) => !files.some((packed) => link.startsWith(packed))), []);
 });
