@@ -42,7 +42,7 @@ function synchronise() {
   const tables = UNITS.map((unit) => readTable(path.join(output, `${unit}.csv`)));
   console.log(`\n2  readAndSync2() brings both onto one clock: ${path.join(output, '{hip,foot}.csv')}`);
   console.log(`   ${tables.map((table) => table.rowCount).join(' and ')} rows, what both recorded; row i of both is the ` +
-    `same instant; took ${ms}`);
+    `same instant. Took ${ms}`);
   return tables;
 }
 
@@ -76,7 +76,7 @@ function showFirstStep({ table, gyro, accel, angles, trueAngles }) {
     angles[row].pitch.toFixed(1), trueAngles[row].pitch.toFixed(1),
   ]);
   console.log(`\n4  The foot's first step, every ${SHOWN_EVERY}th row of its synchronised file (s, deg/s, g)`);
-  console.log('   Pitch is the slope of the foot in degrees, made of the quaternion');
+  console.log('   X points forward, Y left, Z up. Pitch is the slope of the foot in degrees, made of the quaternion');
   console.log(textTable([
     ['time', 'gyro X', 'gyro Y', 'gyro Z', 'accel X', 'accel Y', 'accel Z', 'pitch', 'true pitch'], ...rows,
   ]));
@@ -92,7 +92,7 @@ function draw(units) {
     { label: 'yaw (degrees)', range: [-30, 240], step: 90, curves: each(({ angles }) => unrolled(angles.map((a) => a.yaw))) },
     { label: 'error (degrees)', range: [0, 2], curves: each(({ errors }) => errors) },
   ]);
-  console.log(`\nPicture: ${picture}`);
+  console.log(`\nPicture of both, and of the error: ${picture}`);
 }
 
 const truth = readTable(inFolder('truth.csv'));
