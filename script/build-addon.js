@@ -1,6 +1,6 @@
 // Builds the module for the running Node.js with CMake and leaves it at build/Release/addon.node. Needs no network.
 // Usage: node script/build-addon.js [PRESET | --headers]; a preset builds into its own folder, with its own flags;
-// --headers only tells where the headers are.
+// --headers only tells where the headers are, if anywhere.
 'use strict';
 
 const { spawnSync } = require('node:child_process');
@@ -46,9 +46,35 @@ function findHeaders() {
   return candidates.find((directory) => headersAbi(directory) === process.versions.modules);
 }
 
+/** What building needs and this machine lacks, each with its Debian package. */
+function missingTools(headers) {
+  const compilers = process.env.CXX ? [process.env.CXX] : ['c++', 'g++', 'clang++'];
+  const headersPackage = process.execPath === '/usr/bin/node' ? 'libnode-dev' : undefined;  // Debian's are for Debian's
+  return [
+    [runs('cmake'), 'CMake 3.21 or newer', 'cmake'],
+    [process.env.CMAKE_GENERATOR || runs('make') || runs('gmake'), 'make', 'make'],
+    [compilers.some(runs), `a C++20 compiler (${compilers.join(', ')})`, 'g++'],
+    [headers, `the headers of Node.js ${process.version} (npm_config_nodedir names the folder above include)`, headersPackage],
+  ].filter(([found]) => !found);
+}
+
+function requireTools(headers) {
+  const missing = missingTools(headers);
+  if (missing.length > 0) {
+    const names = missing.map(([, name]) => name).join(', ');
+    const packages = missing.map(([, , debian]) => debian).filter(Boolean);
+    const remedy = packages.length > 0 ? ` On Debian: apt-get install ${packages.join(' ')}` : '';
+    fail(`building needs, and does not find: ${names}.${remedy}`);
+  }
+}
+
 function cmake(args) {
   const result = spawnSync('cmake', args, { cwd: root, encoding: 'utf8', maxBuffer: 1 << 28 });
   if (result.status !== 0) {
+    const ownSentence = /\(message\):\s+(building needs [^]*?)\n\n/.exec(result.stderr)?.[1];
+    if (ownSentence) {
+      fail(ownSentence.replace(/\s+/g, ' '));
+    }
     fail('the module did not build; what CMake printed stands above.', `${result.stdout}${result.stderr}`);
   }
 }
@@ -64,22 +90,10 @@ function forgetOtherPlace(binary) {
 function main() {
   const [preset] = process.argv.slice(2);
   const headers = findHeaders();
-  if (!headers) {
-    fail(
-      `no headers of Node.js ${process.version} (ABI ${process.versions.modules}) found: install the development ` +
-        'package that belongs to it, or set npm_config_nodedir to the folder that holds include/node.',
-    );
-  }
   if (preset === '--headers') {
-    return console.log(headers);
+    return headers ? console.log(headers) : process.exit(1);
   }
-  if (!runs('cmake')) {
-    fail('building needs CMake 3.21 or newer, and there is no "cmake" on the PATH.');
-  }
-  const compilers = process.env.CXX ? [process.env.CXX] : ['c++', 'g++', 'clang++'];
-  if (!compilers.some(runs)) {
-    fail(`building needs a C++20 compiler, and none of ${compilers.join(', ')} runs.`);
-  }
+  requireTools(headers);
 
   const binary = path.join(root, 'build', preset ? path.join('preset', preset) : 'addon');
   const output = preset ? binary : path.join(root, 'build', 'Release');
