@@ -8,6 +8,9 @@
  * Argument errors throw a `TypeError` with the message "Wrong number of arguments" or "Wrong arguments". Failures of
  * reading or writing are ordinary result texts, listed with each method. Where the module itself finds no memory, it
  * throws an `Error`; what the JavaScript engine does when its own heap is full is beyond it.
+ *
+ * Loading throws an `Error` whose `code` is `ERR_ADDON_NOT_BUILT` when the compiled module is missing or does not load; its
+ * message names the cause and the command that mends it (docs/installing.md).
  */
 
 /** What {@link read} answers with, after `JSON.parse`, when the CSV file could be created. */

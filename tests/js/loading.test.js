@@ -40,21 +40,54 @@ test('loads in several workers at once, before or after the main thread', (t) =>
   }
 });
 
-test('a package that is not built says so, and how to mend it', (t) => {
-  const folder = scratchFolder(t);
+/** The compiled module with some of its text replaced by text of the same length. */
+function alteredModule(from, to) {
+  const module = fs.readFileSync(path.join(packagePath, 'build', 'Release', 'addon.node'), 'latin1');
+  assert.match(module, from);
+  return Buffer.from(module.replace(from, to), 'latin1');
+}
+
+/** A package in a folder of its own, around a module of the given bytes or none. */
+function layOut(test, addon, script = 'build-addon.js') {
+  const folder = scratchFolder(test);
   fs.copyFileSync(path.join(packagePath, 'index.js'), path.join(folder, 'index.js'));
-  const message = new RegExp(`${process.version}.*${process.platform}-${process.arch}.*npm rebuild`);
-  assert.throws(() => require(folder), { code: 'ERR_ADDON_NOT_BUILT', message });
   fs.mkdirSync(path.join(folder, 'build', 'Release'), { recursive: true });
-  fs.writeFileSync(path.join(folder, 'build', 'Release', 'addon.node'), 'not a module');
-  assert.throws(() => require(folder), { code: 'ERR_ADDON_NOT_BUILT', message });
+  fs.mkdirSync(path.join(folder, 'script'));
+  fs.writeFileSync(path.join(folder, 'script', script), '');
+  if (addon) {
+    fs.writeFileSync(path.join(folder, 'build', 'Release', 'addon.node'), addon);
+  }
+  return folder;
+}
+
+for (const [what, addon, sentence] of [
+  ['missing', () => undefined, /is not built/],
+  ['damaged', () => 'not a module', /does not load: .*addon\.node/],
+  ['of a newer system', () => alteredModule(/GLIBCXX_3\.4\.2\d/, 'GLIBCXX_3.4.99'), /newer system.*GLIBCXX_3\.4\.99/],
+  ['of another processor', () => alteredModule(/(?<=^[^]{18})../, '\xff\xff'), /another processor/],
+  ['of another Node.js', () => alteredModule(/_ZN2v89Exception/, '_ZN2v89Exceptiox'), /another release of Node\.js/],
+]) {
+  test(`a module that is ${what} is an error that names the cause, and a command to paste`, (t) => {
+    const folder = layOut(t, addon());
+    assert.throws(() => require(folder), (error) => {
+      assert.equal(error.code, 'ERR_ADDON_NOT_BUILT');
+      assert.match(error.message, sentence);
+      assert.ok(error.message.endsWith(`: node "${path.join(folder, 'script', 'build-addon.js')}"`), error.message);
+      return error.message.includes(process.version) && error.cause instanceof Error;
+    });
+  });
+}
+
+test('a bundle is told to leave the package in node_modules', (t) => {
+  assert.throws(() => require(layOut(t, undefined, 'other.js')), { code: 'ERR_ADDON_NOT_BUILT', message: /external/ });
 });
 
-test('the build ends with one sentence when a tool is missing', (t) => {
+test('the build names all missing tools in one sentence, and only those', (t) => {
   const folder = scratchFolder(t);
   const build = () => node([path.join(__dirname, '..', '..', 'script', 'build-addon.js')], { PATH: folder });
-  assert.match(build().stderr, /^vortena-reader: building needs CMake .*\n$/);
+  assert.match(build().stderr, /^vortena-reader: .*CMake .*make.*C\+\+20.* apt-get install cmake make g\+\+\n$/);
   fs.symlinkSync('/bin/true', path.join(folder, 'cmake'));
-  assert.match(build().stderr, /^vortena-reader: building needs a C\+\+20 compiler.*\n$/);
+  fs.symlinkSync('/bin/true', path.join(folder, 'make'));
+  assert.match(build().stderr, /^vortena-reader: .*find: a C\+\+20 compiler.* apt-get install g\+\+\n$/);
   assert.equal(build().status, 1);
 });
