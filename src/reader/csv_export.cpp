@@ -111,7 +111,7 @@ void write_header_lines(CsvWriter& csv, const kiv_Config& config, const CsvChann
     }
   }
   csv.end_line();
-  for (const std::string_view HeaderEntry::*line : {&HeaderEntry::names, &HeaderEntry::units}) {
+  for (const auto line : {&HeaderEntry::names, &HeaderEntry::units}) {
     for (const HeaderEntry& entry : entries) {
       if (entry.in_column_lines) {
         csv.text(entry.*line);
