@@ -30,7 +30,7 @@ std::string process_name() {
 
 /// Refused changes of the owner are no failure: the file belongs to whoever writes it then.
 std::error_code take_over_mode(std::FILE* file, const fs::path& from) {
-  struct stat old {};
+  struct stat old{};
   if (stat(from.c_str(), &old) != 0) {
     return {};
   }

@@ -220,9 +220,7 @@ TEST(Orientation, SeriesTakeUpTheRecordAsItIs) {
         reset_orientation(&u.state, std::array{0.0F, 0.6F, 0.0F, 0.8F}.data());
         u.state.linear_accel[0] = 5;  // outlives the sample that the reset takes
       },
-      [](TrackedUnit& u) {
-        std::ranges::copy(narrow(u.q() * Quat{0, 1, 0, 0}), u.state.q);
-      },
+      [](TrackedUnit& u) { std::ranges::copy(narrow(u.q() * Quat{0, 1, 0, 0}), u.state.q); },
       [](TrackedUnit& u) { u.state.axis_sign[2] = -1; },
       [](TrackedUnit& u) { std::swap(u.state.axis_map[0], u.state.axis_map[4]); },
       [](TrackedUnit& u) { u.state.position_enabled = 1; },
