@@ -31,6 +31,7 @@ constexpr const char* kOrientationFailed = "-13";
 template <typename Stage>
 std::vector<bool> for_each_recording(std::size_t count, Stage stage) {
   std::vector<bool> results;
+  results.reserve(count);
   for (std::size_t i = 0; i < count; ++i) {
     results.push_back(stage(i));
   }

@@ -108,7 +108,7 @@ std::uint64_t count_bytes(std::istream& stream) {
 /// A stream that fails within a piece may deliver nothing of it. Asked again block by block, it gives all before the
 /// fault. False when the loading is to stop.
 bool take_singly(Loader& loader, std::istream& stream) {
-  std::array<std::uint8_t, kBlockSize> block;
+  std::array<std::uint8_t, kBlockSize> block{};
   stream.clear();
   stream.seekg(static_cast<std::streamoff>(loader.next_block() * kBlockSize));
   while (loader.blocks_left() > 0 && read_bytes(stream, block) == kBlockSize) {
@@ -145,7 +145,7 @@ LoadReport load_recording(Recording* recording, const char* path, const LoadOpti
 LoadReport load_recording(Recording* recording, std::istream& stream, const LoadOptions& options) {
   LoadReport report;
   Loader loader(&report, options);
-  std::array<std::uint8_t, kBlockSize> first;
+  std::array<std::uint8_t, kBlockSize> first{};
   const std::size_t got = read_bytes(stream, first);
   if (got < kBlockSize && !stream.eof()) {
     report.failure = last_system_error();

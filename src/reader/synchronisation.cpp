@@ -352,6 +352,7 @@ SyncReport synchronise_copies(std::vector<SensorMap*>& outputs, const std::vecto
     return report;
   }
   std::vector<Unit> units;
+  units.reserve(configs.size());
   for (std::size_t i = 0; i < configs.size(); ++i) {
     units.push_back(make_unit(configs[i], inputs[i]));
   }
@@ -401,6 +402,7 @@ SyncReport synchronise(std::span<Recording> set, Watch* watch) {
     return report;
   }
   std::vector<Unit> units;
+  units.reserve(set.size());
   for (Recording& recording : set) {
     units.push_back(make_unit(&recording.config, &recording.sensors));
   }
