@@ -6,7 +6,7 @@ const fs = require('node:fs');
 const path = require('node:path');
 const { read, readAndSync2 } = require('..');
 const { angleBetween, anglesOf, unrolled } = require('./attitude.js');
-const { quaternions, readTable, vectors } = require('./csv-table.js');
+const { axes, quaternion, readTable } = require('./csv-table.js');
 const { drawCurves } = require('./draw-curves.js');
 const { firstMovingRow, lengths } = require('./motion.js');
 const { textTable } = require('./text-table.js');
@@ -48,11 +48,12 @@ function synchronise() {
 
 /** One unit: what was measured, and by how many degrees it is off. */
 function judged(unit, table, truth) {
-  const measured = quaternions(table);
-  const truly = quaternions(truth, unit === 'hip' ? 'Hip' : 'Foot');
-  const errors = measured.map((q, row) => (q ? angleBetween(q, truly[row]) : NaN));
-  const angles = measured.map((q) => (q ? anglesOf(q) : { roll: NaN, pitch: NaN, yaw: NaN }));
-  return { unit, table, errors, angles, trueAngles: truly.map(anglesOf), gyro: vectors(table, 'Gyro'), accel: vectors(table, 'Accel') };
+  const measured = quaternion(table);
+  const truly = quaternion(truth, unit === 'hip' ? 'Hip' : 'Foot');
+  return {
+    unit, table, gyro: axes(table, 'Gyro'), accel: axes(table, 'Accel'), errors: angleBetween(measured, truly),
+    angles: anglesOf(measured), trueAngles: anglesOf(truly),
+  };
 }
 
 const known = (values) => values.filter((value) => !Number.isNaN(value));
@@ -72,8 +73,8 @@ function showFirstStep({ table, gyro, accel, angles, trueAngles }) {
   const time = table.column('Time');
   const first = firstMovingRow(gyro, accel);
   const rows = Array.from({ length: SHOWN_ROWS }, (_, i) => first + i * SHOWN_EVERY).map((row) => [
-    time[row].toFixed(3), ...gyro[row].map((v) => v.toFixed(1)), ...accel[row].map((v) => v.toFixed(3)),
-    angles[row].pitch.toFixed(1), trueAngles[row].pitch.toFixed(1),
+    time[row].toFixed(3), ...['x', 'y', 'z'].map((axis) => gyro[axis][row].toFixed(1)),
+    ...['x', 'y', 'z'].map((axis) => accel[axis][row].toFixed(3)), angles.pitch[row].toFixed(1), trueAngles.pitch[row].toFixed(1),
   ]);
   console.log(`\n4  The foot's first step, every ${SHOWN_EVERY}th row of its synchronised file (s, deg/s, g)`);
   console.log('   X points forward, Y left, Z up. Pitch is the slope of the foot in degrees, made of the quaternion');
@@ -88,8 +89,8 @@ function draw(units) {
   const each = (values) => units.map((unit) => ({ name: unit.unit, x: time, y: values(unit) }));
   drawCurves(picture, 'A simulated walk: stand, walk, turn round, walk back, stand. Error: against the true orientation', [
     { label: 'acceleration (g)', curves: each(({ accel }) => lengths(accel)) },
-    { label: 'pitch (degrees)', curves: each(({ angles }) => angles.map((a) => a.pitch)) },
-    { label: 'yaw (degrees)', range: [-30, 240], step: 90, curves: each(({ angles }) => unrolled(angles.map((a) => a.yaw))) },
+    { label: 'pitch (degrees)', curves: each(({ angles }) => angles.pitch) },
+    { label: 'yaw (degrees)', range: [-30, 240], step: 90, curves: each(({ angles }) => unrolled(angles.yaw)) },
     { label: 'error (degrees)', range: [0, 2], curves: each(({ errors }) => errors) },
   ]);
   console.log(`\nPicture of both, and of the error: ${picture}`);

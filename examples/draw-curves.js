@@ -5,10 +5,31 @@ const { spawnSync } = require('node:child_process');
 
 const COLOURS = ['#0072b2', '#d55e00', '#007a5a']; // told apart by all eyes
 const PANEL_HEIGHT = 200;
+const MOST_POINTS = 4000; // of a curve; a picture has a thousand columns
 
 const quoted = (text) => `"${text.replace(/[\\"]/g, '\\$&').replace(/[\p{Cc}]/gu, '?')}"`;
 
-const dataBlock = (name, { x, y }) => [`${name} << EOD`, ...x.map((value, i) => `${value} ${y[i]}`), 'EOD'];
+/** The rows of the least and the greatest value, and the first without a value, from `first` on. */
+function tellingRows(y, first, end) {
+  let least, greatest, none;
+  for (let row = first; row < end; row += 1) {
+    if (Number.isNaN(y[row])) none ??= row;
+    else if (least === undefined) least = greatest = row;
+    else if (y[row] < y[least]) least = row;
+    else if (y[row] > y[greatest]) greatest = row;
+  }
+  return [least, greatest, none].filter((row) => row !== undefined).sort((a, b) => a - b);
+}
+
+/** Rows enough to draw a curve with all of its peaks and gaps. */
+function drawnRows(y) {
+  if (y.length <= MOST_POINTS) return [...y.keys()];
+  const share = Math.ceil((2 * y.length) / MOST_POINTS);
+  const shares = Array.from({ length: Math.ceil(y.length / share) }, (_, i) => i * share);
+  return shares.flatMap((first) => tellingRows(y, first, Math.min(first + share, y.length)));
+}
+
+const dataBlock = (name, { x, y }) => [`${name} << EOD`, ...drawnRows(y).map((row) => `${x[row]} ${y[row]}`), 'EOD'];
 
 function plotted({ name, colour }, data, index) {
   const line = `linewidth 1.4 linecolor "${colour ?? COLOURS[index]}"`;
@@ -27,12 +48,18 @@ function panelCommands({ label, range = ['*', '*'], step, curves }, index, last)
   ];
 }
 
+/** A curve of the rows in which a column of the CSV has cells; between them a slower sensor has none. */
+function curveOf(name, x, y, column) {
+  const filled = (_, row) => !Number.isNaN(column[row]);
+  return { name, x: x.filter(filled), y: y.filter(filled) };
+}
+
 /**
  * @param {string} picture path of the PNG to write.
  * @param {string} title
  * @param {{ label: string, range?: [number, number], step?: number,
- *   curves: { name?: string, colour?: string, x: number[], y: number[] }[] }[]} panels from the top
- *   down, on one time axis. NaN ends a line.
+ *   curves: { name?: string, colour?: string, x: Float64Array, y: Float64Array }[] }[]} panels from
+ *   the top down, on one time axis. NaN ends a line.
  */
 function drawCurves(picture, title, panels) {
   const commands = [
@@ -51,4 +78,4 @@ function drawCurves(picture, title, panels) {
   if (status !== 0 || stderr.includes('^')) throw new Error(`gnuplot cannot draw ${picture}: ${error?.message ?? stderr}`);
 }
 
-module.exports = { drawCurves };
+module.exports = { curveOf, drawCurves };

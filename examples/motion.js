@@ -4,11 +4,14 @@
 const STILL_DEG_S = 15;
 const STILL_G = 0.1;
 
-const lengths = (axes) => axes.map((v) => Math.hypot(...v));
+const lengths = ({ x, y, z }) => x.map((_, row) => Math.hypot(x[row], y[row], z[row]));
 
-/** The first row that is not still: turning, or accelerated by more than gravity. -1 when none is. */
+/** The first row that is not still: it turns, or is accelerated by more than gravity. -1 when none is. */
 function firstMovingRow(gyro, accel) {
-  return gyro.findIndex((rate, row) => Math.hypot(...rate) > STILL_DEG_S || Math.abs(Math.hypot(...accel[row]) - 1) > STILL_G);
+  const rates = gyro ? lengths(gyro) : [];
+  const accelerations = accel ? lengths(accel) : [];
+  const moves = (_, row) => rates[row] > STILL_DEG_S || Math.abs(accelerations[row] - 1) > STILL_G;
+  return (gyro ? rates : accelerations).findIndex(moves);
 }
 
 module.exports = { firstMovingRow, lengths };

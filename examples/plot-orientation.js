@@ -4,10 +4,9 @@
 const path = require('node:path');
 const { read, readConfig } = require('..');
 const { anglesOf, brokenWhereRound } = require('./attitude.js');
-const { quaternions, readTable } = require('./csv-table.js');
-const { drawCurves } = require('./draw-curves.js');
+const { quaternion, readTable } = require('./csv-table.js');
+const { curveOf, drawCurves } = require('./draw-curves.js');
 
-const NO_ANGLES = { roll: NaN, pitch: NaN, yaw: NaN };
 const COLOURS = { roll: '#0072b2', pitch: '#d55e00', yaw: '#007a5a' };
 
 const [recording, csv, picture] = process.argv.slice(2);
@@ -18,11 +17,11 @@ if (!table?.names.includes('Quat W')) {
   process.exit(1);
 }
 const time = table.column('Time');
-const angles = quaternions(table).map((q) => (q ? anglesOf(q) : NO_ANGLES));
+const angles = anglesOf(quaternion(table));
 const panel = (name, limit) => ({
   label: `${name} (degrees)`,
   range: [-limit, limit],
   step: limit / 2,
-  curves: [{ x: time, y: brokenWhereRound(angles.map((angle) => angle[name])), colour: COLOURS[name] }],
+  curves: [{ ...brokenWhereRound(curveOf('', time, angles[name], table.column('Quat W'))), colour: COLOURS[name] }],
 });
 drawCurves(picture, `Orientation: ${path.basename(recording)}`, [panel('roll', 180), panel('pitch', 90), panel('yaw', 180)]);

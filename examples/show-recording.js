@@ -4,9 +4,9 @@
 const path = require('node:path');
 const { read, readConfig } = require('..');
 const { anglesOf, brokenWhereRound } = require('./attitude.js');
-const { quaternions, readTable, vectors } = require('./csv-table.js');
-const { drawCurves } = require('./draw-curves.js');
-const { firstMovingRow, lengths } = require('./motion.js');
+const { axes, quaternion, readTable } = require('./csv-table.js');
+const { curveOf, drawCurves } = require('./draw-curves.js');
+const { firstMovingRow } = require('./motion.js');
 const { textTable } = require('./text-table.js');
 
 const SHOWN_ROWS = 8;
@@ -31,44 +31,49 @@ function describe(settings, table) {
   console.log(`   recorded     ${settings.createdAt} to ${settings.endDate}`);
   console.log(`   time base    ${settings.frequency} ticks per second`);
   console.log(`   sensors      ${sensors.join('; ') || 'none that this reader knows'}`);
-  console.log(`   rows         ${table.rowCount}, ${(table.rowCount / settings.frequency).toFixed(1)} s by the time base`);
+  const seconds = table.rowCount > 0 ? `, ${(table.rowCount / settings.frequency).toFixed(1)} s by the time base` : '';
+  console.log(`   rows         ${table.rowCount}${seconds}`);
   console.log(`   columns      ${table.names.join(', ')}`);
 }
 
-/** The sensors that the file has, each as a list of vectors. */
 const sensorsOf = (table) => ['Gyro', 'Accel'].filter((name) => table.names.includes(`${name} X`));
 
 function showMotion(table) {
   const sensors = sensorsOf(table);
-  const [gyro, accel] = ['Gyro', 'Accel'].map((name) =>
-    sensors.includes(name) ? vectors(table, name) : Array(table.rowCount).fill(name === 'Gyro' ? [0, 0, 0] : [0, 0, 1]));
-  const first = firstMovingRow(gyro, accel);
+  const columnsOf = (name) => (sensors.includes(name) ? axes(table, name) : undefined);
+  const first = firstMovingRow(columnsOf('Gyro'), columnsOf('Accel'));
   if (first < 0) return console.log('\nNothing moves in it.');
   const names = ['Time', ...sensors.flatMap((name) => AXES.map((axis) => `${name} ${axis}`)),
     ...table.names.filter((name) => name.startsWith('Quat'))];
   const columns = names.map((name) => table.column(name));
-  const filled = (row) => row >= first && columns.every((column) => !Number.isNaN(column[row]));
   const every = Math.max(1, Math.round(SHOWN_SECONDS / (columns[0][1] - columns[0][0])));
-  const shown = [...columns[0].keys()].filter(filled).filter((_, i) => i % every === 0).slice(0, SHOWN_ROWS);
+  const filled = (row) => columns.every((column) => !Number.isNaN(column[row]));
+  const shown = [];
+  for (let row = first; row < table.rowCount && shown.length < SHOWN_ROWS; row += 1) {
+    if (filled(row) && !(row - shown.at(-1) < every)) shown.push(row);
+  }
   const cell = (row) => (column, at) => column[row].toFixed(names[at].startsWith('Gyro') ? 1 : 3);
-  console.log('\nWhere it begins to move (Time in s, Gyro in deg/s, Accel in g, Quat body to earth):');
+  console.log('\nWhere it begins to move, in s, deg/s and g; the quaternion turns body to earth:');
   return console.log(textTable([names, ...shown.map((row) => columns.map(cell(row)))]));
 }
 
 function draw(table) {
   const x = table.column('Time');
-  const curve = (name, y) => ({ name, x, y });
-  const byAxis = (sensor) => AXES.map((axis) => curve(axis, table.column(`${sensor} ${axis}`)));
+  const byAxis = (sensor) => AXES.map((axis) => {
+    const y = table.column(`${sensor} ${axis}`);
+    return curveOf(axis, x, y, y);
+  });
   const panels = sensorsOf(table).map((name) =>
     ({ label: name === 'Gyro' ? 'rate (deg/s)' : 'acceleration (g)', curves: byAxis(name) }));
   if (table.names.includes('Quat W')) {
-    const angles = quaternions(table).map((q) => (q ? anglesOf(q) : { roll: NaN, pitch: NaN, yaw: NaN }));
-    const angle = (name) => curve(name, brokenWhereRound(angles.map((a) => a[name])));
+    const angles = anglesOf(quaternion(table));
+    const angle = (name) => brokenWhereRound(curveOf(name, x, angles[name], table.column('Quat W')));
     panels.push({ label: 'orientation (degrees)', range: [-180, 180], step: 90, curves: ['roll', 'pitch', 'yaw'].map(angle) });
   }
   if (panels.length === 0 || table.rowCount === 0) return;
+  console.log('\nDrawing');
   drawCurves(picture, path.basename(recording), panels);
-  console.log(`\nPicture: ${picture}`);
+  console.log(`Picture: ${picture}`);
 }
 
 console.log(`Reading ${recording}`);
@@ -83,5 +88,4 @@ const table = readTable(csv);
 describe(JSON.parse(config), table);
 console.log(`   CSV          ${csv}, written in ${milliseconds.toFixed(0)} ms`);
 showMotion(table);
-console.log('\nDrawing');
 draw(table);
