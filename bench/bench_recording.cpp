@@ -2,6 +2,8 @@
 #include "bench/bench_recording.h"
 
 #include <algorithm>
+#include <cmath>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -66,8 +68,26 @@ std::string shuffled_recording_file() {
   return made_once("shuffled.bin", [] { return shuffled(recording()); });
 }
 
+std::string short_recording_file() {
+  return made_once("short.bin", [] { return simulate_rows(kRows / 8); });
+}
+
 std::string long_recording_file() {
-  return made_once("long.bin", [] { return simulate_rows(10 * kRows); });
+  return made_once("long.bin", [] { return simulate_rows(kRows * 4); });
+}
+
+std::vector<std::string> set_files() {
+  std::vector<std::string> files;
+  for (std::uint8_t unit = 0; unit < 4; ++unit) {
+    vortena::simulator::SimulationPlan plan;
+    plan.seconds = kRows / 4 / plan.rate_hz;
+    plan.start_seconds = 0.3 * unit;
+    plan.first_tick = 1000U * unit;
+    plan.radio_role = unit == 0 ? 0 : 1;
+    plan.radio_ticks_ahead = std::lround(plan.start_seconds * plan.rate_hz) - std::int64_t{plan.first_tick};
+    files.push_back(made_once("unit" + std::to_string(unit) + ".bin", [&] { return simulate(plan); }));
+  }
+  return files;
 }
 
 void warm_memory(std::size_t bytes) {

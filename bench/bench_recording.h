@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <string>
+#include <vector>
 
 #include "simulator/simulated_recording.h"
 
@@ -18,7 +19,11 @@ std::string bench_file(const std::string& name);
 
 std::string recording_file();
 std::string shuffled_recording_file();  ///< its blocks behind the header in random order
-std::string long_recording_file();      ///< ten times as long
+std::string short_recording_file();     ///< 8 MB
+std::string long_recording_file();      ///< 256 MB
+
+/// Four units of one person, 16 MB each, that can be synchronised.
+std::vector<std::string> set_files();
 
 /// Touches this much fresh memory and gives it back. A virtual machine gets its pages from the host at the first touch,
 /// which may take longer than all that is measured here.

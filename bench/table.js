@@ -8,6 +8,7 @@ const path = require('node:path');
 
 const [results, folder] = process.argv.slice(2);
 const recording = path.join(folder, 'recording.bin');
+const set = [0, 1, 2, 3].map((unit) => path.join(folder, `unit${unit}.bin`));
 const { benchmarks } = JSON.parse(fs.readFileSync(results));
 
 function median(name) {
@@ -18,13 +19,15 @@ function median(name) {
 
 const time = (name) => median(name).real_time;
 
-/** Resident memory of a process that reads the recording, less what it had before; bytes. */
-function peakMemory() {
-  const csv = path.join(folder, 'memory.csv');
+/** Resident memory of a process that makes a call of the module, less what it had before, over the size of its inputs. */
+function peakMemory(inputs, call) {
   const script = `const before = process.memoryUsage().rss;
-    require('.').read(${JSON.stringify(recording)}, ${JSON.stringify(csv)});
+    const { read, readAndSync2 } = require('.');
+    const [inputs, folder] = ${JSON.stringify([inputs, folder])};
+    ${call};
     console.log(process.resourceUsage().maxRSS * 1024 - before)`;
-  return Number(execFileSync(process.execPath, ['-e', script], { cwd: path.join(__dirname, '..') }));
+  const peak = Number(execFileSync(process.execPath, ['-e', script], { cwd: path.join(__dirname, '..') }));
+  return peak / inputs.reduce((sum, input) => sum + fs.statSync(input).size, 0);
 }
 
 const times = (value) => `${value.toFixed(1)} ×`;
@@ -32,8 +35,11 @@ const rows = [
   ['`read` of 64 MB, 3.6 million rows, with orientation', `${Math.round(time('read_library'))} ms`],
   ['the same, against ordered trees, streams and nested loops', `${times(time('read_straightforward') / time('read_library'))} faster`],
   ['the same, against `cp` of the CSV, both in memory', `${times(time('read_library') / time('copy_csv'))} slower`],
-  ['peak memory, against the size of the recording', times(peakMemory() / fs.statSync(recording).size)],
-  ['ten times the recording', `${times(time('read_library_ten_times') / time('read_library'))} the time`],
+  ['peak memory, against the size of the recording', times(peakMemory([recording], "read(inputs[0], folder + '/memory.csv')"))],
+  ['32 times the recording, 256 MB against 8 MB', `${times(time('read_library_long') / time('read_library_short'))} the time`],
+  ['blocks in random order against in order', `${times(time('read_library_shuffled') / time('read_library'))} the time`],
+  ['`readAndSync2` of four recordings of 16 MB, against `cp` of their CSVs', `${times(time('set_library') / time('copy_set'))} slower`],
+  ['its peak memory, against the size of the four', times(peakMemory(set, 'readAndSync2(inputs, folder)'))],
   ['decoding into series, from memory', `${Math.round(median('decode_from_memory').bytes_per_second / 1e6)} MB/s`],
   ['decoding, blocks in random order against in order', `${times(time('decode_in_random_order') / time('decode_in_order'))} slower`],
   ['a CSV cell of five decimals, against `std::to_chars`', `${times(time('cell_to_chars') / time('cell_library'))} faster`],
