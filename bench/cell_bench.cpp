@@ -2,22 +2,31 @@
 #include <benchmark/benchmark.h>
 
 #include <charconv>
+#include <cmath>
 #include <iomanip>
-#include <random>
 #include <sstream>
 #include <vector>
 
 #include "reader/fixed_decimal.h"
+#include "simulator/simulated_recording.h"
 
 namespace {
 
-/// Sensor values: multiples of a 16-bit full scale, some with a calibration that makes them uneven.
+/// The inertial cells of a simulated recording, in the order of its rows: multiples of a 16-bit full scale.
 std::vector<double> sensor_values() {
-  std::mt19937 random(1);
+  const vortena::simulator::SimulationPlan plan;
   std::vector<double> values;
-  for (int i = 0; i < 65536; ++i) {
-    const double count = static_cast<double>(random() % 65536) - 32768;
-    values.push_back(i % 3 == 0 ? (count * 2000 / 32768 - 0.37) / 1.003 : count * (i % 3 == 1 ? 16 : 2000) / 32768);
+  const auto add = [&values](double value, double full_scale) {
+    values.push_back(std::round(value / full_scale * 32768) * full_scale / 32768);
+  };
+  for (int i = 0; i < 10000; ++i) {
+    const auto sample = vortena::simulator::true_sample(plan, i / 200.0);
+    for (const double rate : sample.gyro_deg_s) {
+      add(rate, 2000);
+    }
+    for (const double acceleration : sample.accel_g) {
+      add(acceleration, 16);
+    }
   }
   return values;
 }

@@ -32,6 +32,15 @@ inline constexpr std::array<std::uint32_t, kGroup> kThreeDigits = [] {
   return table;
 }();
 
+/// 0 to 999 with a point behind the first of three digits, first character in the lowest byte.
+inline constexpr std::array<std::uint32_t, kGroup> kDigitPointTwoDigits = [] {
+  std::array<std::uint32_t, kGroup> table = kThreeDigits;
+  for (std::uint32_t& digits : table) {
+    digits = (digits & 0xFF) | '.' << 8 | (digits >> 8) << 16;
+  }
+  return table;
+}();
+
 /// Eight characters, the first in the lowest byte.
 inline void store_characters(char* to, std::uint64_t characters) {
   if constexpr (std::endian::native == std::endian::little) {
@@ -93,6 +102,9 @@ inline char* write_fraction(char* to, std::uint32_t fraction) {
   return to + Decimals + 2;
 }
 
+/// 1.5 * 2^52: adding it leaves no room for a fraction, and the sum's low bits are the integer.
+inline constexpr double kRounder = 6755399441055744.0;
+
 /// a * b - product, exactly, for product = a * b as rounded and b below 2^26 (T. J. Dekker, Numerische
 /// Mathematik 18, 1971, doi:10.1007/BF01397083).
 inline double product_error(double a, double b, double product) {
@@ -107,7 +119,6 @@ inline double product_error(double a, double b, double product) {
 /// 2^51.
 template <int Decimals>
 inline double round_scaled(double magnitude, double scaled) {
-  constexpr double kRounder = 6755399441055744.0;  // 1.5 * 2^52: adding it leaves no room for a fraction
   const double rounded = (scaled + kRounder) - kRounder;
   const double rest = scaled - rounded;
   // Short of half, the product's own rounding error cannot reach the tie. At half, its sign decides.
@@ -131,6 +142,40 @@ inline char* write_slowly(char* to, double value, int decimals) {
   return to + 1;
 }
 
+/// A value of any magnitude, as write_cell has it.
+template <int Decimals>
+inline char* write_any(char* to, double value) {
+  constexpr std::uint64_t kScale = power_of_ten(Decimals);
+  constexpr double kLimit = 1099511627776.0;  // 2^40, below 10^12 + 10^11
+  const double magnitude = std::abs(value);
+  const double scaled = magnitude * static_cast<double>(kScale);
+  if (!(scaled < kLimit)) [[unlikely]] {
+    return write_slowly(to, value, Decimals);
+  }
+  const auto digits = static_cast<std::uint64_t>(static_cast<std::int64_t>(round_scaled<Decimals>(magnitude, scaled)));
+  *to = '-';
+  to += std::signbit(value) ? 1 : 0;
+  const std::uint64_t whole = digits / kScale;
+  to = write_whole(to, whole);
+  return write_fraction<Decimals>(to, static_cast<std::uint32_t>(digits - whole * kScale));
+}
+
+/// `digits` counts 0.00001, below 10,000: two look-ups from the units on, a third only for more digits.
+inline char* write_five_decimals(char* to, std::uint32_t digits) {
+  std::uint32_t hundredths = digits / kGroup;
+  const std::uint32_t last = digits % kGroup;
+  if (hundredths >= kGroup) {
+    const std::uint32_t tens = hundredths / kGroup;
+    hundredths %= kGroup;
+    const int leading_zeros = (tens < 10 ? 1 : 0) + (tens < 100 ? 1 : 0);
+    store_characters(to, kThreeDigits[tens] >> (8 * leading_zeros));
+    to += 3 - leading_zeros;
+  }
+  const std::uint64_t last_and_comma = kThreeDigits[last] | std::uint32_t{','} << 24;
+  store_characters(to, kDigitPointTwoDigits[hundredths] | last_and_comma << 32);
+  return to + 8;
+}
+
 }  // namespace fixed_decimal
 
 /// Writes `value` with exactly `Decimals` decimals (1 to 5) and a comma; returns the place behind it. `to`
@@ -138,24 +183,19 @@ inline char* write_slowly(char* to, double value, int decimals) {
 /// sign.
 template <int Decimals>
 inline char* write_cell(char* to, double value) {
-  constexpr std::uint64_t kScale = fixed_decimal::power_of_ten(Decimals);
-  constexpr double kLimit = 1099511627776.0;  // 2^40, below 10^12 + 10^11
-  const double magnitude = std::abs(value);
-  const double scaled = magnitude * static_cast<double>(kScale);
-  if (!(scaled < kLimit)) [[unlikely]] {
-    return fixed_decimal::write_slowly(to, value, Decimals);
+  if constexpr (Decimals == 5) {
+    constexpr double kLimit = 999'999'999.0;
+    const double scaled = std::abs(value) * 1e5;
+    const double sum = scaled + fixed_decimal::kRounder;
+    const double rest = scaled - (sum - fixed_decimal::kRounder);
+    // Short of half, the product's own rounding error cannot reach the tie.
+    if (scaled < kLimit && std::abs(rest) < 0.5) [[likely]] {
+      *to = '-';
+      to += std::signbit(value) ? 1 : 0;
+      return fixed_decimal::write_five_decimals(to, static_cast<std::uint32_t>(std::bit_cast<std::uint64_t>(sum)));
+    }
   }
-  const auto digits =
-      static_cast<std::uint64_t>(static_cast<std::int64_t>(fixed_decimal::round_scaled<Decimals>(magnitude, scaled)));
-  *to = '-';
-  to += std::signbit(value) ? 1 : 0;
-  const std::uint64_t whole = digits / kScale;
-  if (whole < 10) {
-    *to++ = static_cast<char>('0' + whole);  // accelerations and quaternions, nearly always
-  } else {
-    to = fixed_decimal::write_whole(to, whole);
-  }
-  return fixed_decimal::write_fraction<Decimals>(to, static_cast<std::uint32_t>(digits - whole * kScale));
+  return fixed_decimal::write_any<Decimals>(to, value);
 }
 
 }  // namespace vortena

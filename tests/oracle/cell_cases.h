@@ -34,7 +34,7 @@ class CellCases {
       case 1:
         return static_cast<double>(bits % 2'000'000) / 64.0;  // exact ties in one decimal
       case 2:
-        return (static_cast<double>(bits % 200'000'000) + 0.5) / 1e5;  // next to ties in five decimals
+        return (static_cast<double>(bits % 2'000'000'000) + 0.5) / 1e5;  // next to ties in five decimals
       case 3:
         return (static_cast<double>(bits % 20'000'000) + 0.5) / 1e3;
       case 4:
