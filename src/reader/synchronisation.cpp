@@ -278,12 +278,10 @@ void cut(kiv_DataSensor& channel, std::uint64_t first, std::uint64_t count) {
   channel.sampleCount = count;
 }
 
-void cut_to_duration(const Unit& unit, float duration) {
-  for (std::size_t j = 0; j < unit.channels.size(); ++j) {
-    kiv_DataSensor& channel = *unit.channels[j];
-    const std::uint64_t available = channel.sampleCount - unit.starts[j];
-    cut(channel, unit.starts[j], common_count(unit.frequencies[j], duration, available));
-  }
+void cut_to_duration(const Unit& unit, std::size_t j, float duration) {
+  kiv_DataSensor& channel = *unit.channels[j];
+  const std::uint64_t available = channel.sampleCount - unit.starts[j];
+  cut(channel, unit.starts[j], common_count(unit.frequencies[j], duration, available));
 }
 
 /// The one-byte channel keeps its own clock: it is cut to the span by its unshifted time stamps.
@@ -307,30 +305,34 @@ void add_radio_bytes(const Unit& unit, double start, double end) {
   }
 }
 
-void cut_to_common_span(std::vector<Unit>& units, SyncReport* report, Watch* watch) {
+/// False when the watch stopped it.
+bool cut_to_common_span(std::vector<Unit>& units, SyncReport* report, Watch* watch) {
   const std::vector<double> starts = start_list(units);
   const float duration = find_common_duration(units, starts);
   report->start = *std::min_element(starts.begin(), starts.end());
   report->duration = static_cast<double>(duration);
-  begin_stage(watch, Stage::kSynchronising, units.size());
-  for (std::size_t i = 0; i < units.size(); ++i) {
-    if (!goes_on(watch, i)) {
-      report->problem = SyncProblem::kStopped;
-      return;
+  std::uint64_t cuts = 0;
+  for (const Unit& unit : units) {
+    for (std::size_t j = 0; j < unit.channels.size(); ++j) {
+      if (!goes_on(watch, cuts++)) {
+        return false;
+      }
+      cut_to_duration(unit, j, duration);
     }
-    cut_to_duration(units[i], duration);
-    add_radio_bytes(units[i], report->start, report->start + report->duration);
+    add_radio_bytes(unit, report->start, report->start + report->duration);
   }
+  return true;
 }
 
 /// Shifts and cuts the channels that stand in the units' outputs.
 void synchronise_channels(std::vector<Unit>& units, SyncReport* report, Watch* watch) {
+  begin_stage(watch, Stage::kSynchronising, units.size() * report->keys.size());
   shift_to_common_clock(units, report);
   if (report->problem == SyncProblem::kNone) {
     require_common_samples(units, report);
   }
-  if (report->problem == SyncProblem::kNone) {
-    cut_to_common_span(units, report, watch);
+  if (report->problem == SyncProblem::kNone && (!goes_on(watch, 0) || !cut_to_common_span(units, report, watch))) {
+    report->problem = SyncProblem::kStopped;
   }
 }
 

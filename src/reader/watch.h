@@ -12,7 +12,7 @@ enum class Stage : std::int32_t {
   kDecoding,       ///< blocks of the file
   kOrientation,    ///< samples
   kWriting,        ///< rows
-  kSynchronising,  ///< recordings of a set
+  kSynchronising,  ///< channels of a set
 };
 
 /// Four numbers in a row, free of locks, that any thread may read; any may set `stop`. The working thread asks at
