@@ -1,10 +1,11 @@
-// Matrix kernels of fixed size. Sizes and strides are known to the compiler, which unrolls the loops; the
-// order of summation (ascending inner index, starting from the first product) is part of the filters' digits.
+// Matrix kernels of fixed size on the arrays of the record and of callers; rows.h has those in registers. Sizes and
+// strides are known to the compiler, which unrolls the loops; the order of summation (ascending inner index, starting
+// from the first product) is part of the filters' digits.
 #pragma once
 
 #include <cstddef>
 
-namespace tracker {
+namespace vortena::tracker::arrays {
 
 /// C = A B, Rows x Inner by Inner x Cols, on the leading parts of arrays whose rows may be longer.
 template <std::size_t Rows, std::size_t Inner, std::size_t Cols, std::size_t StrideA, std::size_t StrideB,
@@ -99,4 +100,4 @@ inline float squared_norm(const float* v) {
   return sum;
 }
 
-}  // namespace tracker
+}  // namespace vortena::tracker::arrays

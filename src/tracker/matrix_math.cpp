@@ -4,6 +4,8 @@
 
 namespace {
 
+namespace arrays = vortena::tracker::arrays;
+
 /// One Gauss-Jordan step on an n x 2n matrix whose rows are `Stride` floats long.
 template <std::size_t Stride>
 void eliminate(float* augmented, std::size_t n, std::size_t pivot_row, std::size_t pivot_column) {
@@ -21,12 +23,12 @@ void eliminate(float* augmented, std::size_t n, std::size_t pivot_row, std::size
   }
 }
 
-/// Inverse of a packed N x N matrix. The pivots are taken in order on purpose, without a search for larger
-/// ones.
+/// Inverse of a packed N x N matrix. The pivots are taken in order, without a search for larger ones: a zero pivot
+/// gives non-numbers.
 template <std::size_t N>
 void invert(const float* A, float* A_inverse) {
   float augmented[N][2 * N] = {};
-  tracker::set_packed<N, N>(augmented, A);
+  arrays::set_packed<N, N>(augmented, A);
   for (std::size_t r = 0; r < N; ++r) {
     augmented[r][N + r] = 1.0F;
   }
@@ -34,26 +36,26 @@ void invert(const float* A, float* A_inverse) {
     eliminate<2 * N>(augmented[0], N, k, k);
   }
   for (std::size_t r = 0; r < N; ++r) {
-    tracker::copy<N>(augmented[r] + N, A_inverse + r * N);
+    arrays::copy<N>(augmented[r] + N, A_inverse + r * N);
   }
 }
 
 }  // namespace
 
 void matrix_mult_3_3(const float* A, const float* B, float* C) {
-  tracker::multiply<3, 3, 3, 3, 3, 3>(A, B, C);
+  arrays::multiply<3, 3, 3, 3, 3, 3>(A, B, C);
 }
 
 void matrix_mult_4_4(const float* A, const float* B, float* C) {
-  tracker::multiply<4, 4, 4, 4, 6, 6>(A, B, C);
+  arrays::multiply<4, 4, 4, 4, 6, 6>(A, B, C);
 }
 
 void matrix_mult_6_4_4_4(const float* A, const float* B, float* C) {
-  tracker::multiply<6, 4, 4, 4, 6, 4>(A, B, C);
+  arrays::multiply<6, 4, 4, 4, 6, 4>(A, B, C);
 }
 
 void matrix_mult_6_6_6_6(const float* A, const float* B, float* C) {
-  tracker::multiply<6, 6, 6, 6, 6, 6>(A, B, C);
+  arrays::multiply<6, 6, 6, 6, 6, 6>(A, B, C);
 }
 
 void inverseM(const float A[9], float A_inverse[9]) {

@@ -75,7 +75,7 @@ void run_accelerometer(tracker_state* state, const float accelerometer[3]) {
   const tracker_filter_work& w = state->filter_work;
   const Prediction gravity = predict_gravity(load(w.q_predicted));
   const Rows<3> R = state->moving == 1 ? noise_of_motion().R : load_3x3(state->R_acc);
-  // As measured, not normalised: its magnitude is meant to count.
+  // As measured, not normalised: what its length is off 1 g pulls almost along q, and goes with the normalisation.
   const Row innovation = vector3(accelerometer) - gravity.h;
   correct(state, gravity, innovation, load_rows<4>(w.P_predicted), R);
 }

@@ -5,19 +5,16 @@
 #include "tracker/rows.h"
 #include "tracker/tracker.h"
 
-using vortena::tracker::load;
-using vortena::tracker::normalised;
-using vortena::tracker::Row;
-using vortena::tracker::store;
+using namespace vortena::tracker;
 
 void quaternion_product(const float a[4], const float b[4], float out[4]) {
-  store(normalised(vortena::tracker::hamilton_product(load(a), load(b))), out);
+  store(normalised(hamilton_product(load(a), load(b))), out);
 }
 
 void get_conjugate(const float q[4], float out[4]) {
-  // Over the norm, not the squared norm: for other than unit quaternions this is not the inverse, and is
-  // meant so.
-  store(normalised(vortena::tracker::conjugate(load(q))), out);
+  // Over the norm, not the squared norm: the result turns back by as much whatever the length of q, but is its
+  // inverse only at length 1.
+  store(normalised(conjugate(load(q))), out);
 }
 
 void normalize_quaternion(float v[4], int32_t n) {
@@ -31,8 +28,8 @@ void normalize_quaternion(float v[4], int32_t n) {
 }
 
 void quaternion_rotate_vector(const float v[3], const float q[4], float out[3]) {
-  const Row turned = vortena::tracker::rotated_direction(load(q), Row{0.0F, v[0], v[1], v[2]});
-  const float length = vortena::tracker::norm<3>(Row{v[0], v[1], v[2], 0.0F});
+  const Row turned = rotated_direction(load(q), Row{0.0F, v[0], v[1], v[2]});
+  const float length = norm<3>(vector3(v));
   for (int i = 0; i < 3; ++i) {
     out[i] = length * turned[1 + i];
   }
@@ -67,5 +64,5 @@ void euler_to_rotation_matrix(float M[9], float roll, float pitch, float yaw) {
 }
 
 void rotate_vector(const float v[3], const float M[9], float out[3]) {
-  tracker::multiply<3, 3, 1, 3, 1, 1>(M, v, out);
+  arrays::multiply<3, 3, 1, 3, 1, 1>(M, v, out);
 }

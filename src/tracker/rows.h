@@ -252,8 +252,8 @@ inline void eliminate(Rows<3>& A, Rows<3>& right) {
   }
 }
 
-/// Inverse of a 3 x 3 matrix. The pivots are taken in order on purpose, without a search for larger ones: a
-/// zero pivot gives non-numbers.
+/// Inverse of a 3 x 3 matrix. The pivots are taken in order, without a search for larger ones: a zero pivot gives
+/// non-numbers.
 inline Rows<3> inverse(Rows<3> A) {
   Rows<3> right = diagonal<3>(1.0F);
   eliminate<0>(A, right);

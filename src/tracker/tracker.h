@@ -8,13 +8,16 @@
  *
  * Everything is single precision. Quaternions are (w, x, y, z), Hamilton, and turn body-frame vectors into
  * the earth frame, whose z axis points up: at rest an accelerometer turned into the earth frame shows (0, 0,
- * 1) g. Matrices are row-major. Outputs must not alias inputs unless stated. */
+ * 1) g. Matrices are row-major. Outputs must not alias inputs unless stated.
+ *
+ * The functions have no common prefix: a program with an external function of its own called predict or reduction, say,
+ * does not link with the static library. Nothing else in it has a name that could collide. */
 #ifndef TRACKER_TRACKER_H
 #define TRACKER_TRACKER_H
 
-#include <stdbool.h>  // NOLINT(modernize-deprecated-headers): shared with C
-#include <stddef.h>   // NOLINT(modernize-deprecated-headers): shared with C
-#include <stdint.h>   // NOLINT(modernize-deprecated-headers): shared with C
+#include <stdbool.h> /* NOLINT(modernize-deprecated-headers): shared with C */
+#include <stddef.h>  /* NOLINT(modernize-deprecated-headers): shared with C */
+#include <stdint.h>  /* NOLINT(modernize-deprecated-headers): shared with C */
 
 #ifdef __cplusplus
 extern "C" {
@@ -34,14 +37,13 @@ enum {
   TRACKER_FILTERED = 3   /* sample filtered, or initialisation completed */
 };
 
-/* Intermediate quantities of the filters. Rewritten every sample; not meaningful between calls.
- * F transition, Q process noise, h predicted measurement, H its Jacobian with respect to the state, P error
- * covariance, S innovation covariance, K gain. */
+/* Intermediate quantities of the filters. Rewritten every sample; not meaningful between calls. Where their notes and
+ * names say so: F transition, P error covariance, Q process noise, S innovation covariance, K gain. */
 struct tracker_filter_work {
   float q_predicted[4];        /* q after prediction and the corrections so far */
   float q_previous[4];         /* q before prediction */
   float rates[3];              /* last angular rates, body frame, rad/s */
-  float h[3];                  /* predicted measurement, body frame */
+  float h[3];                  /* measurement of the last correction as predicted, body frame */
   float H[3][4];               /* derivative of h by w, x, y, z */
   float innovation[3];         /* measurement minus h */
   float P_predicted[4][4];     /* F P F^T + Q */
@@ -52,7 +54,7 @@ struct tracker_filter_work {
   float K_pos[6][6];
 };
 
-typedef struct tracker_state {  // NOLINT(modernize-use-using): shared with C
+typedef struct tracker_state { /* NOLINT(modernize-use-using): shared with C */
   /* Orientation */
   float q[4];      /* body to earth, w x y z; (1, 0, 0, 0) */
   float P[6][6];   /* error covariance of q in the upper-left 4 x 4, row stride 6; 0.0001 on its diagonal */
@@ -125,7 +127,7 @@ typedef struct tracker_state {  // NOLINT(modernize-use-using): shared with C
   float mag_norm_tolerance;  /* allowed deviation of the magnitude, mag units; 5 */
   float mag_dip_reference;   /* expected dip angle, deg; 75.4 */
   float mag_norm_reference;  /* expected magnitude, mag units; 23 */
-  float mag_disturbed_count; /* samples rejected, counted in floats on purpose; 0 */
+  float mag_disturbed_count; /* samples rejected; a float, and so stops at 2^24 (46 hours at 100 Hz); 0 */
   float mag_total_count;     /* samples seen by the filter, likewise; 0 */
 } tracker_state;
 
@@ -151,14 +153,16 @@ void set_motionless_thresh(tracker_state* state, const float thresholds[3]);
 /* ---- Resets and statistics ---- */
 
 /* q from accel_sum and mag_sum: tilt from gravity, heading from the mean field as measured in the body frame.
- * Closed form of R. G. Valenti, I. Dryanovski, J. Xiao, Sensors 15(8):19302, 2015, doi:10.3390/s150819302. A
- * field that is vertical in the body frame gives non-numbers. */
+ * Closed form of R. G. Valenti, I. Dryanovski, J. Xiao, Sensors 15(8):19302, 2015, doi:10.3390/s150819302. With a
+ * magnetometer the heading comes out with the opposite sign, the tilt wrong unless the unit is level, and non-numbers
+ * if the field is vertical in the body frame: give none before run_tracker has answered TRACKER_FILTERED. */
 void set_initial_quaternion(tracker_state* state);
 
 /* The next sample is discarded and q becomes `quaternion` (w x y z, used as given). Null does nothing. */
 void reset_orientation(tracker_state* state, const float* quaternion);
 
-/* Applies reset_quaternion at once: q, and 0.001 on the diagonal of P. */
+/* Applies reset_quaternion at once: q, and the upper-left 4 x 4 of P, which becomes 0.001 times the identity. A pending
+ * reset stays pending, and a tracker that waits for its start goes on waiting; linear_accel keeps its value. */
 void reset_orientation_local(tracker_state* state);
 
 /* Widens P_pos and has the position filter take one measurement of its own previous state at its next run.
@@ -181,11 +185,11 @@ int32_t add_to_tracker_buffer(tracker_state* state, const float accelerometer[3]
 int32_t run_tracker(tracker_state* state, float output[7]);
 
 /* A series of samples without magnetometer. Axis k of sample i stands at [k * stride + i]. */
-typedef struct tracker_series {  // NOLINT(modernize-use-using): shared with C
-  const double* accelerometer;   /* x y z, g; narrowed to float */
-  const double* gyroscope;       /* x y z, deg/s; narrowed to float */
-  double* quaternion;            /* written: w x y z, body to earth; four zeros where run_tracker waits */
-  size_t stride;                 /* values from one axis to the next, in all three arrays */
+typedef struct tracker_series { /* NOLINT(modernize-use-using): shared with C */
+  const double* accelerometer;  /* x y z, g; narrowed to float */
+  const double* gyroscope;      /* x y z, deg/s; narrowed to float */
+  double* quaternion;           /* written: w x y z, body to earth; four zeros where run_tracker waits */
+  size_t stride;                /* values from one axis to the next, in all three arrays */
 } tracker_series;
 
 /* Samples first to first + count - 1, each as through add_to_tracker_buffer and run_tracker, in about half the time and
@@ -206,13 +210,17 @@ bool is_ready_to_initialize(tracker_state* state, const float accelerometer[3], 
 void call_ekf_quaternion(tracker_state* state, float gyroscope[3], const float accelerometer[3],
                          const float* magnetometer);
 
-/* The same without the stillness test (moving keeps its value) and with `gyroscope` in rad/s, unchanged.
- * Without an accelerometer triple, linear_accel keeps its value. */
+/* The same without the stillness test (moving keeps its value) and with `gyroscope` in rad/s, unchanged. Without an
+ * accelerometer triple linear_accel keeps its value, and P is that of the last correction: the prediction reaches it
+ * only through run_accelerometer. Without any correction q loses its unit length from sample to sample. */
 void imu_ekf_quaternion_tracker(tracker_state* state, const float gyroscope[3], const float* accelerometer,
                                 const float* magnetometer);
 
-/* q and the predicted covariance from angular rates in rad/s, body frame. */
+/* q, no longer of unit length, and the predicted covariance from angular rates in rad/s, body frame. */
 void predict(tracker_state* state, const float gyroscope[3]);
+
+/* The two corrections go on from filter_work as the last predict, or the correction behind it, left it: each sample
+ * needs its predict first. */
 
 /* Corrects q by the direction of gravity. The triple (g) is used as measured, not normalised. */
 void run_accelerometer(tracker_state* state, const float accelerometer[3]);

@@ -7,6 +7,8 @@
 
 namespace {
 
+namespace arrays = vortena::tracker::arrays;
+
 enum Channel { kAccel = 0, kGyro = 3, kMag = 6, kMagPresent = 9 };
 
 struct Sample {
@@ -61,26 +63,26 @@ void filter_sample(tracker_state* state, Sample& sample, float output[7]) {
 
 int32_t collect_sample(tracker_state* state, const Sample& sample) {
   if (!is_ready_to_initialize(state, sample.accelerometer, sample.gyroscope, sample.magnetometer_or_null())) {
-    return 2;
+    return TRACKER_WAITING;
   }
   set_initial_quaternion(state);
   for (int i = 0; i < 3; ++i) {
     state->linear_accel[i] = state->accel_sum[i] / static_cast<float>(state->init_samples_required);
   }
   state->initialised = 1;
-  return 3;
+  return TRACKER_FILTERED;
 }
 
 int32_t process_sample(tracker_state* state, Sample& sample, float output[7]) {
   if (state->orientation_reset_pending == 1) {
-    reset_orientation_local(state);  // the sample itself is discarded on purpose
+    reset_orientation_local(state);  // the sample is discarded: the output is the quaternion that was given
     state->orientation_reset_pending = 0;
     state->initialised = 1;
-    return 1;
+    return TRACKER_RESET;
   }
   if (state->initialised != 0) {
     filter_sample(state, sample, output);
-    return 3;
+    return TRACKER_FILTERED;
   }
   return collect_sample(state, sample);
 }
@@ -92,14 +94,14 @@ void add_to(float sum[3], const float value[3]) {
 }
 
 /// Starts the collection anew, but only if it had begun: magnetometer samples of a unit that has not been
-/// still yet stay in the sum. That is meant.
+/// still yet stay in the sum, and the first heading is the mean over them, too.
 void abandon_collection(tracker_state* state) {
   constexpr float kZero[3] = {};
   if (state->still_count > 0) {
     state->still_count = 0;
     state->mag_init_count = 0;
-    tracker::copy<3>(kZero, state->accel_sum);
-    tracker::copy<3>(kZero, state->mag_sum);
+    arrays::copy<3>(kZero, state->accel_sum);
+    arrays::copy<3>(kZero, state->mag_sum);
   }
 }
 
@@ -124,13 +126,13 @@ int32_t add_to_tracker_buffer(tracker_state* state, const float accelerometer[3]
 
 int32_t run_tracker(tracker_state* state, float output[7]) {
   if (state->buffer_free >= state->buffer_capacity) {
-    return 0;
+    return TRACKER_NO_SAMPLE;
   }
   Sample sample = read_sample(state, state->buffer_read_index);
   state->buffer_read_index = next_slot(state, state->buffer_read_index);
   state->buffer_free += 1;
   const int32_t status = process_sample(state, sample, output);
-  tracker::copy<4>(state->q, output);
+  arrays::copy<4>(state->q, output);
   return status;
 }
 
@@ -140,8 +142,8 @@ bool is_ready_to_initialize(tracker_state* state, const float accelerometer[3], 
     add_to(state->mag_sum, magnetometer);
     state->mag_init_count += 1;
   }
-  const float accel_norm = std::sqrt(tracker::squared_norm<3>(accelerometer));
-  const float gyro_norm = std::sqrt(tracker::squared_norm<3>(gyroscope));
+  const float accel_norm = std::sqrt(arrays::squared_norm<3>(accelerometer));
+  const float gyro_norm = std::sqrt(arrays::squared_norm<3>(gyroscope));
   if (state->motionless_thresh[1] > std::fabs(accel_norm - 1.0F) && state->motionless_thresh[2] > gyro_norm) {
     add_to(state->accel_sum, accelerometer);
     state->still_count += 1;

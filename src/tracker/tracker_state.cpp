@@ -6,6 +6,8 @@
 
 namespace {
 
+namespace arrays = vortena::tracker::arrays;
+
 constexpr float kInitialCovariance = 0.0001F;
 constexpr float kResetCovariance = 0.001F;
 constexpr float kPositionCovariance = 0.1F;
@@ -14,10 +16,10 @@ constexpr float kMotionlessThresholds[3] = {1.006F, 0.06F, 18.0F};
 constexpr float kDegreesPerRadian = 57.2957763671875F;
 
 void set_default_noise(tracker_state* state) {
-  tracker::set_diagonal<4>(state->Q, 1e-5F);
-  tracker::set_diagonal<3>(state->R_acc, 0.001F);
-  tracker::set_diagonal<3>(state->R_mag, 0.004F);
-  tracker::set_diagonal<6>(state->R_pos, 0.001F);
+  arrays::set_diagonal<4>(state->Q, 1e-5F);
+  arrays::set_diagonal<3>(state->R_acc, 0.001F);
+  arrays::set_diagonal<3>(state->R_mag, 0.004F);
+  arrays::set_diagonal<6>(state->R_pos, 0.001F);
 }
 
 void set_default_layout(tracker_state* state) {
@@ -79,12 +81,12 @@ uint64_t get_tracker_size(void) {
 void init_tracker(tracker_state* state, int32_t rate, int32_t position_enabled) {
   *state = tracker_state{};
   state->q[0] = 1.0F;
-  tracker::set_diagonal<4>(state->P, kInitialCovariance);
-  tracker::copy<6>(kTuning, state->tuning);
+  arrays::set_diagonal<4>(state->P, kInitialCovariance);
+  arrays::copy<6>(kTuning, state->tuning);
   const auto samples_per_second = static_cast<float>(rate);
   state->half_dt = 0.5F / samples_per_second;
   state->dt = 1.0F / samples_per_second;
-  tracker::copy<3>(kMotionlessThresholds, state->motionless_thresh);
+  arrays::copy<3>(kMotionlessThresholds, state->motionless_thresh);
   state->deg_per_rad = kDegreesPerRadian;
   state->position_enabled = position_enabled;
   state->init_samples_required = 5;
@@ -92,7 +94,7 @@ void init_tracker(tracker_state* state, int32_t rate, int32_t position_enabled) 
   set_default_noise(state);
   set_default_magnetometer(state);
   if (position_enabled != 0) {
-    tracker::set_diagonal<6>(state->P_pos, kPositionCovariance);
+    arrays::set_diagonal<6>(state->P_pos, kPositionCovariance);
   }
 }
 
@@ -101,20 +103,20 @@ void reset_tracker(tracker_state* state, int32_t rate, int32_t position_enabled)
 }
 
 void set_quaternion_process_noise_cov_matrix(tracker_state* state, const float Q[16]) {
-  tracker::set_packed<4, 4>(state->Q, Q);
+  arrays::set_packed<4, 4>(state->Q, Q);
 }
 
 void set_imu_quaternion_observation_noise_cov_matrix(tracker_state* state, const float R_acc[9], const float R_mag[9]) {
-  tracker::set_packed<3, 3>(state->R_acc, R_acc);
-  tracker::set_packed<3, 3>(state->R_mag, R_mag);
+  arrays::set_packed<3, 3>(state->R_acc, R_acc);
+  arrays::set_packed<3, 3>(state->R_mag, R_mag);
 }
 
 void set_position_observation_noise_cov_matrix(tracker_state* state, const float R_pos[36]) {
-  tracker::set_packed<6, 6>(state->R_pos, R_pos);
+  arrays::set_packed<6, 6>(state->R_pos, R_pos);
 }
 
 void set_motionless_thresh(tracker_state* state, const float thresholds[3]) {
-  tracker::copy<3>(thresholds, state->motionless_thresh);
+  arrays::copy<3>(thresholds, state->motionless_thresh);
 }
 
 void set_initial_quaternion(tracker_state* state) {
@@ -122,7 +124,7 @@ void set_initial_quaternion(tracker_state* state) {
   for (int i = 0; i < 3; ++i) {
     gravity[i] = state->accel_sum[i] / static_cast<float>(state->init_samples_required);
   }
-  const float norm = std::sqrt(tracker::squared_norm<3>(gravity));
+  const float norm = std::sqrt(arrays::squared_norm<3>(gravity));
   for (float& component : gravity) {
     component /= norm;
   }
@@ -131,7 +133,8 @@ void set_initial_quaternion(tracker_state* state) {
 
   float q_mag[4] = {1.0F, 0.0F, 0.0F, 0.0F};
   if (state->mag_sum[0] != 0.0F || state->mag_sum[1] != 0.0F || state->mag_sum[2] != 0.0F) {
-    // The field is taken as measured in the body frame, without levelling it by q_acc first; that is meant.
+    // The field is taken as measured in the body frame, without levelling it by q_acc first: the first heading has the
+    // opposite sign, and of a unit that is not level the tilt is wrong, until the filter has mended both.
     const auto count = static_cast<float>(state->mag_init_count);
     quaternion_of_field(state->mag_sum[0] / count, state->mag_sum[1] / count, q_mag);
   }
@@ -143,20 +146,20 @@ void reset_orientation(tracker_state* state, const float* quaternion) {
   if (quaternion == nullptr) {
     return;
   }
-  tracker::copy<4>(quaternion, state->reset_quaternion);
+  arrays::copy<4>(quaternion, state->reset_quaternion);
   state->orientation_reset_pending = 1;
 }
 
 void reset_orientation_local(tracker_state* state) {
-  tracker::copy<4>(state->reset_quaternion, state->q);
-  tracker::set_diagonal<4>(state->P, kResetCovariance);
+  arrays::copy<4>(state->reset_quaternion, state->q);
+  arrays::set_diagonal<4>(state->P, kResetCovariance);
 }
 
 void reset_position(tracker_state* state, const float position[3], const float* velocity) {
-  tracker::set_diagonal<6>(state->P_pos, kPositionCovariance);
-  tracker::copy<3>(position, state->initial_position);
+  arrays::set_diagonal<6>(state->P_pos, kPositionCovariance);
+  arrays::copy<3>(position, state->initial_position);
   if (velocity != nullptr) {
-    tracker::copy<3>(velocity, state->initial_velocity);
+    arrays::copy<3>(velocity, state->initial_velocity);
   }
   state->position_reset_pending = 1;
 }

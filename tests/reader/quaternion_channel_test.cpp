@@ -104,5 +104,21 @@ TEST(QuaternionChannel, StartsWithinTheThresholdsAndCorrectsTiltGently) {
   EXPECT_NEAR(2 * Input(kSamples, kSamples, 1, 0, 0.3).quaternions()[3 * kSamples - 2], -tilt, 1e-4);
 }
 
+TEST(QuaternionChannel, JudgesASampleAgainstTheOneBefore) {
+  // Every second magnitude lies above 1 g. While tilted by 0.03, what gravity leaves of the samples between is 0.03
+  // long, so the threshold of 1.05 lies between these two; half of the samples then bring ten times the noise.
+  const double cases[][2] = {{1.07, 1e-5}, {1.09, 5.5e-5}};
+  for (const auto& [magnitude, noise_of_a_sample] : cases) {
+    constexpr std::size_t kSamples = 2006;
+    Input input(kSamples, kSamples, 1, 0, 0.03);
+    for (std::size_t i = 6; i < 3 * kSamples; i += 2) {
+      input.at(kAccelKey).values[i] *= magnitude;
+    }
+    const double sum_of_p = 2000 * 1e-4 + noise_of_a_sample * 2000 * 2001 / 2;
+    const double tilt = 0.03 * (1 + magnitude) / 2 * (1 - std::exp(-4 * sum_of_p / 10000));
+    EXPECT_NEAR(2 * input.quaternions()[3 * kSamples - 2] / -tilt, 1, 0.05) << magnitude;
+  }
+}
+
 }  // namespace
 }  // namespace vortena::testing

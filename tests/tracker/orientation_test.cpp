@@ -272,6 +272,41 @@ TEST(Orientation, DisturbedSamplesChangeNothingButPAndTheCounters) {
   }
 }
 
+TEST(Orientation, ADeviationAtItsToleranceIsNoDisturbance) {
+  const float vertical_deg = TrackedUnit().state.deg_per_rad * std::atan(INFINITY);
+  const float cases[][3] = {// magnitude, dip reference, disturbed
+                            {28, vertical_deg - 8, 0},        {28.00001F, vertical_deg - 8, 1},
+                            {18, vertical_deg + 8, 0},        {17.99999F, vertical_deg + 8, 1},
+                            {23, vertical_deg - 8.00001F, 1}, {23, vertical_deg + 8.00001F, 1}};
+  for (const auto& [magnitude, dip_reference, disturbed] : cases) {
+    TrackedUnit unit;
+    unit.state.filter_work.q_predicted[0] = 1;
+    unit.state.mag_dip_tolerance = 8;
+    unit.state.mag_dip_reference = dip_reference;
+    run_magnetometer_update(&unit.state, std::array{0.0F, 0.0F, -magnitude}.data());
+    EXPECT_EQ(unit.state.mag_disturbed_count, disturbed) << magnitude << ' ' << dip_reference;
+  }
+}
+
+TEST(Orientation, BothSensorsWeighByTheWholeOfTheirNoise) {
+  TrackedUnit by_gravity, by_field;  // a vertical field measures what gravity does
+  const std::array R{9.0F, 1.0F, 2.0F, 3.0F, 8.0F, 4.0F, 5.0F, 6.0F, 7.0F};
+  for (tracker_state* state : {&by_gravity.state, &by_field.state}) {
+    std::ranges::copy(std::array{0.5F, 0.5F, 0.5F, 0.5F}, state->filter_work.q_predicted);
+    set_imu_quaternion_observation_noise_cov_matrix(state, R.data(), R.data());
+    for (int i = 0; i < 16; ++i) {
+      state->filter_work.P_predicted[i / 4][i % 4] = state->P[i / 4][i % 4] =
+          i % 5 == 0 ? 9.0F : static_cast<float>(i % 7);
+    }
+  }
+  const std::array direction{0.0F, 1.0F, 0.0F}, field{0.0F, 23.0F, 0.0F};
+  run_accelerometer(&by_gravity.state, direction.data());
+  run_magnetometer_update(&by_field.state, field.data());
+  for (int r = 0; r < 4; ++r) {
+    EXPECT_THAT(by_field.state.P[r], Pointwise(DoubleNear(1e-4), by_gravity.state.P[r]));
+  }
+}
+
 TEST(Orientation, EntriesDifferInUnitsAndStillness) {
   TrackedUnit a = started(kUp), b = a;
   std::array<float, 3> rates{57.2957763671875F, 0, 0};
@@ -286,6 +321,8 @@ TEST(Orientation, EntriesDifferInUnitsAndStillness) {
 
 TEST(Orientation, DigitsAreThoseOfEveryBuild) {
   TrackedUnit unit;
+  const std::array R{0.9F, 0.1F, 0.2F, 0.3F, 0.8F, 0.4F, 0.5F, 0.6F, 0.7F};
+  set_imu_quaternion_observation_noise_cov_matrix(&unit.state, R.data(), R.data());
   Wander wander;
   std::uint64_t digest = 14695981039346656037U;  // FNV-1a over the bits of every output
   for (int i = 0; i < 5000; ++i) {
@@ -296,7 +333,7 @@ TEST(Orientation, DigitsAreThoseOfEveryBuild) {
       digest = (digest ^ std::bit_cast<std::uint32_t>(q)) * 1099511628211U;
     }
   }
-  EXPECT_EQ(digest, 2077046676788916816U);
+  EXPECT_EQ(digest, 17398535645821476769U);
 }
 
 }  // namespace

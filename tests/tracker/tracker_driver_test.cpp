@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include <cstring>
+#include <span>
 
 #include "tests/support/tracked_unit.h"
 
@@ -72,11 +73,11 @@ TEST(TrackerDriver, StillnessIsStrictAtTheStartAndInTheFilter) {
   }
 }
 
-TEST(TrackerDriver, InitialHeadingIsThatOfTheMeanField) {
+TEST(TrackerDriver, TheFirstHeadingHasTheOppositeSignAndSpoilsTheTilt) {
   const Vec3 lying{0, 1, 0}, fast{100, 0, 0};
-  const auto attitude = [](double heading) { return turn(0, M_PI / 2) * turn(2, heading); };
-  for (const double heading : {0.0, 0.7, 1.5, 2.5, -0.7, -3.0}) {
-    const Vec3 field = to_earth(turn(2, heading), {20, 0, 5}), earlier = to_earth(turn(2, heading - 1), {20, 0, 5});
+  const auto attitude = [](double azimuth) { return turn(0, M_PI / 2) * turn(2, azimuth); };
+  for (const double azimuth : {0.0, 0.7, 1.5, 2.5, -0.7, -3.0}) {  // of the field in the body frame
+    const Vec3 field = to_earth(turn(2, azimuth), {20, 0, 5}), earlier = to_earth(turn(2, azimuth - 1), {20, 0, 5});
     TrackedUnit moved, abandoned;
     for (int i = 0; i < 5; ++i) {
       moved.feed(lying, fast, &earlier);
@@ -89,8 +90,8 @@ TEST(TrackerDriver, InitialHeadingIsThatOfTheMeanField) {
         unit->feed(lying, kStill, &field);
       }
     }
-    EXPECT_LT(angle_between(moved.q(), attitude(heading - 0.5)), 0.01) << "of the samples before the start, too";
-    EXPECT_LT(angle_between(abandoned.q(), attitude(heading)), 0.01) << "but not those of an abandoned collection";
+    EXPECT_LT(angle_between(moved.q(), attitude(azimuth - 0.5)), 0.01) << "of the samples before the start, too";
+    EXPECT_LT(angle_between(abandoned.q(), attitude(azimuth)), 0.01) << "but not those of an abandoned collection";
     EXPECT_EQ(abandoned.state.mag_init_count, 5);
   }
   TrackedUnit vertical;
@@ -117,6 +118,15 @@ TEST(TrackerDriver, AxisTableRemapsEveryAxisBeforeUse) {
   }
 }
 
+TEST(TrackerDriver, MagnetometerSamplesEndWithTheirSlot) {
+  TrackedUnit unit;
+  unit.state.initialised = 1;
+  for (int i = 0; i < 40; ++i) {
+    unit.feed(kUp, kStill, i % 3 == 0 ? &kUp : nullptr);
+  }
+  EXPECT_EQ(unit.state.mag_total_count, 14);
+}
+
 TEST(TrackerDriver, OrientationResetTakesOneSample) {
   TrackedUnit unit;
   reset_orientation(&unit.state, nullptr);
@@ -124,9 +134,23 @@ TEST(TrackerDriver, OrientationResetTakesOneSample) {
   reset_orientation(&unit.state, std::array{0.0F, 0.6F, 0.0F, 0.8F}.data());
   EXPECT_EQ(unit.feed({9, 9, 9}, {900, 0, 0}), 1);
   EXPECT_THAT(unit.output, ElementsAre(0, 0.6F, 0, 0.8F, 0, 0, 0));
-  EXPECT_EQ(unit.state.P[2][2], 0.001F);
   EXPECT_EQ(unit.state.accel_norm, 0) << "the sample is used for nothing else";
   EXPECT_EQ(unit.feed(kUp, kStill), 3) << "the reset counts as initialisation";
+}
+
+TEST(TrackerDriver, LocalResetSetsQuaternionAndCovarianceAlone) {
+  TrackedUnit unit;
+  unit.state.linear_accel[1] = 0.5F;
+  reset_orientation(&unit.state, std::array{0.0F, 0.6F, 0.0F, 0.8F}.data());
+  std::ranges::fill(std::span(unit.state.P[0], 36), 7.0F);
+  tracker_state expected = unit.state;
+  reset_orientation_local(&unit.state);
+  std::ranges::copy(std::array{0.0F, 0.6F, 0.0F, 0.8F}, expected.q);
+  for (std::size_t r = 0; r < 4; ++r) {
+    std::fill_n(expected.P[r], 4, 0.0F);
+    expected.P[r][r] = 0.001F;
+  }
+  EXPECT_EQ(std::memcmp(&unit.state, &expected, sizeof expected), 0);
 }
 
 TEST(PositionFilter, IntegratesWhileMovingAndHoldsWhileMotionless) {
@@ -172,9 +196,31 @@ TEST(PositionFilter, ResetMeasuresThePreviousStateOnce) {
   EXPECT_THAT(unit.state.initial_velocity, ElementsAre(4, 5, 6));
   run_position_Kalman_filter(&unit.state, std::array{1e6F, 0.0F, 0.0F}.data());
   EXPECT_EQ(unit.state.position_reset_pending, 0);
-  const double P = 0.1 + 4e-6, K = P / (P + 0.001);  // in so short a step the velocity stands alone
+  const double p = 0.1 + 4e-6, K = p / (p + 0.001);  // in so short a step the velocity stands alone
   EXPECT_NEAR(unit.state.position_state[3], 9.8 + 9.806 * (1 - K), 1e-4);
-  EXPECT_NEAR(unit.state.P_pos[3][3], (1 - K) * P, 1e-6);
+}
+
+TEST(PositionFilter, ResetWeighsEveryComponentByEveryOther) {
+  TrackedUnit unit(1000000, 1);
+  Noise noise{std::mt19937(3)};
+  std::array<float, 36> R{};
+  for (std::size_t i = 0; i < 36; ++i) {
+    R[i] = R[i % 6 * 6 + i / 6] = static_cast<float>(i / 6 == i % 6 ? 0.2 : noise.uniform(0.03));
+  }
+  set_position_observation_noise_cov_matrix(&unit.state, R.data());
+  reset_position(&unit.state, narrow(kStill).data(), nullptr);
+  unit.state.moving = 1;
+  run_position_Kalman_filter(&unit.state, narrow(kStill).data());
+  const double p = 0.1 + 4e-6;  // P before the measurement is p times the identity, so that after it (p + R) P = p R
+  for (std::size_t r = 0; r < 6; ++r) {
+    for (std::size_t c = 0; c < 6; ++c) {
+      double sum = p * unit.state.P_pos[r][c];
+      for (std::size_t k = 0; k < 6; ++k) {
+        sum += R[r * 6 + k] * unit.state.P_pos[k][c];
+      }
+      EXPECT_NEAR(sum, p * R[r * 6 + c], 1e-6) << r << c;
+    }
+  }
 }
 
 TEST(PositionFilter, RunsOnlyWhenEnabled) {
