@@ -5,7 +5,7 @@ const { spawnSync } = require('node:child_process');
 const fs = require('node:fs');
 const path = require('node:path');
 const test = require('node:test');
-const { packagePath, scratchFolder, writeRecording } = require('./support.js');
+const { packagePath, requireComplete, scratchFolder, writeRecording } = require('./support.js');
 
 const node = (args, env = process.env) => spawnSync(process.execPath, args, { encoding: 'utf8', env });
 
@@ -38,6 +38,18 @@ test('loads in several workers at once, before or after the main thread', (t) =>
     const result = node([script, writeRecording(folder, 'r.bin'), order]);
     assert.equal(result.stdout, '{"deviceId":1234}\n'.repeat(calls), result.stderr);
   }
+});
+
+test('the worker threads of docs/installing.md read every recording', (t) => {
+  const folder = scratchFolder(t);
+  fs.mkdirSync(path.join(folder, 'node_modules'));
+  fs.symlinkSync(path.resolve(packagePath), path.join(folder, 'node_modules', 'vortena-reader'));
+  const page = fs.readFileSync(path.join(__dirname, '..', '..', 'docs', 'installing.md'), 'utf8');
+  fs.writeFileSync(path.join(folder, 'read-all.js'), /^```js\n(.*?)^```$/ms.exec(page)[1]);
+  const recordings = Array.from({ length: 5 }, (_, index) => writeRecording(folder, `${index}.bin`));
+  const { stdout, stderr } = node([path.join(folder, 'read-all.js'), ...recordings]);
+  assert.equal(stdout.match(/^.*\.bin: 0000-00-00 00:00:00$/gm)?.length, 5, stdout + stderr);
+  assert.deepEqual(recordings.map((recording) => requireComplete(`${recording}.csv`)), Array(5).fill(64));
 });
 
 /** The compiled module with some of its text replaced by text of the same length. */
