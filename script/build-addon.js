@@ -68,9 +68,10 @@ function requireTools(headers) {
   }
 }
 
-function cmake(args) {
+function cmake(args, cleanUp = () => {}) {
   const result = spawnSync('cmake', args, { cwd: root, encoding: 'utf8', maxBuffer: 1 << 28 });
   if (result.status !== 0) {
+    cleanUp();
     const ownSentence = /\(message\):\s+(building needs [^]*?)\n\n/.exec(result.stderr)?.[1];
     if (ownSentence) {
       fail(ownSentence.replace(/\s+/g, ' '));
@@ -79,12 +80,19 @@ function cmake(args) {
   }
 }
 
-/** CMake refuses a build folder that was made elsewhere, as when an installed package was copied or moved. */
-function forgetOtherPlace(binary) {
-  const cache = path.join(binary, 'CMakeCache.txt');
-  if (fs.existsSync(cache) && !fs.readFileSync(cache, 'utf8').includes(`CMAKE_HOME_DIRECTORY:INTERNAL=${root}\n`)) {
+function forgetBuild(binary) {
+  if (fs.existsSync(path.join(binary, 'CMakeCache.txt'))) {
     fs.rmSync(binary, { recursive: true });
   }
+}
+
+/** CMake refuses a folder that was made elsewhere, as when a package was copied or moved, and keeps its first compiler. */
+function isOtherBuild(binary) {
+  const cache = path.join(binary, 'CMakeCache.txt');
+  const text = fs.existsSync(cache) ? fs.readFileSync(cache, 'utf8') : '';
+  const compiler = /^CMAKE_CXX_COMPILER:\w+=(.*)$/m.exec(text)?.[1] ?? '';
+  const otherCompiler = process.env.CXX && path.basename(compiler) !== path.basename(process.env.CXX);
+  return otherCompiler || !text.includes(`CMAKE_HOME_DIRECTORY:INTERNAL=${root}\n`);
 }
 
 function main() {
@@ -97,13 +105,15 @@ function main() {
 
   const binary = path.join(root, 'build', preset ? path.join('preset', preset) : 'addon');
   const output = preset ? binary : path.join(root, 'build', 'Release');
-  forgetOtherPlace(binary);
+  if (isOtherBuild(binary)) {
+    forgetBuild(binary);
+  }
   cmake([
     ...(preset ? ['--preset', preset] : ['-DCMAKE_BUILD_TYPE=Release']),
     '-S', root,
     '-B', binary,
     `-DNODE_INCLUDE_DIR=${headers}`,
-  ]);
+  ], () => forgetBuild(binary));
   cmake(['--build', binary, '--target', 'addon', '--parallel', String(os.availableParallelism())]);
   fs.mkdirSync(output, { recursive: true });
   if (output !== binary) {
