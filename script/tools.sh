@@ -24,7 +24,7 @@ install_packages() {
   fi
   echo "Installing Debian packages: $*"
   as_root apt-get update -q >/dev/null
-  as_root env DEBIAN_FRONTEND=noninteractive apt-get install -qy --no-install-recommends "$@" >/dev/null
+  as_root env DEBIAN_FRONTEND=noninteractive DEBCONF_NOWARNINGS=yes apt-get install -qy --no-install-recommends "$@" >/dev/null
 }
 
 # need THING:PACKAGE ...: a thing is a command, or a file by its absolute path.
