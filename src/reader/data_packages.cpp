@@ -48,6 +48,19 @@ void reserve_series(SampleSeries<Axes>& series, double growth) {
   }
 }
 
+/// True when an axis stands at either end of its 16 bits.
+bool is_at_full_scale(const std::array<std::int16_t, 3>& counts) {
+  // Both ends lie side by side when the numbers wrap behind the highest one.
+  const auto at_end = [](std::int16_t count) { return static_cast<std::uint16_t>(count - INT16_MAX) <= 1; };
+  return at_end(counts[0]) || at_end(counts[1]) || at_end(counts[2]);
+}
+
+/// Other channels are no measurement that could run out of its range.
+template <std::size_t Axes>
+bool is_at_full_scale(const std::array<std::int32_t, Axes>&) {
+  return false;
+}
+
 /// Memory that was erased, or never written, holds one byte throughout.
 bool is_blank(const std::uint8_t* bytes, std::size_t size) {
   return std::memcmp(bytes, bytes + 1, size - 1) == 0;
@@ -186,32 +199,39 @@ std::map<ChannelKey, ChannelCounts> PackageDecoder::transfer(const kiv_Config& c
   std::map<ChannelKey, ChannelCounts> counts;
   for_each_series([&](ChannelKey key, auto& series) {
     if (is_present(config, key)) {
-      series.ordered_samples();
-      counts.emplace(key, series.counts());
-      _transfertData(sensors, config, key, &series);
+      const auto& samples = series.ordered_samples();
+      ChannelCounts& channel = counts.emplace(key, series.counts()).first->second;
+      const auto from_header = static_cast<std::uint64_t>(
+          std::count_if(channel.header_samples.begin(), channel.header_samples.end(),
+                        [&](std::uint64_t at) { return is_at_full_scale(samples[at].counts); }));
+      const std::uint64_t at_full_scale = _transfertData(sensors, config, key, &series);
+      channel.at_full_scale = at_full_scale - std::min(at_full_scale, from_header);
     }
   });
   return counts;
 }
 
 template <std::size_t Axes>
-void _transfertData(SensorMap* sensors, const kiv_Config& config, int key, SampleSeries<Axes>* series) {
+std::uint64_t _transfertData(SensorMap* sensors, const kiv_Config& config, int key, SampleSeries<Axes>* series) {
+  std::uint64_t at_full_scale = 0;
   const auto& samples = series->ordered_samples();
   kiv_DataSensor& sensor = sensors->try_emplace(key, Axes, samples.size()).first->second;
   if (sensor.has_shape(Axes, samples.size())) {
     const double ticks_per_second = config.frequency;
     for (std::size_t i = 0; i < samples.size(); ++i) {
       sensor.timestamps[i] = static_cast<double>(samples[i].tick) / ticks_per_second;
+      at_full_scale += is_at_full_scale(samples[i].counts) ? 1U : 0U;
       for (std::size_t axis = 0; axis < Axes; ++axis) {
         sensor.values[axis * samples.size() + i] = series->calibration()[axis].apply(samples[i].counts[axis]);
       }
     }
   }
   series->clear();
+  return at_full_scale;
 }
 
-template void _transfertData(SensorMap*, const kiv_Config&, int, SampleSeries<1>*);
-template void _transfertData(SensorMap*, const kiv_Config&, int, SampleSeries<2>*);
-template void _transfertData(SensorMap*, const kiv_Config&, int, SampleSeries<3>*);
+template std::uint64_t _transfertData(SensorMap*, const kiv_Config&, int, SampleSeries<1>*);
+template std::uint64_t _transfertData(SensorMap*, const kiv_Config&, int, SampleSeries<2>*);
+template std::uint64_t _transfertData(SensorMap*, const kiv_Config&, int, SampleSeries<3>*);
 
 }  // namespace vortena

@@ -58,10 +58,10 @@ class PackageDecoder {
 /// stamps are ticks over `config.frequency`, whatever that is. An entry that already stands under the key is
 /// filled in place when it has the same axis and sample counts; an entry of another shape stays as it is.
 template <std::size_t Axes>
-void _transfertData(SensorMap* sensors, const kiv_Config& config, int key, SampleSeries<Axes>* series);
+std::uint64_t _transfertData(SensorMap* sensors, const kiv_Config& config, int key, SampleSeries<Axes>* series);
 
-extern template void _transfertData(SensorMap*, const kiv_Config&, int, SampleSeries<1>*);
-extern template void _transfertData(SensorMap*, const kiv_Config&, int, SampleSeries<2>*);
-extern template void _transfertData(SensorMap*, const kiv_Config&, int, SampleSeries<3>*);
+extern template std::uint64_t _transfertData(SensorMap*, const kiv_Config&, int, SampleSeries<1>*);
+extern template std::uint64_t _transfertData(SensorMap*, const kiv_Config&, int, SampleSeries<2>*);
+extern template std::uint64_t _transfertData(SensorMap*, const kiv_Config&, int, SampleSeries<3>*);
 
 }  // namespace vortena

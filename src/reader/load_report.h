@@ -26,6 +26,9 @@ struct ChannelCounts {
   std::uint64_t repeated = 0;        ///< dropped, as an earlier record of the file has their tick
   std::uint64_t out_of_order = 0;    ///< kept, but earlier in time than a record before them
   std::uint64_t header_records = 0;  ///< decoded from the header block
+  /// Samples of the series, without those of the header block, whose count on some axis is the lowest or the highest
+  /// there is: the true value may lie beyond. Of three-axis channels only.
+  std::uint64_t at_full_scale = 0;
   /// Positions in the series, ascending, of samples that come from the header block. They are decoded on purpose, and
   /// may lie days away: whatever uses true times leaves them out.
   std::vector<std::uint64_t> header_samples;
