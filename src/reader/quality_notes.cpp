@@ -29,6 +29,9 @@ constexpr double kDateDifferenceSeconds = 10;
 /// Ten times what the worst crystals are off.
 constexpr double kDateDifferenceShare = 0.001;
 
+/// A recording may end between the samples of one instant.
+constexpr std::uint64_t kUnpairedSamples = 2;
+
 /// Turns the heading by six degrees in a minute.
 constexpr double kLargeOffsetDegS = 0.1;
 /// An offset within this many standard errors may be none.
@@ -92,13 +95,16 @@ std::string_view channel_title(ChannelKey key) {
   return "orientation";
 }
 
-/// "accelerometer …, gyroscope …": `tell` gives the words for a channel, empty where there is nothing to tell.
+/// What a note says of one channel; nothing where there is nothing to tell.
+using Words = std::optional<std::string>;
+
+/// "accelerometer …; gyroscope …"
 template <typename Tell>
 std::string per_channel(const QualityReport& report, Tell tell) {
   std::string text;
   for (const ChannelQuality& channel : report.channels) {
-    if (const std::string words = tell(channel); !words.empty()) {
-      text.append(text.empty() ? "" : "; ").append(channel_title(channel.key)).append(words);
+    if (const Words words = tell(channel); words) {
+      text.append(text.empty() ? "" : "; ").append(channel_title(channel.key)).append(*words);
     }
   }
   return text;
@@ -198,9 +204,9 @@ bool has_gaps(const ChannelQuality& channel) {
 }
 
 void note_gaps(const QualityReport& report, Notes& notes) {
-  const std::string text = per_channel(report, [](const ChannelQuality& channel) {
+  const std::string text = per_channel(report, [](const ChannelQuality& channel) -> Words {
     if (!has_gaps(channel)) {
-      return std::string();
+      return std::nullopt;
     }
     const Gaps& gaps = channel.sampling.gaps;
     const Gap& longest = gaps.longest.front();
@@ -228,17 +234,16 @@ void note_blank_blocks(const QualityReport& report, Notes& notes) {
 
 void note_no_gain(const QualityReport& report, Notes& notes) {
   const std::string text =
-      per_channel(report, [](const ChannelQuality& channel) { return std::string(channel.no_gain ? " " : ""); });
+      per_channel(report, [](const ChannelQuality& channel) { return channel.no_gain ? Words("") : std::nullopt; });
   if (!text.empty()) {
-    notes.push_back({"no-gain", Severity::kDamage,
-                     "The header's calibration divides by zero, so that values are infinite: " + text + "."});
+    notes.push_back(
+        {"no-gain", Severity::kDamage, "The header gives a gain of 0, so that values mean nothing: " + text + "."});
   }
 }
 
 void note_empty_channels(const QualityReport& report, Notes& notes) {
   const std::string text = per_channel(report, [](const ChannelQuality& channel) {
-    return std::string(
-        channel.regular && channel.sampling.samples == 0 ? " (" + std::to_string(channel.nominal_hz) + " Hz)" : "");
+    return channel.regular && channel.sampling.samples == 0 ? Words("") : std::nullopt;
   });
   if (!text.empty() && report.load.status == LoadStatus::kRead) {
     notes.push_back({"empty-channel", Severity::kNote, "In the header, but without any sample: " + text + "."});
@@ -262,7 +267,7 @@ void note_order(const QualityReport& report, Notes& notes) {
 
 void note_repeated(const QualityReport& report, Notes& notes) {
   const std::string text = per_channel(report, [](const ChannelQuality& channel) {
-    return channel.counts.repeated == 0 ? std::string() : " " + std::to_string(channel.counts.repeated);
+    return channel.counts.repeated > 0 ? Words(" " + std::to_string(channel.counts.repeated)) : std::nullopt;
   });
   if (!text.empty()) {
     notes.push_back({"repeated-ticks", Severity::kNote,
@@ -285,9 +290,9 @@ void note_foreign(const QualityReport& report, Notes& notes) {
 
 void note_full_scale(const QualityReport& report, Notes& notes) {
   const std::string text = per_channel(report, [](const ChannelQuality& channel) {
-    return channel.counts.at_full_scale == 0 ? std::string()
-                                             : " " + counted(channel.counts.at_full_scale, "sample") + " (" +
-                                                   percent(*channel.full_scale_share) + ")";
+    return channel.counts.at_full_scale > 0 ? Words(" " + counted(channel.counts.at_full_scale, "sample") + " (" +
+                                                    percent(channel.full_scale_share.value_or(0)) + ")")
+                                            : std::nullopt;
   });
   if (!text.empty()) {
     notes.push_back({"full-scale", Severity::kNote,
@@ -317,7 +322,8 @@ void note_unequal_counts(const QualityReport& report, Notes& notes) {
   }
   const std::uint64_t accel = find_channel(report, kAccelKey)->sampling.samples;
   const std::uint64_t gyro = find_channel(report, kGyroKey)->sampling.samples;
-  if (accel != gyro && report.orientation.problem != OrientationProblem::kDifferentRates) {
+  if (std::max(accel, gyro) - std::min(accel, gyro) > kUnpairedSamples &&
+      report.orientation.problem != OrientationProblem::kDifferentRates) {
     notes.push_back({"unequal-counts", Severity::kNote,
                      "The accelerometer has " + counted(accel, "sample") + " and the gyroscope " +
                          std::to_string(gyro) +
@@ -330,8 +336,9 @@ void note_rates(const QualityReport& report, Notes& notes) {
     const double nominal = channel.nominal_hz;
     const double off = std::abs(channel.sampling.rate_hz.value_or(nominal) - nominal);
     return channel.regular && off > std::max(kRateDifferenceHz, nominal * kRateDifferenceShare)
-               ? " " + decimal(*channel.sampling.rate_hz, 2) + " Hz instead of " + std::to_string(channel.nominal_hz)
-               : std::string();
+               ? Words(" " + decimal(*channel.sampling.rate_hz, 2) + " Hz instead of " +
+                       std::to_string(channel.nominal_hz))
+               : std::nullopt;
   });
   if (!text.empty()) {
     notes.push_back(
@@ -383,7 +390,7 @@ void note_rest(const QualityReport& report, Notes& notes) {
 
 void note_header_samples(const QualityReport& report, Notes& notes) {
   const std::string text = per_channel(report, [](const ChannelQuality& channel) {
-    return channel.header_samples == 0 ? std::string() : " " + std::to_string(channel.header_samples);
+    return channel.header_samples > 0 ? Words(" " + std::to_string(channel.header_samples)) : std::nullopt;
   });
   if (!text.empty()) {
     notes.push_back(

@@ -178,9 +178,6 @@ std::vector<double> rates_of(std::span<const Window> windows, std::size_t axis) 
 
 /// `count` is the width of one count, deg/s, per axis: no deviation can be judged more finely.
 void drop_outliers(std::vector<Window>& windows, const Vector& count) {
-  if (windows.empty()) {
-    return;
-  }
   Vector centre{};
   Vector limit{};
   for (std::size_t axis = 0; axis < kAxes; ++axis) {
@@ -209,8 +206,11 @@ double mean_of(std::span<const double> values) {
   return sum / static_cast<double>(values.size());
 }
 
-/// Sample standard deviation; of two values at least.
+/// Sample standard deviation; zero of a single value.
 double deviation_of(std::span<const double> values) {
+  if (values.size() < 2) {
+    return 0;
+  }
   const double mean = mean_of(values);
   double squares = 0;
   for (const double value : values) {
@@ -230,14 +230,18 @@ std::vector<double> pair_means(const std::vector<double>& values) {
 
 /// Standard error of the mean of correlated values: that of means over more and more neighbours, the largest of all, as
 /// the error stops growing where the means no longer depend on each other. (H. Flyvbjerg, H. G. Petersen: Error
-/// estimates on averages of correlated data. J. Chem. Phys. 91, 461, 1989. doi:10.1063/1.457480)
+/// estimates on averages of correlated data. J. Chem. Phys. 91, 461, 1989. doi:10.1063/1.457480) Few values know their
+/// own spread badly, which Student's distribution makes up for.
 double error_of_mean(std::vector<double> values) {
   constexpr std::size_t kLeastMeans = 5;  // fewer say nothing about their own spread
+  const double freedom = static_cast<double>(values.size()) - 1;
+  const double few = freedom > 2 ? std::sqrt(freedom / (freedom - 2)) : std::sqrt(3.0);
   double error = 0;
-  for (; values.size() >= kLeastMeans; values = pair_means(values)) {
+  do {
     error = std::max(error, deviation_of(values) / std::sqrt(static_cast<double>(values.size())));
-  }
-  return error;
+    values = pair_means(values);
+  } while (values.size() >= kLeastMeans);
+  return few * error;
 }
 
 /// Standard deviation of what rounding to counts adds to a mean. Without noise it is that of an even distribution over
@@ -316,7 +320,6 @@ RestEstimate estimate_from(const Recording& recording, const LoadReport& load, c
   const double seconds = static_cast<double>(length) / *sampling.rate_hz;
   const Vector count = count_width(recording.config.gyro);
   std::vector<Window> windows = WindowSearch(recording, load).at_rest(length, seconds);
-  drop_outliers(windows, count);
   RestEstimate rest;
   rest.seconds = static_cast<double>(windows.size()) * seconds;
   // Half a window more, as windows are whole numbers of samples.
@@ -324,6 +327,8 @@ RestEstimate estimate_from(const Recording& recording, const LoadReport& load, c
     rest.problem = RestProblem::kTooLittle;
     return rest;
   }
+  drop_outliers(windows, count);
+  rest.seconds = static_cast<double>(windows.size()) * seconds;
   const Estimate all = estimate(windows, count);
   rest.offset_deg_s = all.offset;
   rest.standard_error_deg_s = all.error;

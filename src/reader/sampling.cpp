@@ -82,7 +82,7 @@ Sampling measure_sampling(const kiv_DataSensor& series, std::span<const std::uin
     const double time = series.timestamps[positions.next()];
     const double interval = time - sampling.last;
     if (interval > limit) [[unlikely]] {
-      add_gap(sampling.gaps, {sampling.last, interval - period / ticks_per_second});
+      add_gap(sampling.gaps, {sampling.last, (std::round(interval * ticks_per_second) - period) / ticks_per_second});
       in_gaps += interval;
     }
     sampling.last = time;
