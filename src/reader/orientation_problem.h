@@ -7,11 +7,11 @@ namespace vortena {
 
 enum class OrientationProblem : std::uint8_t {
   kNone,
-  kNoAccelerometer,
+  kNoAccelerometer,  ///< no series of three axes with samples
   kNoGyroscope,
-  kDifferentRates,
-  kNoRoom,
-  kStopped,
+  kDifferentRates,  ///< the header gives the two sensors different sampling frequencies
+  kNoRoom,          ///< an entry of another shape stands under the key
+  kStopped,         ///< its watch wanted it to stop
 };
 
 }  // namespace vortena

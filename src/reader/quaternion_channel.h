@@ -4,20 +4,11 @@
 #include <atomic>
 #include <cstdint>
 
+#include "reader/orientation_problem.h"
 #include "reader/recording_model.h"
 #include "reader/watch.h"
 
 namespace vortena {
-
-/// Why a recording has no orientation.
-enum class OrientationProblem : std::uint8_t {
-  kNone,
-  kNoAccelerometer,  ///< no series of three axes with samples
-  kNoGyroscope,
-  kDifferentRates,  ///< the header gives the two sensors different sampling frequencies
-  kNoRoom,          ///< an entry of another shape stands under the key
-  kStopped,         ///< its watch wanted it to stop
-};
 
 /// Makes the entry under kQuaternionKey that fill_orientation() fills: 4 axes, W X Y Z, as many samples as the shorter
 /// of the two inputs, and the accelerometer's time stamps. An entry that already stands there with the same shape is
