@@ -1,4 +1,4 @@
-// Builds the module for the running Node.js with CMake and leaves it at build/Release/addon.node. Needs no network.
+// Builds the two native entries for the running Node.js with CMake and leaves them in build/Release. Needs no network.
 // Usage: node script/build-addon.js [PRESET | --headers]; a preset builds into its own folder, with its own flags;
 // --headers only tells where the headers are, if anywhere.
 'use strict';
@@ -9,6 +9,7 @@ const os = require('node:os');
 const path = require('node:path');
 
 const root = path.dirname(__dirname);
+const entries = ['addon', 'vortena'];
 
 function fail(sentence, details) {
   if (details) {
@@ -114,11 +115,13 @@ function main() {
     '-B', binary,
     `-DNODE_INCLUDE_DIR=${headers}`,
   ], () => forgetBuild(binary));
-  cmake(['--build', binary, '--target', 'addon', '--parallel', String(os.availableParallelism())]);
+  cmake(['--build', binary, '--target', ...entries, '--parallel', String(os.availableParallelism())]);
   fs.mkdirSync(output, { recursive: true });
   if (output !== binary) {
-    fs.copyFileSync(path.join(binary, 'addon.node'), path.join(output, 'addon.node.new'));
-    fs.renameSync(path.join(output, 'addon.node.new'), path.join(output, 'addon.node'));
+    for (const entry of entries) {
+      fs.copyFileSync(path.join(binary, `${entry}.node`), path.join(output, `${entry}.node.new`));
+      fs.renameSync(path.join(output, `${entry}.node.new`), path.join(output, `${entry}.node`));
+    }
   }
   return console.log(`vortena-reader: built for Node.js ${process.version} with the headers in ${headers}`);
 }

@@ -160,7 +160,8 @@ char* write_event(char* to, CsvChannel& channel, double time) {
 }  // namespace
 
 CsvExport::CsvExport(std::ostream& out, const kiv_Config& config, const SensorMap& sensors)
-    : csv_(out, kLongestRow),
+    : out_(out),
+      csv_(out, kLongestRow),
       channels_(select_channels(config, sensors)),
       rows_(count_rows(channels_)),
       step_(1.0 / config.frequency),  // a time base of 0 prints "inf"
@@ -193,17 +194,20 @@ std::uint64_t CsvExport::rows_covered(std::uint64_t quaternions) const {
   return quaternions >= channels_.quaternion.sample_count() ? rows_ : quaternions * channels_.quaternion.ratio;
 }
 
-bool write_csv(std::ostream& out, const kiv_Config& config, const SensorMap& sensors, Watch* watch) {
-  CsvExport csv(out, config, sensors);
-  begin_stage(watch, Stage::kWriting, csv.rows());
-  while (csv.rows_written() < csv.rows() && out.good()) {
-    csv.write_rows(csv.rows_written() + kRowsPerPiece);
-    if (!goes_on(watch, csv.rows_written())) {
+bool CsvExport::write_rest(Watch* watch) {
+  begin_stage(watch, Stage::kWriting, rows_);
+  while (next_row_ < rows_ && out_.good()) {
+    write_rows(next_row_ + kRowsPerPiece);
+    if (!goes_on(watch, next_row_)) {
       return false;
     }
   }
-  csv.flush();
+  csv_.flush();
   return true;
+}
+
+bool write_csv(std::ostream& out, const kiv_Config& config, const SensorMap& sensors, Watch* watch) {
+  return CsvExport(out, config, sensors).write_rest(watch);
 }
 
 }  // namespace vortena

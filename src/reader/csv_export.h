@@ -45,10 +45,12 @@ class CsvExport {
   /// How many rows need no more than the first `quaternions` samples of the orientation.
   [[nodiscard]] std::uint64_t rows_covered(std::uint64_t quaternions) const;
 
-  /// Hands what is buffered to the stream; the last call.
-  void flush() { csv_.flush(); }
+  /// All rows that are left, then what is buffered; the last call. Ends early when the stream fails. False when the
+  /// watch stopped it.
+  bool write_rest(Watch* watch);
 
  private:
+  std::ostream& out_;
   CsvWriter csv_;
   CsvChannels channels_;
   std::uint64_t rows_;

@@ -1,0 +1,42 @@
+// What users hand in, checked: wrong arguments are the only TypeErrors.
+'use strict';
+
+const { fileURLToPath } = require('node:url');
+
+function check(condition, sentence) {
+  if (!condition) {
+    throw new TypeError(sentence);
+  }
+}
+
+function filePath(value, name) {
+  const path = value instanceof URL ? fileURLToPath(value) : value;
+  check(typeof path === 'string', `${name} is neither a string nor a file URL`);
+  check(!path.includes('\0'), `${name} contains a zero character`);
+  return path;
+}
+
+function checkOptions(options) {
+  check(typeof options === 'object' && options !== null, 'options is not an object');
+  const { signal, onProgress } = options;
+  check(signal === undefined || signal instanceof AbortSignal, 'options.signal is not an AbortSignal');
+  check(onProgress === undefined || typeof onProgress === 'function', 'options.onProgress is not a function');
+}
+
+function flag(options, name, fallback) {
+  const value = options[name] ?? fallback;
+  check(typeof value === 'boolean', `options.${name} is not a boolean`);
+  return value;
+}
+
+/** As the native entry takes it: where it comes from, and three numbers in deg/s. */
+function gyroscopeOffset({ gyroscopeOffset: value }) {
+  if (value === undefined || value === 'rest') {
+    return [value ?? 'none', 0, 0, 0];
+  }
+  const axes = [value?.x, value?.y, value?.z];
+  check(axes.every(Number.isFinite), "options.gyroscopeOffset is neither 'rest' nor { x, y, z } in deg/s");
+  return ['given', ...axes];
+}
+
+module.exports = { check, checkOptions, filePath, flag, gyroscopeOffset };

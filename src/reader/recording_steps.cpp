@@ -1,0 +1,94 @@
+// Outcomes keep the stage and the system's reason; nothing is thrown but for memory.
+#include "reader/recording_steps.h"
+
+#include <filesystem>
+
+#include "reader/file_access.h"
+#include "reader/quaternion_channel.h"
+#include "reader/recording_file.h"
+#include "reader/recording_format.h"
+
+namespace vortena {
+namespace {
+
+namespace fs = std::filesystem;
+
+Problem problem_of(LoadStatus status) {
+  switch (status) {
+    case LoadStatus::kRead:
+      return Problem::kNone;
+    case LoadStatus::kStopped:
+      return Problem::kStopped;
+    case LoadStatus::kUnreadable:
+      return Problem::kUnreadable;
+    case LoadStatus::kTooShort:
+      return Problem::kTooShort;
+    case LoadStatus::kNoHeader:
+      break;
+  }
+  return Problem::kNoHeader;
+}
+
+/// Takes the offset off; what the unit measured at rest is kept for the report.
+Outcome correct(LoadedRecording* loaded, const GyroscopeOffset& offset) {
+  const auto gyro = loaded->recording.sensors.find(kGyroKey);
+  if (offset.source == GyroscopeOffset::Source::kNone || gyro == loaded->recording.sensors.end()) {
+    return {};
+  }
+  loaded->offset = offset;
+  loaded->rest = estimate_rest(loaded->recording, loaded->load);
+  if (offset.source == GyroscopeOffset::Source::kRest) {
+    if (loaded->rest->problem != RestProblem::kNone) {
+      return {.problem = Problem::kNoRest, .stage = Stage::kOrientation, .rest = loaded->rest->problem};
+    }
+    loaded->offset.deg_s = loaded->rest->offset_deg_s;
+  }
+  subtract_gyroscope_offset(&gyro->second, loaded->offset.deg_s);
+  return {};
+}
+
+}  // namespace
+
+Outcome load(LoadedRecording* loaded, const char* path, const LoadOptions& options, const GyroscopeOffset& offset) {
+  loaded->load = load_recording(&loaded->recording, path, options);
+  const Problem problem = problem_of(loaded->load.status);
+  if (problem != Problem::kNone) {
+    return {.problem = problem, .stage = Stage::kDecoding, .failure = loaded->load.failure};
+  }
+  return correct(loaded, offset);
+}
+
+Outcome orient(LoadedRecording* loaded, Watch* watch) {
+  loaded->orientation = fill_orientation(loaded->recording.config, &loaded->recording.sensors, watch);
+  return loaded->orientation == OrientationProblem::kStopped ? stopped(Stage::kOrientation) : Outcome();
+}
+
+QualityReport judge(const LoadedRecording& loaded) {
+  QualityReport report = assess(loaded.recording, loaded.load, loaded.orientation, loaded.rest);
+  if (loaded.offset.source != GyroscopeOffset::Source::kNone) {
+    report.subtracted_offset = loaded.offset.deg_s;
+  }
+  return report;
+}
+
+Outcome stopped(Stage stage) {
+  return {.problem = Problem::kStopped, .stage = stage};
+}
+
+Outcome check_output(const char* path, bool headers_alone) {
+  std::error_code failure;
+  const fs::path file = utf8_path(path);
+  const bool is_file = fs::is_regular_file(file, failure);
+  kiv_Config config;
+  if (!is_file || !kiv_readConfig(&config, path) || (headers_alone && fs::file_size(file, failure) <= kBlockSize)) {
+    return {};
+  }
+  return {.problem = Problem::kOutputIsRecording, .stage = Stage::kWriting};
+}
+
+bool is_same_file(const char* one, const char* other) {
+  std::error_code failure;
+  return fs::equivalent(utf8_path(one), utf8_path(other), failure) && !failure;
+}
+
+}  // namespace vortena

@@ -1,0 +1,51 @@
+// The steps that all operations on recordings share, each with an outcome.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+
+#include "reader/outcome.h"
+#include "reader/quality_report.h"
+#include "reader/recording.h"
+#include "reader/rest.h"
+
+namespace vortena {
+
+/// What is subtracted from the gyroscope series before the orientation.
+struct GyroscopeOffset {
+  enum class Source : std::uint8_t { kNone, kGiven, kRest };
+  Source source = Source::kNone;
+  std::array<double, 3> deg_s{};  ///< x y z; of kRest, once it is estimated
+};
+
+/// A recording on its way through an operation.
+struct LoadedRecording {
+  Recording recording;
+  LoadReport load;
+  GyroscopeOffset offset;            ///< that was subtracted
+  std::optional<RestEstimate> rest;  ///< from before that
+  OrientationProblem orientation = OrientationProblem::kNone;
+};
+
+/// Loads the recording at `path` and subtracts the gyroscope's offset. `loaded` is freshly constructed.
+Outcome load(LoadedRecording* loaded, const char* path, const LoadOptions& options, const GyroscopeOffset& offset);
+
+/// Adds the orientation where it is possible: that it is not is no failure, and stands in `loaded`.
+Outcome orient(LoadedRecording* loaded, Watch* watch);
+
+/// The quality report, with what was done to the recording.
+QualityReport judge(const LoadedRecording& loaded);
+
+/// An operation that its watch stopped.
+Outcome stopped(Stage stage);
+
+/// Refuses an output that exists and begins like a recording: recordings cannot be made again. Any file counts that
+/// this reader finds a header in; links are followed. Where `headers_alone` may be replaced, files of no more than a
+/// header block do not count.
+Outcome check_output(const char* path, bool headers_alone = false);
+
+/// True when both paths lead to one existing file.
+bool is_same_file(const char* one, const char* other);
+
+}  // namespace vortena
