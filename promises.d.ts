@@ -306,15 +306,14 @@ export interface ZoneOptions {
 }
 
 /** Samples of one channel. All arrays have one element a sample. */
-interface Series<Values> {
+interface Series {
   /** Of the header, Hz. */
   rate: number;
   /** True time stamps, s since tick zero, strictly increasing. */
   time: Float64Array;
-  values?: never;
 }
 
-export interface InertialSeries<Values> extends Series<Values> {
+export interface InertialSeries<Values> extends Series {
   /** `'g'` or `'deg/s'`; `''` for the raw counts of `mag`. */
   unit: string;
   x: Values;
@@ -322,20 +321,20 @@ export interface InertialSeries<Values> extends Series<Values> {
   z: Values;
 }
 
-export interface BaroSeries<Values> extends Series<Values> {
+export interface BaroSeries<Values> extends Series {
   unit: { pressure: 'mBar'; temperature: 'degree C' };
   pressure: Values;
   temperature: Values;
 }
 
-export interface ValueSeries<Values> extends Series<Values> {
+export interface ValueSeries<Values> extends Series {
   /** `'s'` for `radioTime`, otherwise `''`. */
   unit: string;
   value: Values;
 }
 
 /** Rotation from the unit to the earth with z up. All zero where there is no orientation yet, and in the last sample. */
-export interface QuaternionSeries<Values> extends Series<Values> {
+export interface QuaternionSeries<Values> extends Series {
   unit: '';
   w: Values;
   x: Values;

@@ -3,7 +3,9 @@
 
 const path = require('node:path');
 
-const { checkOptions, filePath, flag, gyroscopeOffset } = require('./src/promises/arguments.js');
+const args = require('./src/promises/arguments.js');
+const { channelBits, channelNames, channelObjects } = require('./src/promises/channels.js');
+const { configurationObject, configurationText } = require('./src/promises/configuration.js');
 const { VortenaError, vortenaError } = require('./src/promises/errors.js');
 const { runJob } = require('./src/promises/job-queue.js');
 
@@ -25,8 +27,13 @@ function loadBinding() {
 
 const ABOUT_OUTPUTS = new Set(['ERR_WRITE', 'ERR_OUTPUT_IS_RECORDING', 'ERR_OUTPUT_CLASH', 'ERR_CONFIG_TEXT']);
 
+/** As the native entry names CSVs; for messages. */
+function csvName(recording) {
+  return `${recording.split(/[\\/]/).at(-1).replace(/\.[^.]*$/, '')}.csv`;
+}
+
 /** Failures of the native entry are plain objects, but for that of starting a thread. */
-async function run(start, options, { recordings = [], outputs = [] }) {
+async function run(start, options, { recordings = [], outputs = [], folder }) {
   try {
     return await runJob(start, options);
   } catch (error) {
@@ -34,16 +41,16 @@ async function run(start, options, { recordings = [], outputs = [] }) {
       throw error;
     }
     const paths = ABOUT_OUTPUTS.has(error.code) ? outputs : recordings;
-    throw vortenaError(error, paths[error.recording] ?? paths[0] ?? outputs[0]);
+    throw vortenaError(error, paths[error.recording] ?? paths[0] ?? outputs[0] ?? folder);
   }
 }
 
 async function convert(recording, csv, options = {}) {
-  const from = filePath(recording, 'path');
-  const to = filePath(csv, 'csvPath');
-  checkOptions(options);
-  const fsync = flag(options, 'fsync', false);
-  const offset = gyroscopeOffset(options);
+  const from = args.filePath(recording, 'path');
+  const to = args.filePath(csv, 'csvPath');
+  args.checkOptions(options);
+  const fsync = args.flag(options, 'fsync', false);
+  const offset = args.gyroscopeOffset(options);
   const { result } = await run(
     (control, done, alone) => native.convert(control, done, from, to, fsync, alone, ...offset),
     options,
@@ -52,6 +59,79 @@ async function convert(recording, csv, options = {}) {
   return result;
 }
 
+async function readSamples(recording, options = {}) {
+  const from = args.filePath(recording, 'path');
+  args.checkOptions(options);
+  const { channels, precision = 'float64' } = options;
+  args.check(['float64', 'float32'].includes(precision), "options.precision is neither 'float64' nor 'float32'");
+  const { bits, hasQuaternion } = channelBits(channels);
+  const orientation = args.flag(options, 'orientation', hasQuaternion);
+  const required = options.orientation === true || (orientation && channels !== undefined);
+  const formatter = args.formatter(options);
+  const wanted = [bits, orientation, required, precision === 'float32', ...args.gyroscopeOffset(options)];
+  const { result, buffers } = await run(
+    (control, done) => native.readSamples(control, done, from, ...wanted),
+    options,
+    { recordings: [from] },
+  );
+  const config = configurationObject(result.config, formatter);
+  const objects = channelObjects(result.channels, buffers, config, precision);
+  return { config, channels: objects, report: result.report };
+}
+
+async function inspect(recording, options = {}) {
+  const from = args.filePath(recording, 'path');
+  args.checkOptions(options);
+  const { result } = await run((control, done) => native.inspect(control, done, from), options, { recordings: [from] });
+  return result;
+}
+
+async function synchronise(recordings, outputFolder, options = {}) {
+  const paths = args.pathList(recordings);
+  const folder = args.filePath(outputFolder, 'outputFolder');
+  args.checkOptions(options);
+  const fsync = args.flag(options, 'fsync', false);
+  const offsets = args.gyroscopeOffsets(options, paths.length);
+  const { result } = await run(
+    (control, done) => native.synchronise(control, done, paths, folder, fsync, ...offsets),
+    options,
+    { recordings: paths, outputs: paths.map((file) => `${folder}/${csvName(file)}`), folder },
+  );
+  const { source, start, duration, keys } = result;
+  const names = channelNames(keys);
+  const units = result.units.map(({ shifts, ...unit }, i) => ({
+    path: paths[i],
+    ...unit,
+    shift: shifts[0],
+    shifts: Object.fromEntries(names.map((name, k) => [name, shifts[k]])),
+  }));
+  return { outputs: units.map(({ output }) => output), clock: { source, start, duration }, units };
+}
+
+async function readConfig(recording, options = {}) {
+  const from = args.filePath(recording, 'path');
+  args.checkOptions(options);
+  const formatter = args.formatter(options);
+  const start = (control, done) => native.readConfig(control, done, from);
+  const { result } = await run(start, options, { recordings: [from] });
+  return configurationObject(result, formatter);
+}
+
+async function writeConfig(file, config, options = {}) {
+  const to = args.filePath(file, 'path');
+  args.checkOptions(options);
+  const isObject = typeof config === 'object' && config !== null;
+  args.check(isObject || typeof config === 'string', 'config is neither a string nor an object');
+  const fsync = args.flag(options, 'fsync', false);
+  const text = isObject ? configurationText(config, to) : config;
+  await run((control, done) => native.writeConfig(control, done, to, text, fsync), options, { outputs: [to] });
+}
+
 // One by one, so that ES modules can import each by name.
 exports.VortenaError = VortenaError;
 exports.convert = convert;
+exports.readSamples = readSamples;
+exports.inspect = inspect;
+exports.synchronise = synchronise;
+exports.readConfig = readConfig;
+exports.writeConfig = writeConfig;

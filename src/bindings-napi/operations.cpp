@@ -1,17 +1,26 @@
 // Arguments are taken on the environment's thread; what the job needs of them it owns.
 #include "bindings-napi/operations.h"
 
+#include <cstdint>
 #include <exception>
+#include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
+#include <variant>
+#include <vector>
 
 #include "bindings-napi/failures.h"
 #include "bindings-napi/job.h"
 #include "bindings-napi/values.h"
 #include "reader/configuration_json.h"
 #include "reader/conversion.h"
+#include "reader/header_file.h"
+#include "reader/inspection.h"
 #include "reader/json_answers.h"
 #include "reader/json_object.h"
+#include "reader/sample_set.h"
+#include "reader/set_conversion.h"
 
 namespace vortena::napi {
 namespace {
@@ -47,6 +56,7 @@ napi_value run(napi_env env, napi_callback_info call, Prepare prepare) {
 
 Answer answer_of(const Outcome& outcome) {
   Answer answer;
+  answer.json = "null";
   answer.failure = failure_of(outcome);
   return answer;
 }
@@ -64,6 +74,91 @@ Answer answer_of(const Conversion& conversion) {
   return answer;
 }
 
+/// Moves an array to the heap, where it lives as long as the ArrayBuffer that shows it.
+template <typename Value>
+std::unique_ptr<Memory> as_memory(LargeArray<Value>&& array) {
+  const auto owner = std::make_shared<LargeArray<Value>>(std::move(array));
+  return std::make_unique<Memory>(Memory{owner->data(), owner->size() * sizeof(Value), owner});
+}
+
+std::string take_channels(SampleSet& set, std::vector<std::unique_ptr<Memory>>* memory) {
+  JsonArray list;
+  for (auto& [key, samples] : set.channels) {
+    JsonObject channel;
+    channel.number("key", key);
+    channel.number("axes", samples.axis_count);
+    channel.number("samples", samples.sample_count);
+    list.element(channel.close());
+    std::visit([&](auto& values) { memory->push_back(as_memory(std::move(values))); }, samples.values);
+    memory->push_back(as_memory(std::move(samples.timestamps)));
+  }
+  return list.close();
+}
+
+Answer answer_of(SampleSet set) {
+  Answer answer = answer_of(set.outcome);
+  if (set.outcome.good()) {
+    JsonObject json;
+    json.member("config", configuration_json(set.config));
+    json.member("report", quality_report_json(set.report));
+    json.member("channels", take_channels(set, &answer.memory));
+    answer.json = json.close();
+  }
+  return answer;
+}
+
+std::string numbers_json(const std::vector<double>& numbers) {
+  JsonArray list;
+  for (const double number : numbers) {
+    list.element(number_json(number));
+  }
+  return list.close();
+}
+
+std::string unit_json(const ConvertedUnit& unit, const std::vector<double>& shifts) {
+  JsonObject json;
+  json.text("output", unit.output);
+  json.number("rows", unit.rows);
+  json.number("bytes", unit.bytes);
+  json.member("shifts", numbers_json(shifts));
+  json.member("summary", _generate_read_answer_JSON(unit.config));
+  json.member("report", quality_report_json(unit.report));
+  return json.close();
+}
+
+std::string_view source_name(TimeSource source) {
+  switch (source) {
+    case TimeSource::kSchedule:
+      return "schedule";
+    case TimeSource::kRadioParameters:
+      return "radio-parameters";
+    case TimeSource::kRadioTimes:
+      return "radio-times";
+    case TimeSource::kNone:
+      break;
+  }
+  return "";
+}
+
+Answer answer_of(const SetConversion& set) {
+  Answer answer = answer_of(set.outcome);
+  if (!set.outcome.good()) {
+    return answer;
+  }
+  JsonArray units;
+  for (std::size_t i = 0; i < set.units.size(); ++i) {
+    units.element(unit_json(set.units[i], set.synchronisation.shifts[i]));
+  }
+  JsonObject json;
+  json.text("source", source_name(set.synchronisation.source));
+  json.number("start", set.synchronisation.start);
+  json.number("duration", set.synchronisation.duration);
+  json.member("keys", numbers_json({set.synchronisation.keys.begin(), set.synchronisation.keys.end()}));
+  json.member("units", units.close());
+  answer.json = json.close();
+  return answer;
+}
+
 }  // namespace
 
 napi_value convert(napi_env env, napi_callback_info call) {
@@ -74,10 +169,81 @@ napi_value convert(napi_env env, napi_callback_info call) {
     options.sync = arguments.truth();
     options.second_thread = arguments.truth();
     options.gyroscope_offset = take_offset(arguments);
-    return [path = std::move(path), csv_path = std::move(csv_path), options](Watch* watch) mutable {
-      options.watch = watch;
-      return answer_of(convert_recording(path.c_str(), csv_path.c_str(), options));
+    return [=](Watch* watch) {
+      ConversionOptions watched = options;
+      watched.watch = watch;
+      return answer_of(convert_recording(path.c_str(), csv_path.c_str(), watched));
     };
+  });
+}
+
+napi_value read_samples(napi_env env, napi_callback_info call) {
+  return run(env, call, [](Arguments& arguments) -> Work {
+    std::string path = arguments.text();
+    SampleOptions options;
+    options.channels = static_cast<std::uint32_t>(arguments.number());
+    options.orientation = arguments.truth();
+    options.orientation_required = arguments.truth();
+    options.single_precision = arguments.truth();
+    options.gyroscope_offset = take_offset(arguments);
+    return [=](Watch* watch) {
+      SampleOptions watched = options;
+      watched.watch = watch;
+      return answer_of(load_samples(path.c_str(), watched));
+    };
+  });
+}
+
+napi_value inspect(napi_env env, napi_callback_info call) {
+  return run(env, call, [](Arguments& arguments) -> Work {
+    return [path = arguments.text()](Watch* watch) {
+      const Inspection inspection = inspect_recording(path.c_str(), watch);
+      Answer answer = answer_of(inspection.outcome);
+      if (inspection.outcome.good()) {
+        answer.json = quality_report_json(inspection.report);
+      }
+      return answer;
+    };
+  });
+}
+
+napi_value synchronise(napi_env env, napi_callback_info call) {
+  return run(env, call, [](Arguments& arguments) -> Work {
+    std::vector<std::string> paths = arguments.texts();
+    std::string folder = arguments.text();
+    SetOptions options;
+    options.sync = arguments.truth();
+    while (arguments.good() && arguments.any_left() && options.gyroscope_offsets.size() < paths.size()) {
+      options.gyroscope_offsets.push_back(take_offset(arguments));
+    }
+    return [=](Watch* watch) {
+      SetOptions watched = options;
+      watched.watch = watch;
+      return answer_of(convert_set(paths, folder, watched));
+    };
+  });
+}
+
+napi_value read_config(napi_env env, napi_callback_info call) {
+  return run(env, call, [](Arguments& arguments) -> Work {
+    return [path = arguments.text()](Watch*) {
+      kiv_Config config;
+      const Outcome outcome = read_header(&config, path.c_str());
+      Answer answer = answer_of(outcome);
+      if (outcome.good()) {
+        answer.json = configuration_json(config);
+      }
+      return answer;
+    };
+  });
+}
+
+napi_value write_config(napi_env env, napi_callback_info call) {
+  return run(env, call, [](Arguments& arguments) -> Work {
+    const std::string path = arguments.text();
+    const std::string text = arguments.text();
+    const bool sync = arguments.truth();
+    return [=](Watch*) { return answer_of(write_header(path.c_str(), text.c_str(), sync)); };
   });
 }
 

@@ -1,11 +1,30 @@
-// The operations of the core as functions of the module: (control, callback, ...arguments), see start_job().
+// The operations of the core as functions of the module. Each takes (control, callback, ...arguments) and starts a job,
+// see start_job(). An offset is four arguments: 'none', 'given' or 'rest', then x, y and z in deg/s.
 #pragma once
 
 #include <node_api.h>
 
 namespace vortena::napi {
 
-/// (…, path, csvPath, fsync, secondThread, offsetSource, x, y, z): answers {rows, bytes, summary, report, offset}.
+/// (…, path, csvPath, fsync, secondThread, offset): answers {rows, bytes, summary, report}.
 napi_value convert(napi_env env, napi_callback_info call);
+
+/// (…, path, channels, orientation, orientationRequired, singlePrecision, offset): answers {config, report, channels}
+/// and, for each of the channels {key, axes, samples}, the buffers of its values and of its time stamps. `channels` has
+/// bit k set for the channel of key k.
+napi_value read_samples(napi_env env, napi_callback_info call);
+
+/// (…, path): answers the report.
+napi_value inspect(napi_env env, napi_callback_info call);
+
+/// (…, paths, folder, fsync, offsets): answers {source, start, duration, keys, units}, a unit being {output, rows,
+/// bytes, shifts, summary, report}. `offsets` is empty or has four elements for each path.
+napi_value synchronise(napi_env env, napi_callback_info call);
+
+/// (…, path): answers the header.
+napi_value read_config(napi_env env, napi_callback_info call);
+
+/// (…, path, text, fsync): answers null.
+napi_value write_config(napi_env env, napi_callback_info call);
 
 }  // namespace vortena::napi

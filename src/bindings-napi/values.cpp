@@ -4,7 +4,10 @@
 namespace vortena::napi {
 
 Arguments::Arguments(napi_env env, napi_callback_info call) : env_(env) {
-  require(napi_get_cb_info(env, call, &count_, values_, nullptr, nullptr) == napi_ok);
+  std::size_t count = 0;
+  require(napi_get_cb_info(env, call, &count, nullptr, nullptr, nullptr) == napi_ok);
+  values_.resize(count);
+  require(napi_get_cb_info(env, call, &count, values_.data(), nullptr, nullptr) == napi_ok);
 }
 
 void Arguments::require(bool condition) {
@@ -18,7 +21,7 @@ void Arguments::require(bool condition) {
 }
 
 napi_value Arguments::value() {
-  require(next_ < count_ && next_ < kMost);
+  require(any_left());
   return good_ ? values_[next_++] : nullptr;
 }
 

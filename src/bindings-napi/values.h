@@ -22,18 +22,17 @@ class Arguments {
   double number();
   bool truth();
 
+  [[nodiscard]] bool any_left() const { return next_ < values_.size(); }
+
   /// All of them were there and of the right kind. Otherwise an exception is on its way.
   [[nodiscard]] bool good() const { return good_; }
 
  private:
-  static constexpr std::size_t kMost = 10;
-
   std::string to_text(napi_value value);
   void require(bool condition);
 
   napi_env env_;
-  napi_value values_[kMost]{};
-  std::size_t count_ = kMost;
+  std::vector<napi_value> values_;
   std::size_t next_ = 0;
   bool good_ = true;
 };

@@ -3,6 +3,8 @@
 
 const { fileURLToPath } = require('node:url');
 
+const { zoneFormatter } = require('./wall-time.js');
+
 function check(condition, sentence) {
   if (!condition) {
     throw new TypeError(sentence);
@@ -30,7 +32,7 @@ function flag(options, name, fallback) {
 }
 
 /** As the native entry takes it: where it comes from, and three numbers in deg/s. */
-function gyroscopeOffset({ gyroscopeOffset: value }) {
+function offset(value) {
   if (value === undefined || value === 'rest') {
     return [value ?? 'none', 0, 0, 0];
   }
@@ -39,4 +41,29 @@ function gyroscopeOffset({ gyroscopeOffset: value }) {
   return ['given', ...axes];
 }
 
-module.exports = { check, checkOptions, filePath, flag, gyroscopeOffset };
+function gyroscopeOffset(options) {
+  return offset(options.gyroscopeOffset);
+}
+
+/** One for each of `count` recordings. */
+function gyroscopeOffsets({ gyroscopeOffset: value }, count) {
+  const list = Array.isArray(value) ? value : Array(count).fill(value);
+  check(list.length === count, 'options.gyroscopeOffset has not as many elements as there are recordings');
+  return list.flatMap(offset);
+}
+
+function formatter({ timeZone }) {
+  check(timeZone === undefined || typeof timeZone === 'string', 'options.timeZone is not a string');
+  try {
+    return zoneFormatter(timeZone);
+  } catch (cause) {
+    throw new TypeError(`options.timeZone is ${timeZone}, which is no zone that is known`, { cause });
+  }
+}
+
+function pathList(values) {
+  check(Array.isArray(values), 'paths is not an array');
+  return values.map((value, k) => filePath(value, `paths[${k}]`));
+}
+
+module.exports = { check, checkOptions, filePath, flag, formatter, gyroscopeOffset, gyroscopeOffsets, pathList };

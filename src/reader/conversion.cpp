@@ -103,10 +103,6 @@ Outcome write_rows(const Writing& w, Conversion* result) {
   return w.options.second_thread ? write_side_by_side(w, result) : write_afterwards(w, result);
 }
 
-Outcome unwritable(const std::error_code& failure) {
-  return {.problem = failure ? Problem::kUnwritable : Problem::kNone, .stage = Stage::kWriting, .failure = failure};
-}
-
 Outcome check_paths(const char* path, const char* csv_path) {
   return is_same_file(path, csv_path) ? Outcome{.problem = Problem::kOutputIsRecording, .stage = Stage::kWriting}
                                       : check_output(csv_path);

@@ -75,6 +75,10 @@ Outcome stopped(Stage stage) {
   return {.problem = Problem::kStopped, .stage = stage};
 }
 
+Outcome unwritable(const std::error_code& failure) {
+  return {.problem = failure ? Problem::kUnwritable : Problem::kNone, .stage = Stage::kWriting, .failure = failure};
+}
+
 Outcome check_output(const char* path, bool headers_alone) {
   std::error_code failure;
   const fs::path file = utf8_path(path);

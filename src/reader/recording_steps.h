@@ -40,6 +40,9 @@ QualityReport judge(const LoadedRecording& loaded);
 /// An operation that its watch stopped.
 Outcome stopped(Stage stage);
 
+/// An output that could not be written; good when there is no failure.
+Outcome unwritable(const std::error_code& failure);
+
 /// Refuses an output that exists and begins like a recording: recordings cannot be made again. Any file counts that
 /// this reader finds a header in; links are followed. Where `headers_alone` may be replaced, files of no more than a
 /// header block do not count.

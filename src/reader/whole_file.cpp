@@ -149,8 +149,16 @@ WholeFile::Buffer::int_type WholeFile::Buffer::overflow(int_type character) {
 WholeFile::~WholeFile() {
   if (buffer_.file != nullptr) {
     std::fclose(buffer_.file);
+  }
+  remove(&temporary_);
+  remove(&previous_);
+}
+
+void WholeFile::remove(fs::path* path) {
+  if (!path->empty()) {
     std::error_code ignored;
-    fs::remove(temporary_, ignored);
+    fs::remove(*path, ignored);
+    path->clear();
   }
 }
 
@@ -169,17 +177,19 @@ std::error_code WholeFile::open(const char* path) {
   return failure ? failure : create_temporary();
 }
 
+fs::path WholeFile::hidden_name(int number) const {
+  const std::string ending = ".part-" + process_name() + "-" + std::to_string(number);
+  const std::u8string name = cut_name(target_.filename().u8string(), ending.size());
+  return folder_of(target_) / fs::path(name + std::u8string(ending.begin(), ending.end()));
+}
+
 std::error_code WholeFile::create_temporary() {
-  const std::string process = ".part-" + process_name() + "-";
-  for (int number = 0;; ++number) {
-    const std::string ending = process + std::to_string(number);
-    const std::u8string name = cut_name(target_.filename().u8string(), ending.size());
-    temporary_ = folder_of(target_) / fs::path(name + std::u8string(ending.begin(), ending.end()));
-    buffer_.file = create_exclusively(temporary_);
+  for (int number = 0; buffer_.file == nullptr; ++number) {
+    const fs::path name = hidden_name(number);
+    buffer_.file = create_exclusively(name);
     if (buffer_.file != nullptr) {
-      break;
-    }
-    if (errno != EEXIST) {
+      temporary_ = name;
+    } else if (errno != EEXIST) {
       return last_system_error();
     }
   }
@@ -194,23 +204,72 @@ std::error_code WholeFile::close() {
   return closed ? std::error_code() : last_system_error();
 }
 
-std::error_code WholeFile::commit(bool sync) {
+std::error_code WholeFile::finish(bool sync) {
   std::error_code failure = buffer_.failure;
   if (!failure && sync) {
     failure = sync_file(buffer_.file);
   }
   const std::error_code closing = close();
   failure = failure ? failure : closing;
-  if (!failure) {
-    fs::rename(temporary_, target_, failure);
-  }
   if (failure) {
-    std::error_code ignored;
-    fs::remove(temporary_, ignored);
-  } else if (sync) {
-    sync_folder(folder_of(target_));
+    remove(&temporary_);
   }
   return failure;
+}
+
+std::error_code WholeFile::appear(bool sync) {
+  std::error_code failure;
+  fs::rename(temporary_, target_, failure);
+  if (failure) {
+    remove(&temporary_);
+    return failure;
+  }
+  temporary_.clear();
+  if (sync) {
+    sync_folder(folder_of(target_));
+  }
+  return {};
+}
+
+std::error_code WholeFile::commit(bool sync) {
+  const std::error_code failure = finish(sync);
+  return failure ? failure : appear(sync);
+}
+
+void WholeFile::keep_previous() {
+  std::error_code failure;
+  for (int number = 0; previous_.empty() && fs::exists(target_, failure); ++number) {
+    const fs::path name = hidden_name(number);
+    fs::create_hard_link(target_, name, failure);
+    if (!failure) {
+      previous_ = name;
+    } else if (failure != std::errc::file_exists) {
+      return;  // a file system without links
+    }
+  }
+}
+
+void WholeFile::disappear() {
+  std::error_code ignored;
+  if (previous_.empty()) {
+    fs::remove(target_, ignored);
+  } else {
+    fs::rename(previous_, target_, ignored);
+    previous_.clear();
+  }
+}
+
+std::error_code appear_together(std::deque<WholeFile>& files, bool sync) {
+  for (WholeFile& file : files) {
+    file.keep_previous();
+  }
+  for (auto file = files.begin(); file != files.end(); ++file) {
+    if (const std::error_code failure = file->appear(sync)) {
+      std::for_each(files.begin(), file, [](WholeFile& appeared) { appeared.disappear(); });
+      return failure;
+    }
+  }
+  return {};
 }
 
 }  // namespace vortena

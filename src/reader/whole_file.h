@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <deque>
 #include <filesystem>
 #include <memory>
 #include <ostream>
@@ -38,6 +39,16 @@ class WholeFile {
   /// the first one of all writes included, nothing is left.
   std::error_code commit(bool sync);
 
+  /// The two halves of commit(): first what may well fail, then the renaming.
+  std::error_code finish(bool sync);
+  std::error_code appear(bool sync);
+
+  /// Keeps what stands at the path, where the file system has links, until this object ends.
+  void keep_previous();
+
+  /// Undoes appear(): what was kept comes back; without it, nothing stands at the path.
+  void disappear();
+
   [[nodiscard]] std::uint64_t bytes_written() const { return buffer_.bytes_written(); }
 
  private:
@@ -55,6 +66,8 @@ class WholeFile {
     std::uint64_t bytes_written_ = 0;
   };
 
+  [[nodiscard]] std::filesystem::path hidden_name(int number) const;
+  static void remove(std::filesystem::path* path);
   std::error_code create_temporary();
   std::error_code close();
 
@@ -62,6 +75,10 @@ class WholeFile {
   std::ostream stream_{&buffer_};
   std::filesystem::path target_;
   std::filesystem::path temporary_;
+  std::filesystem::path previous_;  ///< a further name of what stood at the target
 };
+
+/// Renames files that are finished, all or none. On failure those that had appeared are taken back.
+std::error_code appear_together(std::deque<WholeFile>& files, bool sync);
 
 }  // namespace vortena

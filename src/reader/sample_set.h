@@ -1,0 +1,43 @@
+// One recording's samples for programs: true times only, channel by channel.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <variant>
+
+#include "reader/large_array.h"
+#include "reader/outcome.h"
+#include "reader/quality_report.h"
+#include "reader/recording_steps.h"
+
+namespace vortena {
+
+struct SampleOptions {
+  Watch* watch = nullptr;             ///< outlives the call
+  std::uint32_t channels = ~0U;       ///< bit k: the channel of key k is wanted
+  bool orientation = true;            ///< computed where it is possible
+  bool orientation_required = false;  ///< a problem when it is not
+  bool single_precision = false;      ///< values narrowed to float
+  GyroscopeOffset gyroscope_offset;
+};
+
+/// Like kiv_DataSensor, in either precision. Time stamps are always double: single precision would blur them.
+struct Samples {
+  std::uint64_t axis_count = 0;
+  std::uint64_t sample_count = 0;
+  std::variant<LargeArray<double>, LargeArray<float>> values;  ///< axis-major
+  LargeArray<double> timestamps;                               ///< s since tick zero, strictly increasing
+};
+
+struct SampleSet {
+  Outcome outcome;  ///< what follows counts only when it is good
+  kiv_Config config;
+  QualityReport report;
+  std::map<int, Samples> channels;  ///< by ChannelKey; of those wanted, the ones that have samples
+};
+
+/// Loads the recording at `path` without the samples of its header block, and computes the orientation from what is
+/// left. Throws when memory is refused (std::bad_alloc).
+SampleSet load_samples(const char* path, const SampleOptions& options = {});
+
+}  // namespace vortena
