@@ -85,7 +85,8 @@ Outcome write_afterwards(const Writing& w, Conversion* result) {
 
 Outcome write_side_by_side(const Writing& w, Conversion* result) {
   Recording& recording = w.loaded->recording;
-  if (prepare_orientation(recording.config, &recording.sensors, &w.loaded->orientation) == nullptr) {
+  w.loaded->orientation = prepare_orientation(recording.config, &recording.sensors);
+  if (w.loaded->orientation != OrientationProblem::kNone) {
     return write_afterwards(w, result);
   }
   CsvExport csv(w.file->stream(), recording.config, recording.sensors);

@@ -59,7 +59,11 @@ Outcome load(LoadedRecording* loaded, const char* path, const LoadOptions& optio
 }
 
 Outcome orient(LoadedRecording* loaded, Watch* watch) {
-  loaded->orientation = fill_orientation(loaded->recording.config, &loaded->recording.sensors, watch);
+  Recording& recording = loaded->recording;
+  loaded->orientation = prepare_orientation(recording.config, &recording.sensors);
+  if (loaded->orientation == OrientationProblem::kNone) {
+    loaded->orientation = fill_orientation(recording.config, &recording.sensors, watch);
+  }
   return loaded->orientation == OrientationProblem::kStopped ? stopped(Stage::kOrientation) : Outcome();
 }
 
