@@ -29,9 +29,6 @@ constexpr double kDateDifferenceSeconds = 10;
 /// Ten times what the worst crystals are off.
 constexpr double kDateDifferenceShare = 0.001;
 
-/// A recording may end between the samples of one instant.
-constexpr std::uint64_t kUnpairedSamples = 2;
-
 /// Turns the heading by six degrees in a minute.
 constexpr double kLargeOffsetDegS = 0.1;
 /// An offset within this many standard errors may be none.
@@ -316,18 +313,19 @@ void note_orientation(const QualityReport& report, Notes& notes) {
   }
 }
 
+/// One sample is enough: the second and the third axis of the longer series are read from shifted positions.
 void note_unequal_counts(const QualityReport& report, Notes& notes) {
   if (!has_samples(report, kAccelKey) || !has_samples(report, kGyroKey)) {
     return;
   }
   const std::uint64_t accel = find_channel(report, kAccelKey)->sampling.samples;
   const std::uint64_t gyro = find_channel(report, kGyroKey)->sampling.samples;
-  if (std::max(accel, gyro) - std::min(accel, gyro) > kUnpairedSamples &&
-      report.orientation.problem != OrientationProblem::kDifferentRates) {
-    notes.push_back({"unequal-counts", Severity::kNote,
-                     "The accelerometer has " + counted(accel, "sample") + " and the gyroscope " +
-                         std::to_string(gyro) +
-                         ": the orientation pairs them by count, and pairs samples of different instants."});
+  if (accel != gyro && report.orientation.problem != OrientationProblem::kDifferentRates) {
+    notes.push_back(
+        {"unequal-counts", Severity::kNote,
+         "The accelerometer has " + counted(accel, "sample") + " and the gyroscope " + std::to_string(gyro) +
+             ": the orientation takes them in pairs by count, so that samples of different instants meet, and "
+             "axes of the longer series at its start."});
   }
 }
 

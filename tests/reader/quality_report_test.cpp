@@ -61,7 +61,7 @@ TEST(QualityReport, TellsTheDamageThatWasDoneAndNoOther) {
       {"cut",
        [](Bytes& b) { cut_off(b, 100); },
        Verdict::kDamaged,
-       {"cut-off"},
+       {"cut-off", "unequal-counts"},
        {R"("cutOffBytes":412,)", "its last 412 bytes"}},
       {"blocks swapped",
        [](Bytes& b) { swap_blocks(b, 10, 11); },
@@ -83,7 +83,7 @@ TEST(QualityReport, TellsTheDamageThatWasDoneAndNoOther) {
        Verdict::kNotes,
        {"blank-blocks"},
        {R"("blankBlocks":2,)"}},
-      {"lost blocks", [](Bytes& b) { remove_blocks(b, 10, 8); }, Verdict::kDamaged, {"gaps"}, {}},
+      {"lost blocks", [](Bytes& b) { remove_blocks(b, 10, 8); }, Verdict::kDamaged, {"gaps", "unequal-counts"}, {}},
       {"lost records",
        [](Bytes& b) {
          lose_records(b, kGyroId, {1000, 1019}), lose_records(b, kGyroId, {600, 600});
