@@ -57,7 +57,7 @@ bool is_at_full_scale(const std::array<std::int16_t, 3>& counts) {
 
 /// Other channels are no measurement that could run out of its range.
 template <std::size_t Axes>
-bool is_at_full_scale(const std::array<std::int32_t, Axes>&) {
+bool is_at_full_scale(const std::array<std::int32_t, Axes>& /*counts*/) {
   return false;
 }
 

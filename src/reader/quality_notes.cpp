@@ -150,8 +150,8 @@ void note_unreadable_block(const QualityReport& report, Notes& notes) {
     const std::uint64_t lost = load.blocks - *load.first_unreadable_block;
     notes.push_back({"unreadable-block", Severity::kDamage,
                      "Reading ended at block " + std::to_string(*load.first_unreadable_block) + " of " +
-                         std::to_string(load.blocks) + " (" + load.failure.message() + "): the last " +
-                         counted(lost, "block") + " are missing here."});
+                         std::to_string(load.blocks) + " (" + load.failure.message() +
+                         "): " + counted(lost, "block is", "blocks are") + " missing here."});
   }
 }
 
@@ -179,8 +179,8 @@ void note_no_samples(const QualityReport& report, Notes& notes) {
 void note_cut_off(const QualityReport& report, Notes& notes) {
   if (report.load.status == LoadStatus::kRead && report.load.cut_off_bytes > 0) {
     notes.push_back({"cut-off", Severity::kDamage,
-                     "The file ends within a block: its last " + counted(report.load.cut_off_bytes, "byte") +
-                         " are not read, and more may be missing behind them."});
+                     "The file ends within a block: " + counted(report.load.cut_off_bytes, "byte is", "bytes are") +
+                         " left over, and more may be missing behind."});
   }
 }
 
@@ -224,9 +224,9 @@ void note_blank_blocks(const QualityReport& report, Notes& notes) {
   }
   const bool missing = std::any_of(report.channels.begin(), report.channels.end(), has_gaps);
   notes.push_back({"blank-blocks", missing ? Severity::kDamage : Severity::kNote,
-                   counted(blank, "block") + " of " + std::to_string(report.load.blocks) +
-                       (missing ? " hold no records, and samples are missing: the memory was erased or not written."
-                                : " hold no records; no gap tells that samples are missing.")});
+                   counted(blank, "block holds", "blocks hold") +
+                       (missing ? " no records, and samples are missing: the memory was erased or not written."
+                                : " no records; no gap tells that samples are missing.")});
 }
 
 void note_no_gain(const QualityReport& report, Notes& notes) {

@@ -52,7 +52,7 @@ bool has_no_gain(const kiv_Config& config, ChannelKey key) {
 }
 
 ChannelQuality assess_channel(const Recording& recording, ChannelKey key, const ChannelCounts& counts) {
-  ChannelQuality channel{};
+  ChannelQuality channel;
   channel.key = key;
   channel.nominal_hz = nominal_frequency(recording.config, key);
   // Events, and what the radio hears, come when they come.

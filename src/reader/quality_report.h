@@ -31,7 +31,7 @@ struct QualityNote {
 };
 
 struct ChannelQuality {
-  ChannelKey key;
+  ChannelKey key = kAccelKey;
   std::int32_t nominal_hz = 0;             ///< of the header
   Sampling sampling;                       ///< without the samples of the header block
   bool regular = true;                     ///< sampled by a clock: its rate and gaps mean something

@@ -62,7 +62,7 @@ TEST(QualityReport, TellsTheDamageThatWasDoneAndNoOther) {
        [](Bytes& b) { cut_off(b, 100); },
        Verdict::kDamaged,
        {"cut-off", "unequal-counts"},
-       {R"("cutOffBytes":412,)", "its last 412 bytes"}},
+       {R"("cutOffBytes":412,)", "412 bytes are left over"}},
       {"blocks swapped",
        [](Bytes& b) { swap_blocks(b, 10, 11); },
        Verdict::kNotes,
@@ -187,7 +187,7 @@ TEST(QualityReport, AsksNothingOfRecordingsThatAreNone) {
   load.blocks = 100;
   load.first_unreadable_block = 60;
   EXPECT_THAT(quality_report_json(assess(empty, load, OrientationProblem::kNone)),
-              AllOf(HasSubstr("block 60 of 100"), HasSubstr("the last 40 blocks"),
+              AllOf(HasSubstr("block 60 of 100"), HasSubstr("40 blocks are missing"),
                     HasSubstr(R"("firstUnreadableBlock":60,"failure":{"number":)" +
                               std::to_string(load.failure.value()) + R"(,"text":")")));
 }

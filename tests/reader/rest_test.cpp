@@ -37,7 +37,7 @@ struct Accuracy {
   double worst_deviations = 0;
 };
 
-Accuracy accuracy(double still_seconds, double noise, int units = 40) {
+Accuracy accuracy(double still_seconds, double noise, int units = 25) {
   Accuracy sum;
   for (int unit = 0; unit < units; ++unit) {
     SimulationPlan plan = quiet_unit(still_seconds);
