@@ -46,16 +46,15 @@ std::string decimal(double value, int decimals) {
 }
 
 /// Seconds, from two minutes on minutes and seconds, from an hour on hours and minutes.
-std::string duration(double seconds) {
-  if (seconds < 0) {
-    return "-" + duration(-seconds);
-  }
+std::string duration(double signed_seconds) {
+  const std::string sign = signed_seconds < 0 ? "-" : "";
+  const double seconds = std::abs(signed_seconds);
   if (seconds < 120) {
-    return decimal(seconds, seconds < 10 ? 3 : 1) + " s";
+    return sign + decimal(seconds, seconds < 10 ? 3 : 1) + " s";
   }
   const auto whole = static_cast<std::int64_t>(seconds);
-  return whole < 3600 ? std::to_string(whole / 60) + " min " + std::to_string(whole % 60) + " s"
-                      : std::to_string(whole / 3600) + " h " + std::to_string(whole / 60 % 60) + " min";
+  return sign + (whole < 3600 ? std::to_string(whole / 60) + " min " + std::to_string(whole % 60) + " s"
+                              : std::to_string(whole / 3600) + " h " + std::to_string(whole / 60 % 60) + " min");
 }
 
 std::string percent(double share) {
