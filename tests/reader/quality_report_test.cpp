@@ -85,23 +85,17 @@ TEST(QualityReport, TellsTheDamageThatWasDoneAndNoOther) {
        {R"("blankBlocks":2,)"}},
       {"lost blocks", [](Bytes& b) { remove_blocks(b, 10, 8); }, Verdict::kDamaged, {"gaps", "unequal-counts"}, {}},
       {"lost records",
-       [](Bytes& b) {
-         lose_records(b, kGyroId, {1000, 1019}), lose_records(b, kGyroId, {600, 600});
-       },
+       [](Bytes& b) { lose_records(b, kGyroId, {1000, 1019}), lose_records(b, kGyroId, {600, 600}); },
        Verdict::kNotes,
        {"gaps", "unequal-counts"},
        {R"("gaps":{"count":2,"seconds":0.105)", R"("where":[{"after":4.995,"seconds":0.1)", R"({"after":2.995,)"}},
       {"lost barometer",
-       [](Bytes& b) {
-         lose_records(b, kBaroId, {0, 4000});
-       },
+       [](Bytes& b) { lose_records(b, kBaroId, {0, 4000}); },
        Verdict::kNotes,
        {"empty-channel"},
        {R"("baro":{"samples":0,)"}},
       {"saturated",
-       [](Bytes& b) {
-         saturate(b, kAccelId, {2000, 2019}, 1, true), saturate(b, kAccelId, {2010, 2039}, 2, false);
-       },
+       [](Bytes& b) { saturate(b, kAccelId, {2000, 2019}, 1, true), saturate(b, kAccelId, {2010, 2039}, 2, false); },
        Verdict::kNotes,
        {"full-scale"},
        {R"("fullScaleShare":0.01})", "accelerometer 40 samples (1.00 %)"}},
