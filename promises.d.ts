@@ -251,12 +251,15 @@ export interface ScheduleGroup {
   t: number;
 }
 
+/** `Buffer`, where the types of Node.js are there. */
+type NodeBuffer = typeof globalThis extends { Buffer: { prototype: infer B extends Uint8Array } } ? B : Uint8Array;
+
 /** The whole header of a recording, with fractions and unsigned numbers as they are. */
 export interface RecordingConfig {
   /** A known header frame was too short; what it should have told is missing. */
   headerError: boolean;
   /** Header frames that the reader does not understand, whole and in file order. */
-  unknownFrames: Buffer;
+  unknownFrames: NodeBuffer;
   /** Time base, ticks per second. */
   frequency: number;
   /** 4294967295 when unknown. */

@@ -78,11 +78,12 @@ need_build_tools() {
   need_node
 }
 
-# Lays out a package around a module that was built elsewhere; VORTENA_PACKAGE makes the tests take it.
-pack_module() { # ADDON FOLDER
-  mkdir -p "$2/build/Release"
-  cp index.js "$2/"
-  cp "$1" "$2/build/Release/"
+# Lays out a package around native entries that were built elsewhere; VORTENA_PACKAGE makes the tests take it.
+pack_module() { # BUILD FOLDER
+  mkdir -p "$2/build/Release" "$2/src"
+  cp index.js promises.js "$2/"
+  cp -r src/promises "$2/src/"
+  cp "$1/addon.node" "$1/vortena.node" "$2/build/Release/"
 }
 
 # A call that waits for ever fails its own file of tests: the runner kills it and goes on with the others. Files are named

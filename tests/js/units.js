@@ -7,18 +7,24 @@ const { frame } = require('./support.js');
 
 const be = (value, size) => Array.from({ length: size }, (_, k) => (value >> (8 * (size - 1 - k))) & 255);
 
-/** A 100 Hz unit of 10 s whose clock shows `start` seconds at world time 0; what is left out is not in its header. */
-function unit(folder, name, { start = 0, ticks = 1000, gyro = true, baro = false, byte = false, radio, time, schedule }) {
+/** What is left out of the plan is not in the header. */
+function header({ gyro = true, baro = false, byte = false, radio, time, schedule, date }) {
   const sensor = (id) => [id, 0, 100, 1, ...Array(12).fill(0), ...Array(3).fill([0, 0, 0x27, 0x10]).flat(), 0, 0];
-  const header = Buffer.alloc(512);
-  header.set([
+  const block = Buffer.alloc(512);
+  block.set([
     0, // so that no byte of a frame stands where a record's identifier would
-    ...frame(3, 8, be(100, 2)), ...frame(3, 2, sensor(200)), ...(gyro ? frame(3, 3, sensor(201)) : []),
+    ...frame(3, 8, be(100, 2)), ...(date ? frame(3, 0, date) : []), ...frame(3, 2, sensor(200)), ...(gyro ? frame(3, 3, sensor(201)) : []),
     ...(baro ? frame(3, 4, [202, 0, 100, 0, 0]) : []), ...(byte ? frame(3, 16, [203, 0, 1]) : []),
     ...(radio ? frame(3, 9, [radio.role, ...be(radio.param1 ?? 0, 4), ...be(radio.param2 ?? 0, 4), radio.channel ?? 5]) : []),
     ...(time ? frame(3, 17, [204, 0, 1, time.role, time.channel ?? 5]) : []),
     ...(schedule ? frame(3, 18, [1, 0, 0, ...Array(2).fill([0, 0, schedule.second, 0, 0, ...be(schedule.tick, 4)]).flat()]) : []),
   ]);
+  return block;
+}
+
+/** A 100 Hz unit of 10 s whose clock shows `start` seconds at world time 0. */
+function unit(folder, name, plan) {
+  const { start = 0, ticks = 1000, gyro = true, baro = false, byte = false, time } = plan;
   const records = [];
   for (let i = 0; i < ticks; i += 1) {
     const tick = Math.round(start * 100) + i;
@@ -29,7 +35,7 @@ function unit(folder, name, { start = 0, ticks = 1000, gyro = true, baro = false
     if (byte && i % 100 === 0) put(203, [i / 100]);
     if (time?.ahead !== undefined && i % 100 === 0) put(204, be(tick + time.ahead, 4));
   }
-  const blocks = [header];
+  const blocks = [header(plan)];
   for (let first = 0; first < records.length; first += 63) {
     const block = Buffer.alloc(512);
     block.writeUInt32BE(records[first][1], 4);
@@ -42,4 +48,16 @@ function unit(folder, name, { start = 0, ticks = 1000, gyro = true, baro = false
   return path.join(folder, name);
 }
 
-module.exports = { unit };
+/** A unit that lies still for as many blocks as are wanted: 31 samples each. */
+function longUnit(folder, name, blocks, plan = {}) {
+  const records = Array.from({ length: 31 }, (_, i) => [[200, i, 0, 0, 0, 0, 8, 0], [201, i, 0, 0, 0, 0, 0, 0]].flat());
+  const block = Buffer.concat([Buffer.alloc(8), Buffer.from(records.flat())], 512);
+  const file = Buffer.concat([header(plan), ...Array(blocks).fill(block)]);
+  for (let i = 0; i < blocks; i += 1) {
+    file.writeUInt32BE(31 * i, 512 * (i + 1) + 4);
+  }
+  fs.writeFileSync(path.join(folder, name), file);
+  return path.join(folder, name);
+}
+
+module.exports = { longUnit, unit };

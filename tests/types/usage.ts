@@ -1,5 +1,7 @@
 // Compiled, not run: what the declarations must accept, and what they must refuse.
 import { read, readAndSync2, readConfig, readConfigDeviceId, writeConfig } from '../../index.js';
+import * as promises from '../../promises.js';
+import { VortenaError } from '../../promises.js';
 import type { Configuration, ReadFailure, ReadSummary } from '../../index.js';
 
 const answer: ReadSummary | ReadFailure = JSON.parse(read('a.bin', 'a.csv'));
@@ -16,3 +18,29 @@ read('a.bin');
 readAndSync2('a.bin', 'out');
 // @ts-expect-error absent settings are undefined
 config.accel.offsetX.toFixed();
+
+export async function usePromises() {
+  const { rows, summary, report } = await promises.convert('a.bin', new URL('file:///a.csv'), {
+    signal: AbortSignal.timeout(1000),
+    onProgress: ({ stage, fraction }) => stage === 'decode' && fraction < 1,
+    gyroscopeOffset: { x: 0, y: 0, z: 0 },
+    fsync: true,
+  });
+  const rowsOf: [number, string] = [rows, summary.createdAt];
+  const rate: number | null | undefined = report.channels.accel?.measuredRate;
+  const wide: Float64Array | undefined = (await promises.readSamples('a.bin')).channels.gyro?.x;
+  const narrow: Float32Array | undefined = (await promises.readSamples('a.bin', { precision: 'float32' })).channels.baro?.pressure;
+  const start: Date | null = (await promises.readConfig('a.bin', { timeZone: 'Europe/Berlin' })).start;
+  const shift: number = (await promises.synchronise(['a.bin', 'b.bin'], 'out', { gyroscopeOffset: 'rest' })).units[0].shift;
+  await promises.writeConfig('a.cfg', await promises.readConfig('a.bin'));
+  return { narrow, rate, rowsOf, shift, start, wide };
+}
+const full = (error: unknown) => error instanceof VortenaError && error.code === 'ERR_WRITE' && error.cause?.code === 'ENOSPC';
+export { full };
+
+// @ts-expect-error no such channel
+promises.readSamples('a.bin', { channels: ['gps'] });
+// @ts-expect-error no such code
+full({} as VortenaError) && ({} as VortenaError).code === 'ERR_NONE';
+// @ts-expect-error absent channels are undefined
+promises.readSamples('a.bin').then(({ channels }) => channels.mag.x.length);
