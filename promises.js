@@ -11,6 +11,9 @@ const { runJob } = require('./src/promises/job-queue.js');
 
 const native = loadBinding();
 
+// What ends a process from JavaScript ends no environment: jobs would be cut off, and leave parts of files.
+process.on('exit', () => native.endJobs());
+
 function loadBinding() {
   try {
     return require(path.join(__dirname, 'build', 'Release', 'vortena.node'));

@@ -208,7 +208,7 @@ Watch* watch_in(napi_env env, napi_value control) {
   return is_control ? new (data) Watch : nullptr;
 }
 
-void end_jobs(void* data) {
+void end_all(void* data) {
   auto* const environment = static_cast<Environment*>(data);
   for (Job* job : environment->running) {
     job->stop();
@@ -216,6 +216,11 @@ void end_jobs(void* data) {
   for (Job* job : environment->running) {
     job->wait();
   }
+}
+
+Environment* environment_of(napi_env env) {
+  void* environment = nullptr;
+  return napi_get_instance_data(env, &environment) == napi_ok ? static_cast<Environment*>(environment) : nullptr;
 }
 
 void delete_environment(napi_env /*env*/, void* data, void* /*hint*/) {
@@ -227,18 +232,25 @@ void delete_environment(napi_env /*env*/, void* data, void* /*hint*/) {
 void prepare_environment(napi_env env) {
   auto environment = std::make_unique<Environment>();
   if (napi_set_instance_data(env, environment.get(), delete_environment, nullptr) == napi_ok) {
-    napi_add_env_cleanup_hook(env, end_jobs, environment.release());
+    napi_add_env_cleanup_hook(env, end_all, environment.release());
   }
 }
 
+napi_value end_jobs(napi_env env, napi_callback_info /*call*/) {
+  if (Environment* const environment = environment_of(env); environment != nullptr) {
+    end_all(environment);
+  }
+  return nullptr;
+}
+
 bool start_job(napi_env env, napi_value control, napi_value callback, Work work) {
-  void* environment = nullptr;
+  Environment* const environment = environment_of(env);
   Watch* const watch = watch_in(env, control);
-  if (watch == nullptr || napi_get_instance_data(env, &environment) != napi_ok || environment == nullptr) {
+  if (watch == nullptr || environment == nullptr) {
     napi_throw_type_error(env, nullptr, "Wrong arguments");
     return false;
   }
-  auto job = std::make_unique<Job>(static_cast<Environment*>(environment), watch, std::move(work));
+  auto job = std::make_unique<Job>(environment, watch, std::move(work));
   if (!job->open(env, control, callback)) {
     napi_throw_type_error(env, nullptr, "Wrong arguments");
     return false;

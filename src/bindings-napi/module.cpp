@@ -23,9 +23,10 @@ NAPI_MODULE_INIT() {
     return nullptr;
   }
   const napi_property_descriptor methods[] = {
-      method("convert", vortena::napi::convert),        method("readSamples", vortena::napi::read_samples),
-      method("inspect", vortena::napi::inspect),        method("synchronise", vortena::napi::synchronise),
-      method("readConfig", vortena::napi::read_config), method("writeConfig", vortena::napi::write_config),
+      method("endJobs", vortena::napi::end_jobs),         method("convert", vortena::napi::convert),
+      method("readSamples", vortena::napi::read_samples), method("inspect", vortena::napi::inspect),
+      method("synchronise", vortena::napi::synchronise),  method("readConfig", vortena::napi::read_config),
+      method("writeConfig", vortena::napi::write_config),
   };
   napi_define_properties(env, exports, std::size(methods), methods);
   return exports;

@@ -89,20 +89,17 @@ class Job {
     running -= 1;
     clearInterval(this.timer);
     this.signal?.removeEventListener('abort', this.abort);
-    if (failure) {
-      this.settle.reject(this.thrown ? this.thrown.error : this.signal?.aborted ? this.signal.reason : failure);
-    } else {
-      this.finish(JSON.parse(json), buffers);
-    }
-    startNext();
-  }
-
-  /** A job that was done before it noticed the wish to stop counts as done: its files are there. */
-  finish(result, buffers) {
-    if (this.onProgress && !this.thrown) {
+    if (!failure && this.onProgress && !this.thrown) {
       this.report({ ...progressOf(this.control), fraction: 1 });
     }
-    this.settle.resolve({ result, buffers });
+    if (this.thrown) {
+      this.settle.reject(this.thrown.error);
+    } else if (failure) {
+      this.settle.reject(this.signal?.aborted ? this.signal.reason : failure);
+    } else {
+      this.settle.resolve({ result: JSON.parse(json), buffers });
+    }
+    startNext();
   }
 }
 

@@ -197,7 +197,8 @@ test('jobs wait their turn in order; one that is aborted while it waits never st
   controller.abort();
   await Promise.all(jobs);
   assert.equal(order[0], 'AbortError');
-  assert.equal(order.at(-1), os.availableParallelism() + 2);
+  const last = order.indexOf(os.availableParallelism() + 2);
+  assert.ok(last >= 3, `the last one ended at place ${last}`); // two had to end before it could begin
   await assert.rejects(reader.inspect(recording, { signal: AbortSignal.abort() }), { name: 'AbortError' });
 });
 
@@ -223,8 +224,10 @@ test('workers that end, and a process that exits, with jobs running', async (t) 
     await sleep(10 + 15 * round);
     await worker.terminate();
   }
-  assert.equal(run(`${script}; setTimeout(() => process.exit(7), 50)`).status, 7);
-  assert.match(run(`${script}; setTimeout(() => { throw new Error('mine'); }, 50)`).stderr, /mine/);
+  for (const delay of [20, 80, 150, 250]) {
+    assert.equal(run(`${script}; setTimeout(() => process.exit(7), ${delay})`).status, 7);
+    assert.match(run(`${script}; setTimeout(() => { throw new Error('mine'); }, ${delay})`).stderr, /mine/);
+  }
   assert.deepEqual(fs.readdirSync(folder).filter((name) => name.includes('part')), []);
   for (const name of fs.readdirSync(folder).filter((file) => file.endsWith('csv'))) {
     requireComplete(path.join(folder, name));

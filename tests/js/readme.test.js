@@ -8,8 +8,10 @@ const test = require('node:test');
 const { packagePath, scratchFolder } = require('./support.js');
 const { unit } = require('./units.js');
 
-const readme = fs.readFileSync(path.join(__dirname, '..', '..', 'README.md'), 'utf8');
-const examples = [...readme.matchAll(/^```js\n(.*?)^```$/gms)].map((match) => match[1]);
+const root = path.join(__dirname, '..', '..');
+const readme = fs.readFileSync(path.join(root, 'README.md'), 'utf8');
+const examplesOf = (text) => [...text.matchAll(/^```js\n(.*?)^```$/gms)].map((match) => match[1]);
+const examples = examplesOf(readme);
 
 /** A folder of recordings in which the package can be required. */
 function folderOfUser(t) {
@@ -31,6 +33,22 @@ test('the examples of the README run as they stand', (t) => {
   }
   assert.deepEqual(fs.readdirSync(path.join(folder, 'synchronised')), ['foot.csv', 'hip.csv']);
   assert.ok(fs.existsSync(path.join(folder, 'recording.csv')) && fs.existsSync(path.join(folder, 'config.bin')));
+});
+
+test('the examples of the page on promises run as they stand', (t) => {
+  const folder = folderOfUser(t);
+  fs.copyFileSync(path.join(folder, 'recording.bin'), path.join(folder, 'walk.bin'));
+  fs.mkdirSync(path.join(folder, 'synchronised'), { recursive: true });
+  const pages = examplesOf(fs.readFileSync(path.join(root, 'docs', 'promises.md'), 'utf8'));
+  const outputs = pages.map((example) => {
+    const { status, stdout, stderr } = spawnSync(process.execPath, ['-e', example], { cwd: folder, encoding: 'utf8' });
+    assert.equal(status, 0, `${example}\n${stderr}`);
+    return stdout;
+  });
+  assert.equal(pages.length, 8);
+  assert.match(outputs[2], /^1000 samples at 100 Hz, up to [\d.]+ g, device/m);
+  assert.match(outputs[7], /^no such file: missing\.bin$/m);
+  assert.ok(['walk.csv', 'corrected.csv', 'header.bin'].every((name) => fs.existsSync(path.join(folder, name))));
 });
 
 test('the function to copy notices every recording that is not read whole', (t) => {
