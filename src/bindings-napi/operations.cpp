@@ -1,11 +1,13 @@
 // Arguments are taken on the environment's thread; what the job needs of them it owns.
 #include "bindings-napi/operations.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <exception>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -74,23 +76,34 @@ Answer answer_of(const Conversion& conversion) {
   return answer;
 }
 
-/// Moves an array to the heap, where it lives as long as the ArrayBuffer that shows it.
 template <typename Value>
-std::unique_ptr<Memory> as_memory(LargeArray<Value>&& array) {
-  const auto owner = std::make_shared<LargeArray<Value>>(std::move(array));
-  return std::make_unique<Memory>(Memory{owner->data(), owner->size() * sizeof(Value), owner});
+std::unique_ptr<Memory> as_memory(const std::shared_ptr<LargeArray<Value>>& array) {
+  return std::make_unique<Memory>(Memory{array->data(), array->size() * sizeof(Value), array});
+}
+
+/// The place of `array` among the buffers. Arrays that channels share become one buffer: no memory may have two.
+template <typename Value>
+std::size_t place_of(const std::shared_ptr<LargeArray<Value>>& array, std::vector<std::unique_ptr<Memory>>* memory) {
+  const auto same = std::find_if(memory->begin(), memory->end(), [&](const auto& m) { return m->owner == array; });
+  const auto place = static_cast<std::size_t>(same - memory->begin());
+  if (same == memory->end()) {
+    memory->push_back(as_memory(array));
+  }
+  return place;
 }
 
 std::string take_channels(SampleSet& set, std::vector<std::unique_ptr<Memory>>* memory) {
   JsonArray list;
   for (auto& [key, samples] : set.channels) {
+    const auto place_of_values = [&](auto& values) {
+      return place_of(std::make_shared<std::remove_reference_t<decltype(values)>>(std::move(values)), memory);
+    };
     JsonObject channel;
     channel.number("key", key);
-    channel.number("axes", samples.axis_count);
     channel.number("samples", samples.sample_count);
+    channel.number("values", std::visit(place_of_values, samples.values));
+    channel.number("times", place_of(samples.timestamps, memory));
     list.element(channel.close());
-    std::visit([&](auto& values) { memory->push_back(as_memory(std::move(values))); }, samples.values);
-    memory->push_back(as_memory(std::move(samples.timestamps)));
   }
   return list.close();
 }

@@ -10,8 +10,8 @@ namespace vortena::napi {
 napi_value convert(napi_env env, napi_callback_info call);
 
 /// (…, path, channels, orientation, orientationRequired, singlePrecision, offset): answers {config, report, channels}
-/// and, for each of the channels {key, axes, samples}, the buffers of its values and of its time stamps. `channels` has
-/// bit k set for the channel of key k.
+/// with each of the channels as {key, samples, values, times}, the last two being places among the buffers. `channels`
+/// has bit k set for the channel of key k.
 napi_value read_samples(napi_env env, napi_callback_info call);
 
 /// (…, path): answers the report.

@@ -30,21 +30,20 @@ function channelNames(keys) {
   return keys.map((key) => NAMES.find((name) => CHANNELS[name].key === key));
 }
 
-/** `axes` arrays of `samples` elements that lie one after another. */
-function channelObject(name, { samples }, [values, time], config, precision) {
+/** The axes lie one after another in a buffer; the time stamps may be shared with a longer channel. */
+function channelObject(name, { samples, values, times }, buffers, config, FloatArray) {
   const { unit, axes } = CHANNELS[name];
-  const all = precision === 'float32' ? new Float32Array(values) : new Float64Array(values);
-  const arrays = axes.map((axis, k) => [axis, all.subarray(k * samples, (k + 1) * samples)]);
+  const size = samples * FloatArray.BYTES_PER_ELEMENT;
+  const arrays = axes.map((axis, k) => [axis, new FloatArray(buffers[values], k * size, samples)]);
   const rate = config[name === 'quaternion' ? 'gyro' : name].frequency;
-  return { rate, unit, time: new Float64Array(time), ...Object.fromEntries(arrays) };
+  return { rate, unit, time: new Float64Array(buffers[times], 0, samples), ...Object.fromEntries(arrays) };
 }
 
-/** `list` describes the channels that came, `buffers` has two for each: values, then time stamps. */
+/** `list` tells which channels came, and where in `buffers` theirs are. */
 function channelObjects(list, buffers, config, precision) {
+  const FloatArray = precision === 'float32' ? Float32Array : Float64Array;
   const names = channelNames(list.map(({ key }) => key));
-  return Object.fromEntries(
-    names.map((name, k) => [name, channelObject(name, list[k], buffers.slice(2 * k, 2 * k + 2), config, precision)]),
-  );
+  return Object.fromEntries(names.map((name, k) => [name, channelObject(name, list[k], buffers, config, FloatArray)]));
 }
 
 module.exports = { channelBits, channelNames, channelObjects };

@@ -12,6 +12,10 @@ namespace vortena {
 /// stays as it is. Contents never change; an allocator that keeps freed memory may keep its large pages, too.
 void prefer_large_pages(void* memory, std::size_t bytes);
 
+/// Gives the whole pages in `memory` back to the system, where it takes them; the contents are lost. For the part of an
+/// array that is not needed any more, before all of it is freed.
+void give_back_pages(void* memory, std::size_t bytes);
+
 /// The standard allocator, except for large pages.
 template <typename T>
 struct LargeArrayAllocator {

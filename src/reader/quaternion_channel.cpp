@@ -53,7 +53,26 @@ void publish(std::atomic<std::uint64_t>* ready, std::uint64_t count) {
   }
 }
 
-OrientationProblem problem_of(const kiv_Config& config, const SensorMap& sensors) {
+/// A piece of two inputs and of the orientation, with the stride of a piece.
+struct Piece {
+  static constexpr std::size_t kStride = kSamplesPerPiece;
+  std::array<double, kAxes * kStride> accel;
+  std::array<double, kAxes * kStride> gyro;
+  std::array<double, kComponents * kStride> quaternion;
+
+  [[nodiscard]] tracker_series series() { return {accel.data(), gyro.data(), quaternion.data(), kStride}; }
+};
+
+/// Samples `first` to `first + count` of an input, whose axes are read `n` values apart.
+void take_piece(const kiv_DataSensor& from, std::size_t n, std::size_t first, std::size_t count, double* to) {
+  for (std::size_t axis = 0; axis < kAxes; ++axis) {
+    std::copy_n(from.values.data() + axis * n + first, count, to + axis * Piece::kStride);
+  }
+}
+
+}  // namespace
+
+OrientationProblem find_orientation_problem(const kiv_Config& config, const SensorMap& sensors) {
   if (find_input(sensors, kAccelKey) == nullptr) {
     return OrientationProblem::kNoAccelerometer;
   }
@@ -64,10 +83,8 @@ OrientationProblem problem_of(const kiv_Config& config, const SensorMap& sensors
   return rates_agree ? OrientationProblem::kNone : OrientationProblem::kDifferentRates;
 }
 
-}  // namespace
-
 OrientationProblem prepare_orientation(const kiv_Config& config, SensorMap* sensors) {
-  const OrientationProblem problem = problem_of(config, *sensors);
+  const OrientationProblem problem = find_orientation_problem(config, *sensors);
   if (problem != OrientationProblem::kNone) {
     return problem;
   }
@@ -104,6 +121,30 @@ OrientationProblem fill_orientation(const kiv_Config& config, SensorMap* sensors
     publish(ready, first + kSamplesPerPiece);
   }
   publish(ready, n);
+  return OrientationProblem::kNone;
+}
+
+OrientationProblem fill_narrow_orientation(std::int32_t rate_hz, const kiv_DataSensor& accel,
+                                           const kiv_DataSensor& gyro, LargeArray<float>* quaternion, Watch* watch) {
+  const std::size_t n = std::min(accel.sampleCount, gyro.sampleCount);
+  quaternion->assign(kComponents * n, 0.0F);
+  const std::unique_ptr<tracker_state> tracker = make_tracker(rate_hz);
+  const auto piece = std::make_unique<Piece>();
+  const tracker_series series = piece->series();
+  begin_stage(watch, Stage::kOrientation, n);
+  for (std::size_t first = 0; first < n - 1; first += Piece::kStride) {
+    if (!goes_on(watch, first)) {
+      return OrientationProblem::kStopped;
+    }
+    const std::size_t count = std::min(Piece::kStride, n - 1 - first);
+    take_piece(accel, n, first, count, piece->accel.data());
+    take_piece(gyro, n, first, count, piece->gyro.data());
+    run_tracker_series(tracker.get(), &series, 0, count);
+    for (std::size_t k = 0; k < kComponents; ++k) {
+      std::transform(&piece->quaternion[k * Piece::kStride], &piece->quaternion[k * Piece::kStride] + count,
+                     quaternion->data() + k * n + first, [](double value) { return static_cast<float>(value); });
+    }
+  }
   return OrientationProblem::kNone;
 }
 

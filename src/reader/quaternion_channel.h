@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdint>
 
+#include "reader/large_array.h"
 #include "reader/orientation_problem.h"
 #include "reader/recording_model.h"
 #include "reader/watch.h"
@@ -21,6 +22,15 @@ OrientationProblem prepare_orientation(const kiv_Config& config, SensorMap* sens
 /// kStopped.
 OrientationProblem fill_orientation(const kiv_Config& config, SensorMap* sensors, Watch* watch = nullptr,
                                     std::atomic<std::uint64_t>* ready = nullptr);
+
+/// Why a map allows no orientation; kNone when it does.
+OrientationProblem find_orientation_problem(const kiv_Config& config, const SensorMap& sensors);
+
+/// The values that fill_orientation() would fill in, in single precision, which is what they are computed in. Of the
+/// two inputs, which find_orientation_problem() found nothing about, only the values count. kNone or kStopped.
+OrientationProblem fill_narrow_orientation(std::int32_t rate_hz, const kiv_DataSensor& accel,
+                                           const kiv_DataSensor& gyro, LargeArray<float>* quaternion,
+                                           Watch* watch = nullptr);
 
 /// Both. False, with the map unchanged, for a null argument and for every problem.
 bool kiv_computeQuaternion(kiv_Config* config, SensorMap* sensors);

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <variant>
 
 #include "reader/large_array.h"
@@ -26,7 +27,8 @@ struct Samples {
   std::uint64_t axis_count = 0;
   std::uint64_t sample_count = 0;
   std::variant<LargeArray<double>, LargeArray<float>> values;  ///< axis-major
-  LargeArray<double> timestamps;                               ///< s since tick zero, strictly increasing
+  /// s since tick zero, strictly increasing; at least as many as there are samples. Channels may share them.
+  std::shared_ptr<LargeArray<double>> timestamps;
 };
 
 struct SampleSet {
