@@ -1,8 +1,9 @@
 /**
  * Reader of the recordings of Vortena inertial measurement units.
  *
- * Every method is synchronous: it blocks the calling thread until files are read and written. Worker threads may call
- * the methods at the same time; nothing is shared between calls. Paths are UTF-8 and end at their first zero character;
+ * Every method is synchronous: it blocks the calling thread until files are read and written. `vortena-reader/promises`
+ * does not, tells reasons and gives the samples themselves. Worker threads may call the methods at the same time; nothing
+ * is shared between calls. Paths are UTF-8 and end at their first zero character;
  * halves of surrogate pairs become U+FFFD from Node.js 24 on, and bytes that are no UTF-8 before.
  *
  * Argument errors throw a `TypeError` with the message "Wrong number of arguments" or "Wrong arguments". Failures of
