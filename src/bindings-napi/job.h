@@ -14,12 +14,12 @@ namespace vortena::napi {
 
 /// Why a job gave nothing; becomes an object with these members. Empty texts are left out.
 struct Failure {
-  std::string code;
-  std::string reason;    ///< one of the code's reasons
-  std::string stage;     ///< that it ended
-  std::string message;   ///< a sentence
-  int system_error = 0;  ///< errno; 0 without
-  int recording = -1;    ///< of a set; -1 without
+  std::string code{};
+  std::string reason{};   ///< one of the code's reasons
+  std::string stage{};    ///< that it ended
+  std::string message{};  ///< a sentence
+  int system_error = 0;   ///< errno; 0 without
+  int recording = -1;     ///< of a set; -1 without
 };
 
 /// Memory that becomes an ArrayBuffer, and what it belongs to.

@@ -176,8 +176,8 @@ Answer answer_of(const SetConversion& set) {
 
 napi_value convert(napi_env env, napi_callback_info call) {
   return run(env, call, [](Arguments& arguments) -> Work {
-    std::string path = arguments.text();
-    std::string csv_path = arguments.text();
+    const std::string path = arguments.text();
+    const std::string csv_path = arguments.text();
     ConversionOptions options;
     options.sync = arguments.truth();
     options.second_thread = arguments.truth();
@@ -192,7 +192,7 @@ napi_value convert(napi_env env, napi_callback_info call) {
 
 napi_value read_samples(napi_env env, napi_callback_info call) {
   return run(env, call, [](Arguments& arguments) -> Work {
-    std::string path = arguments.text();
+    const std::string path = arguments.text();
     SampleOptions options;
     options.channels = static_cast<std::uint32_t>(arguments.number());
     options.orientation = arguments.truth();
@@ -222,8 +222,8 @@ napi_value inspect(napi_env env, napi_callback_info call) {
 
 napi_value synchronise(napi_env env, napi_callback_info call) {
   return run(env, call, [](Arguments& arguments) -> Work {
-    std::vector<std::string> paths = arguments.texts();
-    std::string folder = arguments.text();
+    const std::vector<std::string> paths = arguments.texts();
+    const std::string folder = arguments.text();
     SetOptions options;
     options.sync = arguments.truth();
     while (arguments.good() && arguments.any_left() && options.gyroscope_offsets.size() < paths.size()) {
