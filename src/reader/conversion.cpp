@@ -22,7 +22,8 @@ class CsvFollower {
   CsvFollower(CsvExport* csv, const std::ostream* out) : csv_(csv), out_(out) {
     try {
       thread_.emplace([this] { follow(); });
-    } catch (const std::system_error&) {  // no thread to be had: the rows come later
+    } catch (const std::system_error&) {
+      thread_.reset();  // no thread to be had: the rows come later
     }
   }
   CsvFollower(const CsvFollower&) = delete;

@@ -349,7 +349,7 @@ void note_dates(const QualityReport& report, Notes& notes) {
   if (!clock.dates_valid) {
     notes.push_back({"date-invalid", Severity::kNote, "A date in the header is no date of the calendar."});
   }
-  if (!clock.header_seconds || !clock.first) {
+  if (!clock.header_seconds || !clock.first || !clock.last) {
     return;
   }
   const double ticks = *clock.last - *clock.first;

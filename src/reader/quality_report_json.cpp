@@ -136,7 +136,7 @@ std::string clock_json(const QualityReport& report) {
   json.number("ticksPerSecond", report.ticks_per_second);
   json.number("first", clock.first);
   json.number("last", clock.last);
-  json.number("seconds", clock.first ? std::optional(*clock.last - *clock.first) : std::nullopt);
+  json.number("seconds", clock.first && clock.last ? std::optional(*clock.last - *clock.first) : std::nullopt);
   json.number("headerSeconds", clock.header_seconds);
   return json.close();
 }
