@@ -1,0 +1,55 @@
+// The verbs of the command line. One file in commands/ defines each; what it needs is loaded when it is called, so that
+// the others start as fast.
+'use strict';
+
+const { Command, CommanderError } = require('commander');
+const { INTERNAL_FAULT, OK, UsageError, WRONG_USAGE } = require('./exit-status.js');
+const { version } = require('../package.json');
+
+const VERBS = ['info', 'check', 'convert', 'sync', 'config'];
+
+const BROKEN_PIPE = 128 + 13; // as shells report a process that SIGPIPE ended
+
+function commandLine() {
+  const program = new Command('vortena')
+    .description('Recordings of Vortena inertial measurement units: look at them, check them, convert them.')
+    .version(version)
+    .exitOverride()
+    .configureHelp({ showGlobalOptions: false });
+  for (const verb of VERBS) {
+    require(`./commands/${verb}.js`).define(program);
+  }
+  return program;
+}
+
+function statusOf(error) {
+  if (error instanceof CommanderError) {
+    return error.exitCode === OK ? OK : WRONG_USAGE; // commander has said what is wrong
+  }
+  if (error instanceof UsageError) {
+    process.stderr.write(`vortena: ${error.message}\n`);
+    return WRONG_USAGE;
+  }
+  process.stderr.write(`vortena: ${error?.code === 'ERR_ADDON_NOT_BUILT' ? error.message : error?.stack}\n`);
+  return INTERNAL_FAULT;
+}
+
+/** Leaves quietly when whoever read the results has gone, as `head` does. */
+function leaveWithReader(error) {
+  if (error.code === 'EPIPE') {
+    process.exit(BROKEN_PIPE);
+  }
+  throw error;
+}
+
+async function main(argv) {
+  process.stdout.on('error', leaveWithReader);
+  process.stderr.on('error', leaveWithReader);
+  try {
+    await commandLine().parseAsync(argv);
+  } catch (error) {
+    process.exitCode = statusOf(error);
+  }
+}
+
+module.exports = { main };

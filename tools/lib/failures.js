@@ -1,0 +1,54 @@
+// Failures as plain objects that cross processes and become JSON, and what a user can do about each.
+'use strict';
+
+/** By the system's reason, which says more than the code of the reader. */
+const SYSTEM_ADVICE = {
+  ENOENT: 'Check the spelling; the file may have been moved or renamed since.',
+  EACCES: 'Ask for permission to it, or choose another folder with -o.',
+  EPERM: 'Ask for permission to it, or choose another folder with -o.',
+  EISDIR: 'A folder stands where a file is wanted: name a file, or move the folder away.',
+  ENOTDIR: 'A part of the path is a file: move it away, or choose another folder with -o.',
+  ENOSPC: 'The disk is full: make room, then run the same command again with --skip-existing.',
+  EDQUOT: 'Your share of the disk is used up: make room, then run the same command again with --skip-existing.',
+  EROFS: 'The disk cannot be written to: choose another folder with -o.',
+  EIO: 'The disk or card reports an error: copy the recording elsewhere and try the copy.',
+  ENAMETOOLONG: 'The name is too long for the file system: rename the recording.',
+  EMFILE: 'Too many files are open: use fewer jobs with -j.',
+};
+
+const ADVICE = {
+  ERR_NOT_A_RECORDING: 'Copy it from the unit again; if it is no recording, take it out of the folder.',
+  ERR_UNREADABLE: 'Copy it from the unit again, or try a copy on another disk.',
+  ERR_WRITE: 'Look at the output folder, or choose another one with -o.',
+  ERR_OUTPUT_EXISTS: 'Use --skip-existing to keep what is there, or --overwrite to replace it.',
+  ERR_OUTPUT_IS_RECORDING: 'Choose another folder with -o; recordings are never replaced.',
+  ERR_OUTPUT_CLASH: 'Rename one of them, or convert them into folders of their own.',
+  ERR_SYNC: 'Take recordings that were made together, of units set to one radio channel and one of them master.',
+  ERR_ORIENTATION: 'The samples can be read without an orientation.',
+  ERR_CONFIG_TEXT: 'docs/configuration-text.md has the form of the text.',
+  ERR_NO_MEMORY: 'Use fewer jobs with -j, or close other programs.',
+  ERR_WORKER_DIED: 'If it was killed for want of memory, use -j 1 or a lower --memory. If it dies again, report the fault.',
+  ERR_INTERRUPTED: 'Nothing of it is left; the same command with --skip-existing does the rest.',
+  ERR_INTERNAL: 'This is a fault of the program: please report it, with the recording if that may leave the house.',
+};
+
+const systemCode = (error) => error?.cause?.code ?? (error?.syscall ? error.code : undefined);
+
+/** Of node:fs, in words that name what could not be done. */
+function codeOf(error) {
+  return error?.syscall ? 'ERR_WRITE' : /^ERR_[A-Z_]+$/.test(error?.code ?? '') && error.code in ADVICE ? error.code : 'ERR_INTERNAL';
+}
+
+function failureOf(error) {
+  const code = codeOf(error);
+  const message = code === 'ERR_INTERNAL' ? (error?.stack ?? String(error)) : error.message;
+  return failure(code, message, { reason: error?.reason, stage: error?.stage, systemCode: systemCode(error) });
+}
+
+/** Members that are not known are left out. */
+function failure(code, message, { reason, stage, systemCode: system } = {}) {
+  const advice = SYSTEM_ADVICE[system] ?? ADVICE[code];
+  return { code, reason, stage, systemCode: system, message, advice };
+}
+
+module.exports = { failure, failureOf };

@@ -1,0 +1,28 @@
+// Values of options, checked.
+'use strict';
+
+const { InvalidArgumentError, Option } = require('commander');
+
+function wholeNumber(text) {
+  if (!/^[1-9]\d{0,9}$/.test(text)) {
+    throw new InvalidArgumentError('It is not a whole number from 1 on.');
+  }
+  return Number(text);
+}
+
+/** "i/n", the i-th of n parts. */
+function shard(text) {
+  const [, index, count] = /^([1-9]\d{0,5})\/([1-9]\d{0,5})$/.exec(text)?.map(Number) ?? [];
+  if (!(index <= count)) {
+    throw new InvalidArgumentError('It is not i/n with i from 1 to n, as in 2/8.');
+  }
+  return { index, count };
+}
+
+/** Of the verbs that have a pool. */
+const poolOptions = [
+  new Option('-j, --jobs <n>', 'most jobs at a time (default: one for each processor)').argParser(wholeNumber),
+  new Option('--memory <MiB>', 'memory for all jobs (default: 60 % of what is free)').argParser(wholeNumber),
+];
+
+module.exports = { poolOptions, shard };
