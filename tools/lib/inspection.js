@@ -3,8 +3,8 @@
 const { inspect } = require('vortena-reader/promises');
 
 /** The quality report of a recording, without its samples. */
-async function inspectRecording({ recording }, { signal }) {
-  return { report: await inspect(recording, { signal }) };
+async function inspectRecording({ recording }, context) {
+  return { report: await inspect(recording, context) };
 }
 
 module.exports = { inspectRecording };

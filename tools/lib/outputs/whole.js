@@ -3,6 +3,7 @@
 
 const fs = require('node:fs/promises');
 const path = require('node:path');
+const { partOf } = require('../parts.js');
 
 async function syncToDisk(file) {
   const handle = await fs.open(file);
@@ -28,4 +29,42 @@ async function renameWhole(part, output, fsync) {
   }
 }
 
-module.exports = { renameWhole, syncToDisk };
+/** Whether a folder was made from a recording, or holds nothing. Other folders are not ours to replace. */
+async function isReplaceable(folder, proof) {
+  const names = await fs.readdir(folder);
+  return names.length === 0 || names.includes(proof);
+}
+
+function notOurs(folder) {
+  const message = `${folder} is there and was not made from a recording: it is not replaced`;
+  return Object.assign(new Error(message), { code: 'ERR_OUTPUT_FOREIGN' });
+}
+
+/** Folders cannot be renamed over each other: the old one goes aside first, and comes back when the new one cannot stay. */
+async function replaceFolder(part, output, { proof, fsync }) {
+  const stats = await fs.stat(output).catch(() => undefined);
+  if (!stats) {
+    await fs.rename(part, output);
+  } else if (!stats.isDirectory() || !(await isReplaceable(output, proof))) {
+    throw notOurs(output);
+  } else {
+    await exchange(part, await targetOf(output));
+  }
+  if (fsync) {
+    await syncToDisk(path.dirname(output));
+  }
+}
+
+async function exchange(part, target) {
+  const aside = partOf(target);
+  await fs.rename(target, aside);
+  try {
+    await fs.rename(part, target);
+  } catch (error) {
+    await fs.rename(aside, target);
+    throw error;
+  }
+  await fs.rm(aside, { recursive: true, force: true });
+}
+
+module.exports = { renameWhole, replaceFolder, syncToDisk };

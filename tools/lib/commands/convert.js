@@ -1,0 +1,56 @@
+'use strict';
+
+const { Option } = require('commander');
+const { poolOptions, shard } = require('../options.js');
+
+const FORMATS = ['csv', 'csv.gz', 'parquet'];
+
+function define(program) {
+  const command = program
+    .command('convert')
+    .description('Converts recordings; each output appears whole or not at all.')
+    .argument('<path...>', 'recordings, or folders of recordings (*.bin)')
+    .requiredOption('-o, --out <folder>', 'where the outputs go; folders below a given one are kept')
+    .addOption(new Option('--to <format>', 'what to write').choices(FORMATS).default('csv'))
+    .option('-r, --recursive', 'search the folders below as well')
+    .addOption(new Option('--skip-existing', 'leave out what is done').conflicts('overwrite'))
+    .option('--overwrite', 'replace outputs that are there')
+    .addOption(new Option('--shard <i/n>', 'only the i-th of n parts of the recordings').argParser(shard))
+    .option('--fsync', 'wait until each output is on the disk')
+    .option('--json', 'tell what happens as JSON, one object a line')
+    .option('-q, --quiet', 'tell failures only');
+  poolOptions.forEach((option) => command.addOption(option));
+  command.action(async (paths, options) => {
+    process.exitCode = await convertAll(paths, options);
+  });
+}
+
+async function convertAll(paths, options) {
+  const path = require('node:path');
+  const { clearParts } = require('../parts.js');
+  const { planConversions } = require('../plan.js');
+  const { findRecordings } = require('../recordings.js');
+  const { makeReport } = require('../report.js');
+  const { Run } = require('../run.js');
+
+  const jobs = await planConversions(await findRecordings(paths, options), options);
+  await clearParts(jobs.filter((job) => job.output).map((job) => path.dirname(job.output)));
+  const report = makeReport(options);
+  const run = new Run(report, (job, result, ms) => tellConverted(report, job, result, ms));
+  await run.over(
+    jobs.map((job) => ({ ...job, operation: options.to, fsync: Boolean(options.fsync) })),
+    options,
+  );
+  run.finish('converted', run.status);
+  return run.status;
+}
+
+function tellConverted(report, { recording, output }, { rows, bytes, report: quality }, ms) {
+  const { damageText } = require('../report.js');
+  const { verdict, notes } = quality;
+  report.event('converted', { recording, output, rows, bytes, ms, verdict, notes: notes.map(({ code }) => code) });
+  report.result(output);
+  report.say(damageText(recording, quality));
+}
+
+module.exports = { define };
