@@ -4,8 +4,8 @@
 /** By the system's reason, which says more than the code of the reader. */
 const SYSTEM_ADVICE = {
   ENOENT: 'Check the spelling; the file may have been moved or renamed since.',
-  EACCES: 'Ask for permission to it, or choose another folder with -o.',
-  EPERM: 'Ask for permission to it, or choose another folder with -o.',
+  EACCES: 'Ask whoever owns it for permission.',
+  EPERM: 'Ask whoever owns it for permission.',
   EISDIR: 'A folder stands where a file is wanted: name a file, or move the folder away.',
   ENOTDIR: 'A part of the path is a file: move it away, or choose another folder with -o.',
   ENOSPC: 'The disk is full: make room, then run the same command again with --skip-existing.',
@@ -34,15 +34,14 @@ const ADVICE = {
 
 const systemCode = (error) => error?.cause?.code ?? (error?.syscall ? error.code : undefined);
 
-/** Of node:fs, in words that name what could not be done. */
-function codeOf(error) {
-  return error?.syscall ? 'ERR_WRITE' : /^ERR_[A-Z_]+$/.test(error?.code ?? '') && error.code in ADVICE ? error.code : 'ERR_INTERNAL';
-}
-
-function failureOf(error) {
-  const code = codeOf(error);
-  const message = code === 'ERR_INTERNAL' ? (error?.stack ?? String(error)) : error.message;
-  return failure(code, message, { reason: error?.reason, stage: error?.stage, systemCode: systemCode(error) });
+/** The reader's errors have codes of their own; those of node:fs are about `output`. */
+function failureOf(error, output) {
+  const details = { reason: error?.reason, stage: error?.stage, systemCode: systemCode(error) };
+  if (error?.syscall) {
+    return failure('ERR_WRITE', `${output} cannot be written: ${error.message}`, details);
+  }
+  const known = error?.code in ADVICE;
+  return failure(known ? error.code : 'ERR_INTERNAL', known ? error.message : (error?.stack ?? String(error)), details);
 }
 
 /** Members that are not known are left out. */

@@ -6,12 +6,13 @@ const os = require('node:os');
 const MIB = 1024 * 1024;
 const SHARE_OF_FREE = 0.6;
 
-/** Reading takes at most seven times the recording; the rest is for the process itself. */
+/** Reading takes at most seven times the recording; the rest is for the process itself, and for rows under way. */
 const TIMES_RECORDING = 7;
 const PROCESS_MIB = 64;
+const PARQUET_MIB = 64;
 
-function memoryOf({ size }) {
-  return TIMES_RECORDING * size + PROCESS_MIB * MIB;
+function memoryOf({ size, operation }) {
+  return TIMES_RECORDING * size + (PROCESS_MIB + (operation === 'parquet' ? PARQUET_MIB : 0)) * MIB;
 }
 
 /** Bytes. A container may have less than its host. */

@@ -7,6 +7,7 @@ const { formatBytes, formatDuration, printable } = require('./quantities.js');
 
 const BAR_WIDTH = 24;
 const NAME_WIDTH = 28;
+const CLEAR_TO_END = '\x1b[K';
 const ROWS_FOR_TEXT = 4; // left free on small terminals
 
 /** What share of a job's time its stages take, about. */
@@ -94,9 +95,9 @@ class Bars {
     this.total.update(this.totals.bytes > 0 ? done / this.totals.bytes : 1, { text });
   }
 
-  /** A line above the bars. */
+  /** A line above the bars, over what is left of one. */
   print(line) {
-    this.bars.log(`${line}\n`);
+    this.bars.log(`${line.replaceAll('\n', `${CLEAR_TO_END}\n`)}${CLEAR_TO_END}\n`);
   }
 
   stop() {

@@ -10,21 +10,38 @@ const { failure } = require('./failures.js');
 
 const inOrder = (a, b) => (a.recording < b.recording ? -1 : Number(a.recording > b.recording));
 
-async function inFolder(folder, recursive) {
-  const names = await glob(recursive ? '**/*.bin' : '*.bin', {
-    cwd: folder, caseSensitiveMatch: false, expandDirectories: false, // without hidden ones: macOS leaves ._NAME.bin
-  });
-  return names.map((name) => ({ recording: path.join(folder, name), below: path.normalize(name) }));
+const unreadable = (file, code, words) =>
+  ({ recording: file, failure: failure('ERR_UNREADABLE', `${file} cannot be read: ${code}: ${words}`, { systemCode: code }) });
+
+/**
+ * Hidden files are left out: macOS leaves a ._NAME.bin beside each NAME.bin. Links to files are recordings; links to
+ * folders are not followed, as they can lead round.
+ */
+function inFolder(folder, pattern, options) {
+  return glob(pattern, { cwd: folder, caseSensitiveMatch: false, expandDirectories: false, followSymbolicLinks: false, ...options });
+}
+
+/** The search passes over folders that it must not look into. */
+async function closedFolders(folder, recursive) {
+  const below = recursive ? await inFolder(folder, '**/', { onlyDirectories: true }) : [];
+  const folders = [folder, ...below.map((name) => path.join(folder, name))];
+  const closed = await Promise.all(folders.map((each) => fs.access(each, fs.constants.R_OK | fs.constants.X_OK).then(() => false, () => true)));
+  return folders.filter((_, i) => closed[i]).map((each) => unreadable(each, 'EACCES', 'permission denied'));
+}
+
+async function recordingsIn(folder, recursive) {
+  const names = await inFolder(folder, recursive ? '**/*.bin' : '*.bin');
+  const found = names.map((name) => ({ recording: path.join(folder, name), below: path.normalize(name) }));
+  return [...found, ...(await closedFolders(folder, recursive))];
 }
 
 /** `below` is the path of the output folder's file, with the name of the recording. */
 async function expand(argument, recursive) {
   const stats = await fs.stat(argument).catch((error) => error);
   if (stats instanceof Error) {
-    const message = `${argument} cannot be read: ${stats.code}: ${stats.code === 'ENOENT' ? 'no such file or folder' : stats.message}`;
-    return [{ recording: argument, failure: failure('ERR_UNREADABLE', message, { systemCode: stats.code }) }];
+    return [unreadable(argument, stats.code, stats.code === 'ENOENT' ? 'no such file or folder' : stats.message)];
   }
-  return stats.isDirectory() ? inFolder(argument, recursive) : [{ recording: argument, below: path.basename(argument) }];
+  return stats.isDirectory() ? recordingsIn(argument, recursive) : [{ recording: argument, below: path.basename(argument) }];
 }
 
 async function withSize(found) {

@@ -3,7 +3,7 @@
 'use strict';
 
 const { Bars } = require('./progress.js');
-const { counted, formatBytes, formatDuration, printable } = require('./quantities.js');
+const { printable } = require('./quantities.js');
 
 const INDENT = ' '.repeat(9);
 
@@ -22,14 +22,17 @@ function damageText(recording, { verdict, notes }) {
 }
 
 class JsonReport {
-  begin() {}
   started({ recording, output, size }, pid) {
     printEvent('started', { recording, output, bytes: size, pid });
   }
-  progressed() {}
+
   event(name, members) {
     printEvent(name, members);
   }
+
+  begin() {}
+  progressed() {}
+  settled() {}
   result() {}
   say() {}
   end() {}
@@ -90,8 +93,6 @@ class TextReport {
     this.bars = undefined;
   }
 }
-JsonReport.prototype.settled = () => {};
-
 const makeReport = (options) => (options.json ? new JsonReport() : new TextReport(options));
 
-module.exports = { damageText, failureText, formatBytes, formatDuration, counted, makeReport, printEvent };
+module.exports = { damageText, failureText, makeReport };

@@ -2,6 +2,7 @@
 'use strict';
 
 const os = require('node:os');
+require('vortena-reader/promises'); // says once, and here, when it is not built
 const { FAILED, OK } = require('./exit-status.js');
 const { Interruption } = require('./interruption.js');
 const { memoryBudget } = require('./memory.js');
@@ -58,7 +59,7 @@ class Run {
     jobs.filter((job) => job.failure).forEach((job) => this.fail(job, job.failure));
     jobs.filter((job) => job.skipped).forEach((job) => this.skip(job));
     const pool = new Pool({ slots, budget: memoryBudget(memory), listener: this });
-    const interruption = new Interruption({ ask: () => this.interrupt(pool), now: () => pool.kill() });
+    const interruption = new Interruption({ ask: () => this.interrupt(pool), now: () => this.abandon(pool) });
     await pool.run(open);
     interruption.end();
     this.signalStatus = interruption.status;
@@ -68,6 +69,11 @@ class Run {
   interrupt(pool) {
     this.interrupted += pool.cancel().length;
     this.report.say('Interrupted: what runs is cancelled and removed. Once more ends at once.');
+  }
+
+  abandon(pool) {
+    pool.kill();
+    this.report.end();
   }
 
   get status() {

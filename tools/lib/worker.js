@@ -27,7 +27,7 @@ async function perform(job) {
     const onProgress = (progress) => tell({ progress });
     tell({ result: await operation(job, { signal: running.signal, onProgress }) });
   } catch (error) {
-    tell({ failure: running.signal.aborted ? { code: 'ERR_INTERRUPTED' } : failureOf(error) });
+    tell({ failure: running.signal.aborted ? { code: 'ERR_INTERRUPTED' } : failureOf(error, job.output) });
   }
   running = undefined;
   leaveIfAlone();

@@ -50,7 +50,7 @@ async function synchroniseAll(files, options) {
     if (error?.interrupted) {
       return error.interrupted;
     }
-    report.event('failed', { recording: error?.path, ...failureOf(error) });
+    report.event('failed', { recording: error?.path, ...failureOf(error, options.out) });
     return FAILED;
   }
 }
@@ -61,7 +61,7 @@ async function synchroniseWithBar(report, files, { out, fsync }) {
   const { synchronise } = require('vortena-reader/promises');
 
   const controller = new AbortController();
-  const interruption = new Interruption({ ask: () => controller.abort({ interrupted: interruption.status }), now() {} });
+  const interruption = new Interruption({ ask: () => controller.abort({ interrupted: interruption.status }), now: () => report.end() });
   const sizes = await Promise.all(files.map((file) => fs.stat(file).then(({ size }) => size, () => 0)));
   const job = { recording: out, operation: 'synchronise', size: sizes.reduce((sum, size) => sum + size, 0) };
   report.begin(1, [job]);

