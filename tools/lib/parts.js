@@ -1,7 +1,7 @@
 // Outputs that are not yet whole: NAME.part-HOST-PID-N, as the reader itself names them.
 'use strict';
 
-const fs = require('node:fs/promises');
+const fs = require('node:fs');
 const os = require('node:os');
 const path = require('node:path');
 
@@ -20,10 +20,19 @@ function partOf(output) {
   return path.join(path.dirname(output), cutTo(LONGEST_NAME - Buffer.byteLength(ending), path.basename(output)) + ending);
 }
 
+/** It has ended, and nobody has asked how: in containers that can last. */
+function isZombie(pid) {
+  try {
+    return /\) [ZX] [^)]*$/.test(fs.readFileSync(`/proc/${pid}/stat`, 'latin1'));
+  } catch {
+    return false; // no such thing as /proc here
+  }
+}
+
 function isDead(pid) {
   try {
     process.kill(pid, 0);
-    return false;
+    return isZombie(pid);
   } catch (error) {
     return error.code === 'ESRCH';
   }
@@ -38,7 +47,7 @@ function ownerOf(name) {
 
 async function namesIn(folder) {
   try {
-    return await fs.readdir(folder);
+    return await fs.promises.readdir(folder);
   } catch {
     return []; // whoever writes into it will say why
   }
@@ -50,7 +59,7 @@ async function clearParts(folders) {
     for (const name of await namesIn(folder)) {
       const owner = ownerOf(name);
       if (owner !== undefined && isDead(owner)) {
-        await fs.rm(path.join(folder, name), { recursive: true, force: true }).catch(() => {}); // of another user
+        await fs.promises.rm(path.join(folder, name), { recursive: true, force: true }).catch(() => {}); // of another user
       }
     }
   }
