@@ -10,8 +10,9 @@ const { unit } = require('../../tests/js/units.js');
 const bin = path.join(__dirname, '..', 'bin', 'vortena.js');
 
 /** `{ status, stdout, stderr, lines, events }` of a run in a pipe. */
-function vortena(args, options = {}) {
-  const { status, stdout, stderr } = spawnSync(process.execPath, [bin, ...args], { encoding: 'utf8', ...options });
+function vortena(args, { command = [] } = {}) {
+  const [first, ...rest] = [...command, process.execPath, bin, ...args];
+  const { status, stdout, stderr } = spawnSync(first, rest, { encoding: 'utf8' });
   const lines = stdout.split('\n').slice(0, -1);
   return { status, stdout, stderr, lines, get events() { return lines.map(JSON.parse); } };
 }

@@ -43,7 +43,7 @@ async function synchroniseAll(files, options) {
   try {
     await fs.mkdir(options.out, { recursive: true });
     await clearParts([options.out]);
-    tellSynchronised(report, await synchroniseWithBar(report, files, options));
+    tellSynchronised(report, await synchroniseWithBar(options.json ? undefined : report, files, options));
     return OK;
   } catch (error) {
     report.end();
@@ -55,24 +55,25 @@ async function synchroniseAll(files, options) {
   }
 }
 
+/** `report` draws the bar, where one is wanted. */
 async function synchroniseWithBar(report, files, { out, fsync }) {
   const fs = require('node:fs/promises');
   const { Interruption } = require('../interruption.js');
   const { synchronise } = require('vortena-reader/promises');
 
   const controller = new AbortController();
-  const interruption = new Interruption({ ask: () => controller.abort({ interrupted: interruption.status }), now: () => report.end() });
+  const interruption = new Interruption({ ask: () => controller.abort({ interrupted: interruption.status }), now: () => report?.end() });
   const sizes = await Promise.all(files.map((file) => fs.stat(file).then(({ size }) => size, () => 0)));
   const job = { recording: out, operation: 'synchronise', size: sizes.reduce((sum, size) => sum + size, 0) };
-  report.begin(1, [job]);
-  report.started(job, process.pid);
+  report?.begin(1, [job]);
+  report?.started(job, process.pid);
   try {
-    const onProgress = (progress) => report.progressed(job, progress);
+    const onProgress = (progress) => report?.progressed(job, progress);
     return await synchronise(files, out, { signal: controller.signal, onProgress, fsync: Boolean(fsync) });
   } finally {
     interruption.end();
-    report.settled(job);
-    report.end();
+    report?.settled(job);
+    report?.end();
   }
 }
 

@@ -1,0 +1,116 @@
+// Parquet and compressed CSV against what the reader itself gives.
+'use strict';
+
+const assert = require('node:assert/strict');
+const fs = require('node:fs');
+const path = require('node:path');
+const test = require('node:test');
+const zlib = require('node:zlib');
+const { readSamples } = require('vortena-reader/promises');
+const { listOf, scratchFolder, unit, vortena, writeRecording } = require('./support.js');
+
+/** A unit with every channel but the raw one, and samples to read back. */
+function recordingIn(folder) {
+  return unit(folder, 'walk.bin', { baro: true, byte: true, radio: { role: 1 }, time: { role: 0, ahead: 300 }, ticks: 4000 });
+}
+
+/** `{ columns, metadata, codec }` of a table. */
+async function readTable(file) {
+  const { asyncBufferFromFile, parquetMetadataAsync, parquetReadObjects } = await import('hyparquet');
+  const buffer = await asyncBufferFromFile(file);
+  const metadata = await parquetMetadataAsync(buffer);
+  const compressors = zlib.zstdDecompressSync && { ZSTD: (bytes) => zlib.zstdDecompressSync(bytes) };
+  const rows = await parquetReadObjects({ file: buffer, compressors });
+  const columns = metadata.schema.slice(1).map(({ name }) => [name, rows.map((row) => row[name])]);
+  return {
+    columns: Object.fromEntries(columns), types: metadata.schema.slice(1).map(({ type }) => type),
+    metadata: Object.fromEntries(metadata.key_value_metadata.map(({ key, value }) => [key, value])),
+  };
+}
+
+const numbers = (columns) => Object.fromEntries(Object.entries(columns).filter(([, values]) => ArrayBuffer.isView(values)).map(([name, values]) => [name, [...values]]));
+
+test('each channel is a Parquet table of the samples at their true times', async (t) => {
+  const folder = scratchFolder(t);
+  const recording = recordingIn(folder);
+  const out = path.join(folder, 'out');
+  const run = vortena(['convert', recording, '-o', out, '--to', 'parquet', '--fsync', '--json']);
+  assert.equal(run.status, 0, run.stderr + run.stdout);
+  const { channels } = await readSamples(recording);
+  const described = JSON.parse(fs.readFileSync(path.join(out, 'walk/recording.json'), 'utf8'));
+  const files = { accel: 'accel', gyro: 'gyro', baro: 'baro', radioByte: 'radio_byte', radioTime: 'radio_time' };
+  assert.deepEqual(listOf(path.join(out, 'walk')), [...Object.values(files), 'quaternion'].map((name) => `${name}.parquet`).concat('recording.json').sort());
+  for (const [name, file] of Object.entries(files)) {
+    const table = await readTable(path.join(out, 'walk', `${file}.parquet`));
+    assert.deepEqual(table.columns, numbers(channels[name]), name);
+    assert.ok(table.types.every((type) => type === 'DOUBLE'));
+    assert.equal(described.tables[name].rows, channels[name].time.length);
+  }
+  const { metadata } = await readTable(path.join(out, 'walk/baro.parquet'));
+  assert.deepEqual(metadata, { recording: 'walk.bin', channel: 'baro', rate_hz: '100', units: '{"time":"s","pressure":"mBar","temperature":"degree C"}' });
+
+  const { columns, types } = await readTable(path.join(out, 'walk/quaternion.parquet'));
+  assert.deepEqual(types, ['DOUBLE', 'FLOAT', 'FLOAT', 'FLOAT', 'FLOAT']);
+  const { time, w, x, y, z } = channels.quaternion;
+  const kept = [...time.keys()].filter((i) => w[i] || x[i] || y[i] || z[i]);
+  assert.ok(kept.length > 3900 && kept.length < time.length, 'rows without an orientation are left out');
+  assert.deepEqual(columns.time, kept.map((i) => time[i]));
+  assert.deepEqual(columns.w, kept.map((i) => Math.fround(w[i])));
+  assert.equal(described.report.verdict, run.events.find(({ event }) => event === 'converted').verdict);
+});
+
+test('a Parquet folder is replaced whole; a folder of other things never', (t) => {
+  const folder = scratchFolder(t);
+  recordingIn(folder);
+  const out = path.join(folder, 'out');
+  const convert = (...options) => vortena(['convert', path.join(folder, 'walk.bin'), '-o', out, '--to', 'parquet', '--json', ...options]);
+  assert.equal(convert().status, 0);
+  fs.writeFileSync(path.join(out, 'walk/stale.parquet'), '');
+  assert.equal(convert('--skip-existing').events[0].event, 'skipped');
+  assert.equal(convert('--overwrite').status, 0);
+  assert.ok(!listOf(out).includes('walk/stale.parquet'));
+
+  fs.rmSync(path.join(out, 'walk/recording.json'));
+  const before = listOf(out);
+  const refused = convert('--overwrite').events.find(({ event }) => event === 'failed');
+  assert.equal(refused.code, 'ERR_OUTPUT_FOREIGN');
+  assert.deepEqual(listOf(out), before);
+  assert.deepEqual(fs.readdirSync(out), ['walk']);
+});
+
+test('compressed CSV holds the CSV; a full disk is told and leaves the old file', (t) => {
+  const folder = scratchFolder(t);
+  recordingIn(folder);
+  const convert = (...options) => vortena(['convert', path.join(folder, 'walk.bin'), '-o', folder, ...options]);
+  assert.equal(convert().status + convert('--to', 'csv.gz', '--fsync').status, 0);
+  const csv = fs.readFileSync(path.join(folder, 'walk.csv'));
+  assert.deepEqual(zlib.gunzipSync(fs.readFileSync(path.join(folder, 'walk.csv.gz'))), csv);
+  assert.deepEqual(fs.readdirSync(folder).sort(), ['walk.bin', 'walk.csv', 'walk.csv.gz']);
+
+  assert.equal(convert('--to', 'parquet').status, 0);
+  const before = listOf(folder);
+  for (const to of ['csv', 'csv.gz', 'parquet']) {
+    const args = ['convert', path.join(folder, 'walk.bin'), '-o', folder, '--to', to, '--overwrite'];
+    const { status, stdout, stderr } = vortena(args, { command: ['prlimit', '--fsize=20000'] });
+    assert.deepEqual([status, stdout], [1, ''], to);
+    assert.match(stderr, /^failed {3}\S+walk\S* cannot be written: EFBIG: .*\n {9}\w/, to);
+  }
+  assert.deepEqual(listOf(folder), before);
+  assert.deepEqual(fs.readFileSync(path.join(folder, 'walk.csv')), csv);
+});
+
+test('an output folder that cannot be made or a recording in the way is told for each', (t) => {
+  const folder = scratchFolder(t);
+  const recording = recordingIn(folder);
+  fs.writeFileSync(path.join(folder, 'file'), '');
+  for (const to of ['csv', 'csv.gz', 'parquet']) {
+    const { status, events } = vortena(['convert', recording, '-o', path.join(folder, 'file'), '--to', to, '--json']);
+    assert.deepEqual([status, events.at(-2).event, events.at(-2).code], [1, 'failed', 'ERR_WRITE'], to);
+    assert.ok(events.at(-2).message.includes(path.join(folder, 'file')) && events.at(-2).systemCode, events.at(-2).message);
+  }
+  fs.cpSync(recording, path.join(folder, 'out.csv'));
+  writeRecording(folder, 'out', [fs.readFileSync(recording)]);
+  const { events } = vortena(['convert', path.join(folder, 'out'), '-o', folder, '--overwrite', '--json']);
+  assert.equal(events.at(-2).code, 'ERR_OUTPUT_IS_RECORDING');
+  assert.deepEqual(fs.readFileSync(path.join(folder, 'out.csv')), fs.readFileSync(recording));
+});

@@ -1,0 +1,63 @@
+'use strict';
+
+const assert = require('node:assert/strict');
+const fs = require('node:fs');
+const path = require('node:path');
+const test = require('node:test');
+const { readAndSync2 } = require('vortena-reader');
+const { scratchFolder, unit, vortena, writeRecording } = require('./support.js');
+
+const readFolder = (folder) => fs.readdirSync(folder).map((name) => [name, fs.readFileSync(path.join(folder, name), 'utf8')]);
+
+test('info fits a screen and tells what is in a recording', (t) => {
+  const folder = scratchFolder(t);
+  const recording = unit(folder, 'walk.bin', { baro: true });
+  const { status, stdout, lines } = vortena(['info', recording]);
+  assert.equal(status, 0);
+  assert.ok(lines.length < 24 && lines.every((line) => line.length < 120), stdout);
+  assert.match(stdout, /^ {2}duration +10\.0 s, by 100 ticks per second; 25\.1 kB$/m);
+  assert.match(stdout, /^ {2}orientation +from \d\.\d\d s on, tilt \d+\.\d degrees/m);
+  assert.match(stdout, /^ {2}gyro +1000 +100 Hz +100\.00 Hz +0$/m);
+
+  const pipe = vortena(['info', path.join(folder, 'none.bin'), recording, folder, '--json']);
+  assert.equal(pipe.status, 1);
+  assert.deepEqual(pipe.events.map(({ event, systemCode }) => systemCode ?? event), ['ENOENT', 'info', 'EISDIR']);
+  assert.deepEqual([pipe.events[1].config.frequency, pipe.events[1].report.channels.baro.samples], [100, 1000]);
+});
+
+test('sync writes what readAndSync2 writes, and says by what and how far', (t) => {
+  const folder = scratchFolder(t);
+  const set = [unit(folder, 'hip.bin', { time: { role: 0 } }), unit(folder, 'foot.bin', { start: 3, time: { role: 1, ahead: -300 } })];
+  const [out, other] = ['out', 'other'].map((name) => path.join(folder, name));
+  const run = vortena(['sync', ...set, '-o', out]);
+  assert.equal(run.status, 0, run.stderr);
+  fs.mkdirSync(other);
+  assert.equal(readAndSync2(set, other), 'OK');
+  assert.deepEqual(readFolder(out), readFolder(other));
+  assert.deepEqual(run.lines, ['hip', 'foot'].map((name) => path.join(out, `${name}.csv`)));
+  assert.match(run.stderr, /times that the master sent by radio/);
+  assert.match(run.stderr, /foot\.bin: shifted by -3\.000000 s/);
+
+  const again = vortena(['sync', ...set, '-o', out]);
+  assert.equal(again.status, 1);
+  assert.match(again.stderr, /is there already\n +Use --overwrite/);
+  assert.equal(vortena(['sync', ...set, '-o', out, '--overwrite', '--json']).events[0].units.length, 2);
+  const second = unit(folder, 'second.bin', { time: { role: 0 } });
+  const [refused] = vortena(['sync', second, set[0], '-o', out, '--json', '--overwrite']).events;
+  assert.deepEqual([refused.code, refused.reason], ['ERR_SYNC', 'several-masters']);
+});
+
+test('config shows a header, and writes one', (t) => {
+  const folder = scratchFolder(t);
+  const header = path.join(folder, 'header.bin');
+  assert.deepEqual(vortena(['config', '--set', 'device,1234,2,5:radio,1,12', '-o', header]).status, 0);
+  const config = JSON.parse(vortena(['config', header]).stdout);
+  assert.deepEqual([config.deviceId, config.bodyLocation, config.radioChannel, config.unknownFrames], [1234, 5, 12, '']);
+
+  const refused = vortena(['config', '--set', 'device,x,2,5', '-o', header]);
+  assert.equal(refused.status, 1);
+  assert.match(refused.stderr, /^failed {3}.*entry 1.*\n +docs\/configuration-text\.md/);
+  assert.equal(JSON.parse(vortena(['config', header]).stdout).deviceId, 1234);
+  const text = vortena(['config', writeRecording(folder, 'text.bin', [Buffer.from('no header')])]);
+  assert.deepEqual([text.status, text.stdout], [1, '']);
+});
