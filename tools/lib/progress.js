@@ -45,7 +45,8 @@ const formatLine = (_, { value }, { name, text }) => (name === undefined ? '' : 
 
 class Bars {
   constructor(stream, slots, totals) {
-    this.bars = new MultiBar({ stream, format: formatLine, clearOnComplete: true, hideCursor: true, forceRedraw: true });
+    // With wrapping on, bars are cut to the width of the terminal and the lines above them are not.
+    this.bars = new MultiBar({ stream, format: formatLine, clearOnComplete: true, hideCursor: true, forceRedraw: true, linewrap: true });
     const shown = Math.max(0, Math.min(slots, (stream.rows ?? 24) - ROWS_FOR_TEXT));
     this.free = Array.from({ length: shown }, () => this.bars.create(1, 0, {}));
     this.total = this.bars.create(1, 0, { name: 'all'.padEnd(NAME_WIDTH), text: '' });

@@ -12,7 +12,7 @@ const { counted, formatBytes, formatDuration } = require('./quantities.js');
 class Run {
   /** `succeed(job, result, ms)` reports a job that was done. */
   constructor(report, succeed) {
-    Object.assign(this, { report, succeed, counts: { done: 0, skipped: 0, failed: 0 }, bytes: 0 });
+    Object.assign(this, { report, succeed, counts: { done: 0, damaged: 0, skipped: 0, failed: 0 }, bytes: 0 });
     this.begin = performance.now();
     this.starts = new Map();
   }
@@ -44,6 +44,7 @@ class Run {
       this.fail(job, failure);
     } else {
       this.counts.done += 1;
+      this.counts.damaged += Number(result.report.verdict === 'damaged');
       this.bytes += job.size;
       this.succeed(job, result, Math.round(performance.now() - this.starts.get(job)));
     }
@@ -82,11 +83,11 @@ class Run {
 
   /** `verb` is what happened to the recordings that went well. */
   finish(verb, status) {
-    const { done, skipped, failed } = this.counts;
+    const { done, damaged, skipped, failed } = this.counts;
     const { count: recordings, interrupted, bytes } = this;
     const ms = Math.round(performance.now() - this.begin);
-    this.report.event('finished', { recordings, [verb]: done, skipped, failed, interrupted, bytes, ms, status });
-    const others = [[skipped, 'there already'], [failed, 'failed'], [interrupted, 'not done']].filter(([count]) => count > 0);
+    this.report.event('finished', { recordings, [verb]: done, damaged, skipped, failed, interrupted, bytes, ms, status });
+    const others = [[damaged, 'of them damaged'], [skipped, 'there already'], [failed, 'failed'], [interrupted, 'not done']].filter(([count]) => count > 0);
     const rate = done > 0 ? `, ${formatBytes(bytes)} in ${formatDuration(ms / 1000)}, ${formatBytes((1000 * bytes) / ms)}/s` : '';
     this.report.say(
       `${counted(recordings, 'recording')}: ${done} ${verb}${others.map(([count, what]) => `, ${count} ${what}`).join('')}${rate}`,

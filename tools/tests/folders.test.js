@@ -53,7 +53,7 @@ test('a folder with damaged recordings: all others are converted, and each failu
   }
   assert.deepEqual(told.filter((line) => line.startsWith('damaged')).map((line) => line.match(/^damaged {2}(\S+)\.bin: [A-Z].*\.$/)[1]).sort(),
     ['cut', 'erased', 'lost', 'only-header']);
-  assert.match(told.at(-2), /^40 recordings: 37 converted, 3 failed, /);
+  assert.match(told.at(-2), /^40 recordings: 37 converted, 4 of them damaged, 3 failed, /);
   assert.equal(told.length, 3 * 2 + 4 + 2);
 
   const verdicts = vortena(['check', set, '-r']);
