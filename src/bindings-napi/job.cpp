@@ -153,11 +153,12 @@ napi_value copy_memory(napi_env env, const Memory& memory) {
 /// The memory itself, or a copy where the runtime takes none from outside.
 napi_value make_buffer(napi_env env, std::unique_ptr<Memory> memory) {
   napi_value buffer = nullptr;
-  if (memory->bytes > 0 && napi_create_external_arraybuffer(env, memory->data, memory->bytes, release_memory,
-                                                            memory.get(), &buffer) == napi_ok) {
-    static_cast<void>(memory.release());  // the finalizer's
+  Memory* const lent = memory.release();  // the finalizer's, if there will be one
+  if (lent->bytes > 0 &&
+      napi_create_external_arraybuffer(env, lent->data, lent->bytes, release_memory, lent, &buffer) == napi_ok) {
     return buffer;
   }
+  memory.reset(lent);
   return copy_memory(env, *memory);
 }
 

@@ -314,10 +314,10 @@ RestEstimate with_problem(RestProblem problem) {
   return rest;
 }
 
-RestEstimate estimate_from(const Recording& recording, const LoadReport& load, const Sampling& sampling) {
-  const std::size_t length =
-      std::max(kLeastSamples, static_cast<std::size_t>(std::lround(kWindowSeconds * *sampling.rate_hz)));
-  const double seconds = static_cast<double>(length) / *sampling.rate_hz;
+RestEstimate estimate_from(const Recording& recording, const LoadReport& load, const Sampling& sampling,
+                           double rate_hz) {
+  const std::size_t length = std::max(kLeastSamples, static_cast<std::size_t>(std::lround(kWindowSeconds * rate_hz)));
+  const double seconds = static_cast<double>(length) / rate_hz;
   const Vector count = count_width(recording.config.gyro);
   std::vector<Window> windows = WindowSearch(recording, load).at_rest(length, seconds);
   RestEstimate rest;
@@ -349,8 +349,9 @@ RestEstimate estimate_rest(const Recording& recording, const LoadReport& load) {
   }
   const Sampling sampling = measure_sampling(*gyro, header_positions(load, kGyroKey), recording.config.frequency,
                                              recording.config.gyro.frequency);
-  const bool has_rate = sampling.rate_hz && *sampling.rate_hz > 0 && std::isfinite(*sampling.rate_hz);
-  return has_rate ? estimate_from(recording, load, sampling) : with_problem(RestProblem::kNoTimes);
+  const double rate_hz = sampling.rate_hz.value_or(0);
+  const bool has_rate = rate_hz > 0 && std::isfinite(rate_hz);
+  return has_rate ? estimate_from(recording, load, sampling, rate_hz) : with_problem(RestProblem::kNoTimes);
 }
 
 void subtract_gyroscope_offset(kiv_DataSensor* gyro, const std::array<double, 3>& deg_s) {

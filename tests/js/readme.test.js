@@ -26,7 +26,7 @@ function folderOfUser(t) {
 
 test('the examples of the README run as they stand', (t) => {
   const folder = folderOfUser(t);
-  assert.equal(examples.length, 4);
+  assert.equal(examples.length, 5);
   for (const example of examples) {
     const { status, stderr } = spawnSync(process.execPath, ['-e', example], { cwd: folder, encoding: 'utf8' });
     assert.equal(status, 0, `${example}\n${stderr}`);
