@@ -100,5 +100,26 @@ TEST(WholeFile, AFailedWriteLeavesWhatWasThere) {
   EXPECT_EQ(names_in(folder).size(), 1U);
 }
 
+TEST(WholeFile, SeveralAppearTogetherOrNotAtAll) {
+  const ScratchFolder folder;
+  ASSERT_EQ(folder.write("replaced.csv", {'o', 'l', 'd'}), folder.path("replaced.csv"));
+  const auto write_three = [&] {
+    std::deque<WholeFile> files(3);
+    std::size_t next = 0;
+    for (const char* name : {"replaced.csv", "added.csv", "last.csv"}) {
+      EXPECT_FALSE(files[next].open(folder.path(name).c_str()));
+      files[next].stream() << "new";
+      EXPECT_FALSE(files[next++].finish(false));
+    }
+    fs::create_directory(folder.path("last.csv"));  // too late for a check
+    const std::error_code failure = appear_together(files, false);
+    fs::remove(folder.path("last.csv"));
+    return failure;
+  };
+  EXPECT_TRUE(write_three());
+  EXPECT_EQ(folder.read("replaced.csv"), "old");
+  EXPECT_THAT(names_in(folder), ::testing::ElementsAre("replaced.csv"));
+}
+
 }  // namespace
 }  // namespace vortena::testing
