@@ -361,6 +361,10 @@ void note_dates(const QualityReport& report, Notes& notes) {
   }
 }
 
+double length_of(const std::array<double, 3>& v) {
+  return std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
+}
+
 void note_rest(const QualityReport& report, Notes& notes) {
   const RestEstimate& rest = report.rest;
   if (rest.problem != RestProblem::kNone) {
@@ -368,8 +372,8 @@ void note_rest(const QualityReport& report, Notes& notes) {
   }
   const auto& o = rest.offset_deg_s;
   const auto& error = rest.standard_error_deg_s;
-  const double certain = kCertainDeviations * std::hypot(error[0], error[1], error[2]);
-  if (std::hypot(o[0], o[1], o[2]) > std::max(kLargeOffsetDegS, certain) && !report.subtracted_offset) {
+  const double certain = kCertainDeviations * length_of(error);
+  if (length_of(o) > std::max(kLargeOffsetDegS, certain) && !report.subtracted_offset) {
     notes.push_back({"gyroscope-offset", Severity::kNote,
                      "At rest the gyroscope shows " + decimal(o[0], 3) + ", " + decimal(o[1], 3) + ", " +
                          decimal(o[2], 3) + " deg/s: tilt and heading drift by it unless it is taken off."});

@@ -114,7 +114,9 @@ std::array<double, kComponents> quaternion_at(const kiv_DataSensor& series, std:
 /// Twice the angle whose sine is the horizontal part of the rotation; good for small and large angles, and whatever the
 /// quaternion's length.
 double tilt_deg(const std::array<double, kComponents>& q) {
-  return 2 * std::atan2(std::hypot(q[1], q[2]), std::hypot(q[0], q[3])) * 180 / std::numbers::pi;
+  const double horizontal = std::sqrt(q[1] * q[1] + q[2] * q[2]);
+  const double vertical = std::sqrt(q[0] * q[0] + q[3] * q[3]);
+  return 2 * std::atan2(horizontal, vertical) * 180 / std::numbers::pi;
 }
 
 void assess_quaternions(OrientationQuality& orientation, const kiv_DataSensor& series,

@@ -49,6 +49,11 @@ constexpr double kLikelyDeviations = 3.0;
 constexpr double kOutlier = 5.0;
 constexpr double kDeviationsPerMad = 1.4826;  // of a normal distribution
 
+/// Of independent errors. The C library's own function for it has other digits on other systems.
+double root_of_squares(double a, double b) {
+  return std::sqrt(a * a + b * b);
+}
+
 /// Mean and standard deviation, per axis, of samples of a series.
 struct Moments {
   Vector mean{};
@@ -267,7 +272,7 @@ Estimate estimate(std::span<const Window> windows, const Vector& count) {
       spread += window.rate_spread[axis] / static_cast<double>(windows.size());
     }
     result.offset[axis] = mean_of(rates);
-    result.error[axis] = std::hypot(error_of_mean(rates), rounding_error(count[axis], spread));
+    result.error[axis] = root_of_squares(error_of_mean(rates), rounding_error(count[axis], spread));
   }
   return result;
 }
@@ -287,7 +292,7 @@ void compare_halves(RestEstimate& rest, std::span<const Window> windows, double 
   Vector change{};
   for (std::size_t axis = 0; axis < kAxes; ++axis) {
     change[axis] = second.offset[axis] - first.offset[axis];
-    const double explained = kLikelyDeviations * std::hypot(first.error[axis], second.error[axis]);
+    const double explained = kLikelyDeviations * root_of_squares(first.error[axis], second.error[axis]);
     rest.agrees = rest.agrees && std::abs(change[axis]) <= std::max(kSmallChange, explained);
   }
   rest.change_deg_s = change;
