@@ -1,0 +1,72 @@
+// One conversion of the queue, at its first start or at a later one: another worker may have begun it, and been lost.
+'use strict';
+
+const fs = require('node:fs/promises');
+const path = require('node:path');
+const { UnrecoverableError } = require('bullmq');
+const { convert } = require('vortena-reader/promises');
+const { changeOf, stateOf } = require('./recordings.js');
+
+/** What the system may not say another time, or on another machine. A folder that is not mounted has no files. */
+const PASSING = new Set([
+  'EAGAIN', 'EBUSY', 'EDQUOT', 'EHOSTDOWN', 'EHOSTUNREACH', 'EINTR', 'EIO', 'EMFILE', 'ENETDOWN', 'ENETUNREACH', 'ENFILE',
+  'ENOENT', 'ENOLCK', 'ENOMEM', 'ENOSPC', 'ENOTCONN', 'EROFS', 'ESTALE', 'ETIMEDOUT',
+]);
+
+const systemCode = (error) => error?.cause?.code ?? (error?.syscall ? error.code : undefined);
+
+const mayPass = (error) => error?.code === 'ERR_NO_MEMORY' || PASSING.has(systemCode(error));
+
+/** The queue keeps the message alone; it opens with the code. */
+function failureOf(error) {
+  const code = error?.code ?? 'ERR_INTERNAL';
+  const message = error?.message ?? String(error);
+  const text = message.startsWith(code) ? message : `${code}: ${message}`;
+  return mayPass(error) ? new Error(text, { cause: error }) : new UnrecoverableError(text);
+}
+
+async function requireUnchanged({ recording, size, changed }) {
+  const now = await stateOf(recording);
+  if (now.size !== size || now.changed !== changed) {
+    const message = `${recording} was changed after it was submitted: submit it again`;
+    throw Object.assign(new Error(message), { code: 'ERR_RECORDING_CHANGED' });
+  }
+}
+
+/** Unfinished files of one output. Whoever wrote them has lost the job. */
+async function removeParts(output) {
+  const folder = path.dirname(output);
+  const opening = `${path.basename(output)}.part-`;
+  const names = await fs.readdir(folder).catch(() => []);
+  const parts = names.filter((name) => name.startsWith(opening) && /.-[1-9]\d*-\d+$/.test(name.slice(opening.length)));
+  await Promise.all(parts.map((name) => fs.rm(path.join(folder, name), { force: true })));
+}
+
+/** An output that is new since the job was submitted has all that the job is for: it gets its name last. */
+async function wasDone({ output, before }) {
+  const change = await changeOf(output);
+  return change !== null && change !== before;
+}
+
+async function perform(data, isFirst, { signal, onProgress }) {
+  const { recording, output } = data;
+  if (!isFirst && (await wasDone(data))) {
+    return { output, skipped: 'exists' };
+  }
+  await requireUnchanged(data);
+  await removeParts(output);
+  await fs.mkdir(path.dirname(output), { recursive: true });
+  const { rows, bytes, report } = await convert(recording, output, { signal, onProgress });
+  return { output, rows, bytes, verdict: report.verdict, notes: report.notes.map(({ code }) => code) };
+}
+
+/** Rejects with an UnrecoverableError for what would fail again. */
+async function convertOnce(data, isFirst, { signal, onProgress }) {
+  try {
+    return await perform(data, isFirst, { signal, onProgress });
+  } catch (error) {
+    throw signal.aborted ? signal.reason : failureOf(error);
+  }
+}
+
+module.exports = { convertOnce };

@@ -1,0 +1,105 @@
+// Hands recordings in. Whatever is wrong with them as a set is found before the first is queued.
+'use strict';
+
+const { createHash } = require('node:crypto');
+const { Queue } = require('bullmq');
+const { QUEUE, connect } = require('./connection.js');
+const { ENDINGS, changeOf, clash, planConversions } = require('./recordings.js');
+
+/** A hash of outputs, with the recording that each belongs to, as jobs are forgotten sooner than files are. */
+const OWNERS = 'vortena:outputs';
+
+const DAY_S = 24 * 60 * 60;
+const kept = { age: 30 * DAY_S };
+
+const JOB_OPTIONS = {
+  attempts: 6,
+  backoff: { type: 'exponential', delay: 10_000, jitter: 0.2 },
+  removeOnComplete: kept,
+  removeOnFail: kept,
+};
+
+/** The same for whoever submits the same state of a recording for the same output. */
+function idOf({ recording, size, changed, output }) {
+  return createHash('sha256').update(JSON.stringify([recording, size, changed, output])).digest('hex');
+}
+
+const isThere = async (file) => (await changeOf(file)) !== null;
+
+/** Gives an output to its recording. An owner that is gone, and left no output, has no claim to it. */
+async function claim(redis, { recording, output }) {
+  if (await redis.hsetnx(OWNERS, output, recording)) {
+    return { isNew: true };
+  }
+  const owner = await redis.hget(OWNERS, output);
+  if (owner !== recording) {
+    if ((await isThere(owner)) || (await isThere(output))) {
+      throw clash(owner, recording, output);
+    }
+    await redis.hset(OWNERS, output, recording);
+  }
+  return { isNew: false };
+}
+
+/** A job that failed, or whose output was removed, is queued again. */
+async function submitAgain(job, { output }) {
+  const state = await job.getState();
+  if (state === 'failed' || (state === 'completed' && !(await isThere(output)))) {
+    await job.retry(state, { resetAttemptsMade: true, resetAttemptsStarted: true });
+    return 'queued';
+  }
+  return 'known';
+}
+
+/** `before` tells the output of this job from one that was there when it was submitted. */
+async function submit(queue, conversion, isNew) {
+  const id = idOf(conversion);
+  const { recording, output, changed } = conversion;
+  const job = await queue.getJob(id);
+  const before = await changeOf(output);
+  let state = 'queued';
+  if (job) {
+    state = await submitAgain(job, conversion);
+  } else if (isNew && before !== null && before >= changed) {
+    state = 'exists'; // made before this server knew of it
+  } else {
+    await queue.add('convert', { ...conversion, before }, { ...JOB_OPTIONS, jobId: id });
+  }
+  return { id, recording, output, state };
+}
+
+function checkOptions(paths, { out, to }) {
+  if (typeof out !== 'string' || out === '') {
+    throw new TypeError('options.out is not the path of a folder');
+  }
+  if (!Object.hasOwn(ENDINGS, to)) {
+    throw new TypeError(`options.to is not one of: ${Object.keys(ENDINGS).join(', ')}`);
+  }
+  if (!paths.every((each) => typeof each === 'string')) {
+    throw new TypeError('paths is not a path or a list of paths');
+  }
+}
+
+async function enqueue(paths, { redis: url, out, to = 'csv', recursive = false } = {}) {
+  const list = [paths].flat();
+  checkOptions(list, { out, to });
+  const conversions = await planConversions(list, { out, to, recursive });
+  const redis = await connect(url);
+  const queue = new Queue(QUEUE, { connection: redis });
+  try {
+    const claims = [];
+    for (const conversion of conversions) {
+      claims.push(await claim(redis, conversion));
+    }
+    const submitted = [];
+    for (const [i, conversion] of conversions.entries()) {
+      submitted.push(await submit(queue, conversion, claims[i].isNew));
+    }
+    return submitted;
+  } finally {
+    await queue.close();
+    redis.disconnect();
+  }
+}
+
+module.exports = { enqueue };
