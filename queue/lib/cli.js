@@ -1,6 +1,7 @@
 // The commands: results on standard output, words for people on standard error.
 'use strict';
 
+const os = require('node:os');
 const { Command, CommanderError, InvalidArgumentError, Option } = require('commander');
 const { version } = require('../package.json');
 const { ENDINGS } = require('./recordings.js');
@@ -8,6 +9,7 @@ const { ENDINGS } = require('./recordings.js');
 const OK = 0;
 const WRONG_USAGE = 2; // or nothing that could be queued
 const FAULT = 70; // as in sysexits.h
+const BROKEN_PIPE = 128 + 13; // as shells report a process that SIGPIPE ended
 
 const SIGNALS = ['SIGINT', 'SIGTERM', 'SIGHUP'];
 
@@ -48,9 +50,9 @@ function sayOnce() {
 /** The first signal ends the worker when its jobs are done, the second at once. */
 function endOnSignal(worker) {
   let asked = false;
-  const listener = async () => {
+  const listener = async (signal) => {
     if (asked) {
-      process.exit(FAULT);
+      process.exit(128 + os.constants.signals[signal]);
     }
     asked = true;
     say('ends when its jobs are done; once more ends at once, and others take the jobs');
@@ -109,6 +111,7 @@ function statusOf(error) {
 }
 
 async function main(argv) {
+  process.stdout.on('error', () => process.exit(BROKEN_PIPE)); // whoever read it has gone
   try {
     await commandLine().parseAsync(argv);
   } catch (error) {

@@ -18,8 +18,13 @@ function withoutPassword(url) {
   return url.replace(/\/\/[^@/]*@/, '//');
 }
 
-/** Of someone who waits for an answer: gives up where a worker would try for ever. */
-async function connect(given) {
+function unreachable(url, cause) {
+  const message = `Redis at ${withoutPassword(url)} cannot be reached: ${cause.message || cause.code}`;
+  return Object.assign(new Error(message, { cause }), { code: 'ERR_REDIS' });
+}
+
+/** Calls `use(redis)` for someone who waits for the answer: gives up where a worker would try for ever. */
+async function withRedis(given, use) {
   const url = redisUrl(given);
   const redis = new Redis(url, {
     lazyConnect: true,
@@ -32,13 +37,12 @@ async function connect(given) {
   });
   try {
     await redis.connect();
-    return redis;
+    return await use(redis);
   } catch (error) {
+    throw redis.status === 'ready' ? error : unreachable(url, lastError ?? error);
+  } finally {
     redis.disconnect();
-    const cause = lastError ?? error;
-    const message = `Redis at ${withoutPassword(url)} cannot be reached: ${cause.message || cause.code}`;
-    throw Object.assign(new Error(message, { cause }), { code: 'ERR_REDIS' });
   }
 }
 
-module.exports = { QUEUE, connect, redisUrl };
+module.exports = { QUEUE, redisUrl, withRedis };

@@ -3,7 +3,7 @@
 
 const { createHash } = require('node:crypto');
 const { Queue } = require('bullmq');
-const { QUEUE, connect } = require('./connection.js');
+const { QUEUE, withRedis } = require('./connection.js');
 const { ENDINGS, changeOf, clash, planConversions } = require('./recordings.js');
 
 /** A hash of outputs, with the recording that each belongs to, as jobs are forgotten sooner than files are. */
@@ -80,26 +80,27 @@ function checkOptions(paths, { out, to }) {
   }
 }
 
-async function enqueue(paths, { redis: url, out, to = 'csv', recursive = false } = {}) {
+/** All outputs are claimed before the first job is queued, so that a clash leaves nothing behind. */
+async function submitAll(redis, conversions) {
+  const queue = new Queue(QUEUE, { connection: redis });
+  queue.on('error', () => {}); // what fails rejects
+  const claims = [];
+  for (const conversion of conversions) {
+    claims.push(await claim(redis, conversion));
+  }
+  const submitted = [];
+  for (const [i, conversion] of conversions.entries()) {
+    submitted.push(await submit(queue, conversion, claims[i].isNew));
+  }
+  await queue.close();
+  return submitted;
+}
+
+async function enqueue(paths, { redis, out, to = 'csv', recursive = false } = {}) {
   const list = [paths].flat();
   checkOptions(list, { out, to });
   const conversions = await planConversions(list, { out, to, recursive });
-  const redis = await connect(url);
-  const queue = new Queue(QUEUE, { connection: redis });
-  try {
-    const claims = [];
-    for (const conversion of conversions) {
-      claims.push(await claim(redis, conversion));
-    }
-    const submitted = [];
-    for (const [i, conversion] of conversions.entries()) {
-      submitted.push(await submit(queue, conversion, claims[i].isNew));
-    }
-    return submitted;
-  } finally {
-    await queue.close();
-    redis.disconnect();
-  }
+  return withRedis(redis, (connection) => submitAll(connection, conversions));
 }
 
 module.exports = { enqueue };

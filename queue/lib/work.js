@@ -2,13 +2,14 @@
 'use strict';
 
 const os = require('node:os');
-const { Worker } = require('bullmq');
+const { DelayedError, Worker } = require('bullmq');
 const { QUEUE, redisUrl } = require('./connection.js');
 const { convertOnce } = require('./conversion.js');
 const { MemoryGate } = require('./memory.js');
 
 const LOCK_S = 30;
 const PROGRESS_MS = 1000;
+const PAUSE_MS = 1000;
 
 /** As often as workers may be lost with a job before it counts as what ends them. */
 const LOSSES = 2;
@@ -39,20 +40,50 @@ function checkOptions(options) {
   }
 }
 
-function work({ redis, concurrency = os.availableParallelism(), memory, lock = LOCK_S } = {}) {
-  checkOptions({ concurrency, memory, lock });
-  const gate = new MemoryGate(memory);
+/** The starts of jobs in this process that have not ended; cancelling takes a moment. */
+class Starts {
+  constructor(gate) {
+    Object.assign(this, { gate, byId: new Map() });
+  }
 
-  // The engine hands a signal to functions of three parameters only.
-  const perform = async (job, token, signal) => {
-    const release = await gate.enter(job.data.size, signal);
+  cancel(id) {
+    this.byId.get(id)?.abort(new Error('the job was lost: it belongs to whoever takes it next'));
+  }
+
+  /** A job that was lost may come back before its start here has ended. It is put off, as a worker's locks go by job. */
+  async putOff(job, token) {
+    this.cancel(job.id);
+    await job.moveToDelayed(Date.now() + PAUSE_MS, token);
+    throw new DelayedError();
+  }
+
+  async perform(job, token) {
+    if (this.byId.has(job.id)) {
+      return this.putOff(job, token);
+    }
+    const controller = new AbortController();
+    this.byId.set(job.id, controller);
+    try {
+      return await this.convert(job, controller.signal);
+    } finally {
+      this.byId.delete(job.id);
+    }
+  }
+
+  async convert(job, signal) {
+    const release = await this.gate.enter(job.data.size, signal);
     try {
       return await convertOnce(job.data, job.attemptsStarted === 1, { signal, onProgress: progressOf(job) });
     } finally {
       release();
     }
-  };
-  const worker = new Worker(QUEUE, perform, {
+  }
+}
+
+function work({ redis, concurrency = os.availableParallelism(), memory, lock = LOCK_S } = {}) {
+  checkOptions({ concurrency, memory, lock });
+  const starts = new Starts(new MemoryGate(memory));
+  const worker = new Worker(QUEUE, (job, token) => starts.perform(job, token), {
     connection: { url: redisUrl(redis) },
     concurrency,
     lockDuration: 1000 * lock,
@@ -60,7 +91,7 @@ function work({ redis, concurrency = os.availableParallelism(), memory, lock = L
     maxStalledCount: LOSSES,
     name: `${os.hostname()}-${process.pid}`,
   });
-  worker.on('lockRenewalFailed', (ids) => ids.forEach((id) => worker.cancelJob(id, new Error('the job was given to another worker'))));
+  worker.on('lockRenewalFailed', (ids) => ids.forEach((id) => starts.cancel(id)));
   return worker;
 }
 
