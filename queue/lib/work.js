@@ -50,6 +50,10 @@ class Starts {
     this.byId.get(id)?.abort(new Error('the job was lost: it belongs to whoever takes it next'));
   }
 
+  cancelAll() {
+    [...this.byId.keys()].forEach((id) => this.cancel(id));
+  }
+
   /** A job that was lost may come back before its start here has ended. It is put off, as a worker's locks go by job. */
   async putOff(job, token) {
     this.cancel(job.id);
@@ -80,6 +84,20 @@ class Starts {
   }
 }
 
+/** The engine asks for its locks now and then; whoever was frozen for longer than they last has lost them at once. */
+function cancelAfterFreeze(worker, starts, lockMs) {
+  let last = performance.now();
+  const timer = setInterval(() => {
+    const now = performance.now();
+    if (now - last > lockMs) {
+      starts.cancelAll();
+    }
+    last = now;
+  }, lockMs / 4);
+  timer.unref();
+  worker.on('closed', () => clearInterval(timer));
+}
+
 function work({ redis, concurrency = os.availableParallelism(), memory, lock = LOCK_S } = {}) {
   checkOptions({ concurrency, memory, lock });
   const starts = new Starts(new MemoryGate(memory));
@@ -92,6 +110,7 @@ function work({ redis, concurrency = os.availableParallelism(), memory, lock = L
     name: `${os.hostname()}-${process.pid}`,
   });
   worker.on('lockRenewalFailed', (ids) => ids.forEach((id) => starts.cancel(id)));
+  cancelAfterFreeze(worker, starts, 1000 * lock);
   return worker;
 }
 

@@ -81,7 +81,7 @@ test('a worker that was frozen while another did its job cancels it', async (t) 
   await until('the other worker', has(queue, 'completed', 1));
   assert.match(other.output(), /^started/m);
   process.kill(frozen.pid, 'SIGCONT');
-  await until('the loss to be noticed', () => /could not renew lock|Missing lock/.test(frozen.output()));
+  await until('the loss to be noticed', () => /could not renew lock|Missing lock|Lock mismatch/.test(frozen.output()));
   await frozen.end('SIGTERM');
   assert.deepEqual(counts, { 'r.csv': 1 });
   assert.deepEqual(fs.readdirSync(out), ['r.csv']);
