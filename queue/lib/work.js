@@ -40,14 +40,16 @@ function checkOptions(options) {
   }
 }
 
+const lost = () => new Error('the job was lost: it belongs to whoever takes it next');
+
 /** The starts of jobs in this process that have not ended; cancelling takes a moment. */
 class Starts {
-  constructor(gate) {
-    Object.assign(this, { gate, byId: new Map() });
+  constructor(gate, lockMs) {
+    Object.assign(this, { gate, lockMs, byId: new Map() });
   }
 
   cancel(id) {
-    this.byId.get(id)?.abort(new Error('the job was lost: it belongs to whoever takes it next'));
+    this.byId.get(id)?.abort(lost());
   }
 
   cancelAll() {
@@ -68,15 +70,23 @@ class Starts {
     const controller = new AbortController();
     this.byId.set(job.id, controller);
     try {
-      return await this.convert(job, controller.signal);
+      return await this.convert(job, token, controller.signal);
     } finally {
       this.byId.delete(job.id);
     }
   }
 
-  async convert(job, signal) {
+  /** The job may have been lost before this start could be cancelled. While the server is away, nothing begins. */
+  async requireLock(job, token) {
+    if (!(await job.extendLock(token, this.lockMs))) {
+      throw lost();
+    }
+  }
+
+  async convert(job, token, signal) {
     const release = await this.gate.enter(job.data.size, signal);
     try {
+      await this.requireLock(job, token);
       return await convertOnce(job.data, job.attemptsStarted === 1, { signal, onProgress: progressOf(job) });
     } finally {
       release();
@@ -100,17 +110,18 @@ function cancelAfterFreeze(worker, starts, lockMs) {
 
 function work({ redis, concurrency = os.availableParallelism(), memory, lock = LOCK_S } = {}) {
   checkOptions({ concurrency, memory, lock });
-  const starts = new Starts(new MemoryGate(memory));
+  const lockMs = 1000 * lock;
+  const starts = new Starts(new MemoryGate(memory), lockMs);
   const worker = new Worker(QUEUE, (job, token) => starts.perform(job, token), {
     connection: { url: redisUrl(redis) },
     concurrency,
-    lockDuration: 1000 * lock,
-    stalledInterval: 1000 * lock,
+    lockDuration: lockMs,
+    stalledInterval: lockMs,
     maxStalledCount: LOSSES,
     name: `${os.hostname()}-${process.pid}`,
   });
   worker.on('lockRenewalFailed', (ids) => ids.forEach((id) => starts.cancel(id)));
-  cancelAfterFreeze(worker, starts, 1000 * lock);
+  cancelAfterFreeze(worker, starts, lockMs);
   return worker;
 }
 
