@@ -27,7 +27,7 @@ function trial(t) {
   put('only-header.bin', blocks[0]);
   put('too-short.bin', blocks[0].subarray(0, 300));
   put('wiped-header.bin', Buffer.alloc(512), blocks.slice(1));
-  fs.writeFileSync(path.join(set, 'notes.bin'), 'Monday: hip and foot, Tuesday: hand\n'.repeat(40));
+  fs.writeFileSync(path.join(set, 'notes\x1b[2J.bin'), 'Monday: hip and foot, Tuesday: hand\n'.repeat(40));
   assert.equal(listOf(set).length, 40);
   return { folder, set, out: path.join(folder, 'csv') };
 }
@@ -47,7 +47,7 @@ test('a folder with damaged recordings: all others are converted, and each failu
 
   const told = first.stderr.replaceAll(`${set}/`, '').split('\n');
   assert.ok(!CONTROL.test(first.stdout + first.stderr));
-  for (const [name, reason] of [['too-short', 'shorter than a block of 512 bytes'], ['wiped-header', 'no header in its first block'], ['notes', 'no header in its first block']]) {
+  for (const [name, reason] of [['too-short', 'shorter than a block of 512 bytes'], ['wiped-header', 'no header in its first block'], ['notes\\x1b[2J', 'no header in its first block']]) {
     const at = told.indexOf(`failed   ${name}.bin is not a recording: ${reason}`);
     assert.match(told[at + 1], /^ {9}Copy it from the unit again/, first.stderr);
   }

@@ -7,7 +7,7 @@ const path = require('node:path');
 const test = require('node:test');
 const zlib = require('node:zlib');
 const { readSamples } = require('vortena-reader/promises');
-const { listOf, scratchFolder, unit, vortena, writeRecording } = require('./support.js');
+const { listOf, longRecording, scratchFolder, unit, vortena, writeRecording } = require('./support.js');
 
 /** A unit with every channel but the raw one, and samples to read back. */
 function recordingIn(folder) {
@@ -15,12 +15,12 @@ function recordingIn(folder) {
 }
 
 /** `{ columns, metadata, codec }` of a table. */
-async function readTable(file) {
+async function readTable(file, only) {
   const { asyncBufferFromFile, parquetMetadataAsync, parquetReadObjects } = await import('hyparquet');
   const buffer = await asyncBufferFromFile(file);
   const metadata = await parquetMetadataAsync(buffer);
   const compressors = zlib.zstdDecompressSync && { ZSTD: (bytes) => zlib.zstdDecompressSync(bytes) };
-  const rows = await parquetReadObjects({ file: buffer, compressors });
+  const rows = await parquetReadObjects({ file: buffer, compressors, columns: only });
   const columns = metadata.schema.slice(1).map(({ name }) => [name, rows.map((row) => row[name])]);
   return {
     columns: Object.fromEntries(columns), types: metadata.schema.slice(1).map(({ type }) => type),
@@ -56,6 +56,11 @@ test('each channel is a Parquet table of the samples at their true times', async
   assert.ok(kept.length > 3900 && kept.length < time.length, 'rows without an orientation are left out');
   assert.deepEqual(columns.time, kept.map((i) => time[i]));
   assert.deepEqual(columns.w, kept.map((i) => Math.fround(w[i])));
+
+  longRecording(folder, 'long.bin', 4000); // of 252,000 samples, more than a group of rows holds
+  assert.equal(vortena(['convert', path.join(folder, 'long.bin'), '-o', out, '--to', 'parquet']).status, 0);
+  const long = await readTable(path.join(out, 'long/gyro.parquet'), ['time']);
+  assert.deepEqual(long.columns.time, [...(await readSamples(path.join(folder, 'long.bin'))).channels.gyro.time]);
   assert.equal(described.report.verdict, run.events.find(({ event }) => event === 'converted').verdict);
 });
 
