@@ -39,7 +39,9 @@ const taken = Object.fromEntries(Object.keys(ways).map((way) => [way, []]));
 for (let i = 0; i < times; i += 1) {
   for (const [way, measure] of Object.entries(ways)) taken[way].push(measure());
 }
-console.log(`${os.cpus()[0].model.trim()}, ${os.availableParallelism()} processors, Node.js ${process.version}; load ${os.loadavg()[0].toFixed(1)}\n`);
+const load = os.loadavg()[0].toFixed(1);
+console.log(`${os.cpus()[0].model.trim()}, ${os.availableParallelism()} processors, Node.js ${process.version}; load ${load}\n`);
 for (const [way, values] of Object.entries(taken)) console.log(`${way}: ${Math.round(median(values))} ms`);
 const [alone, together] = Object.values(taken);
-console.log(`ratio of each round: ${alone.map((value, i) => (value / together[i]).toFixed(2)).join(', ')}; median ${median(alone.map((value, i) => value / together[i])).toFixed(2)}`);
+const ratios = alone.map((value, i) => value / together[i]);
+console.log(`ratio of each round: ${ratios.map((ratio) => ratio.toFixed(2)).join(', ')}; median ${median(ratios).toFixed(2)}`);

@@ -32,7 +32,8 @@ function figuresOf(values) {
 
 function assertSame(found, wanted, what) {
   assert.deepEqual(found.slice(0, 3).map(Number), wanted.slice(0, 3), what);
-  assert.ok(Math.abs(found[3] - wanted[3]) <= 1e-12 * Math.max(1, Math.abs(wanted[3]), wanted[0]), `${what}: sum ${found[3]}, not ${wanted[3]}`);
+  const slack = 1e-12 * Math.max(1, Math.abs(wanted[3]), wanted[0]);
+  assert.ok(Math.abs(found[3] - wanted[3]) <= slack, `${what}: sum ${found[3]}, not ${wanted[3]}`);
 }
 
 async function compareTable(query, name, file, channel) {
@@ -79,7 +80,8 @@ async function main() {
   const [parquet, csv] = ['parquet', 'csv'].map((to) =>
     fs.readFileSync(`${to}.json`, 'utf8').split('\n').slice(0, -1).map(JSON.parse).find(({ event }) => event === 'converted'));
   const megabytes = ({ bytes }) => `${(bytes / 1e6).toFixed(0)} MB`;
-  console.log(`${Object.keys(tables).length} tables of ${[...codecs].join(', ')}: the same rows, minima, maxima and sums; ${blocks} queries of the page run`);
+  const count = Object.keys(tables).length;
+  console.log(`${count} tables of ${[...codecs].join(', ')}: the same rows, minima, maxima and sums; ${blocks} queries of the page run`);
   console.log(`Parquet ${parquet.ms} ms, ${megabytes(parquet)}; CSV ${csv.ms} ms, ${megabytes(csv)}`);
 }
 

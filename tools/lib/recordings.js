@@ -25,7 +25,8 @@ function inFolder(folder, pattern, options) {
 async function closedFolders(folder, recursive) {
   const below = recursive ? await inFolder(folder, '**/', { onlyDirectories: true }) : [];
   const folders = [folder, ...below.map((name) => path.join(folder, name))];
-  const closed = await Promise.all(folders.map((each) => fs.access(each, fs.constants.R_OK | fs.constants.X_OK).then(() => false, () => true)));
+  const mode = fs.constants.R_OK | fs.constants.X_OK;
+  const closed = await Promise.all(folders.map((each) => fs.access(each, mode).then(() => false, () => true)));
   return folders.filter((_, i) => closed[i]).map((each) => unreadable(each, 'EACCES', 'permission denied'));
 }
 

@@ -47,12 +47,14 @@ test('a folder with damaged recordings: all others are converted, and each failu
 
   const told = first.stderr.replaceAll(`${set}/`, '').split('\n');
   assert.ok(!CONTROL.test(first.stdout + first.stderr));
-  for (const [name, reason] of [['too-short', 'shorter than a block of 512 bytes'], ['wiped-header', 'no header in its first block'], ['notes\\x1b[2J', 'no header in its first block']]) {
+  const noHeader = 'no header in its first block';
+  const reasons = { 'too-short': 'shorter than a block of 512 bytes', 'wiped-header': noHeader, 'notes\\x1b[2J': noHeader };
+  for (const [name, reason] of Object.entries(reasons)) {
     const at = told.indexOf(`failed   ${name}.bin is not a recording: ${reason}`);
     assert.match(told[at + 1], /^ {9}Copy it from the unit again/, first.stderr);
   }
-  assert.deepEqual(told.filter((line) => line.startsWith('damaged')).map((line) => line.match(/^damaged {2}(\S+)\.bin: [A-Z].*\.$/)[1]).sort(),
-    ['cut', 'erased', 'lost', 'only-header']);
+  const damaged = told.filter((line) => line.startsWith('damaged'));
+  assert.deepEqual(damaged.map((line) => line.match(/^damaged {2}(\S+)\.bin: [A-Z].*\.$/)[1]).sort(), ['cut', 'erased', 'lost', 'only-header']);
   assert.match(told.at(-2), /^40 recordings: 37 converted, 4 of them damaged, 3 failed, /);
   assert.equal(told.length, 3 * 2 + 4 + 2);
 

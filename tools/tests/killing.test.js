@@ -88,8 +88,8 @@ test('only parts of dead processes of this host are cleared, only where outputs 
   const dead = spawnSync('true').pid;
   const host = os.hostname();
   fs.mkdirSync(path.join(out, 'below'), { recursive: true });
-  const theirs = [`x.csv.part-${host}-${process.pid}-1`, `x.csv.part-${host}x-${dead}-1`, `x.csv.part-${host}-${dead}`, `.part-${host}-${dead}-1`,
-    `x.csv.part-${host}-${dead}-1.txt`, `x.csv.part-${host}-0-1`, `below/x.csv.part-${host}-${dead}-1`];
+  const theirs = [`x.csv.part-${host}-${process.pid}-1`, `x.csv.part-${host}x-${dead}-1`, `x.csv.part-${host}-${dead}`,
+    `.part-${host}-${dead}-1`, `x.csv.part-${host}-${dead}-1.txt`, `x.csv.part-${host}-0-1`, `below/x.csv.part-${host}-${dead}-1`];
   const ours = [`x.csv.part-${host}-${dead}-1`, `x.part-${host}-7-1.part-${host}-${dead}-12`];
   for (const name of [...theirs, ...ours]) fs.writeFileSync(path.join(out, name), '');
   fs.mkdirSync(path.join(out, `y.part-${host}-${dead}-3`));
@@ -106,7 +106,8 @@ test('memory lets in what fits, and always one', (t) => {
   assert.equal(order('--memory', '1'), 'scscscscf');
   assert.match(order('--memory', '4000'), /^sss/);
   // b.bin takes 215 + 64 MB, the others 64 each: beside b.bin there is room for one
-  const running = (events) => events.reduce(([now, most], letter) => { const next = now + { s: 1, c: -1, f: 0 }[letter]; return [next, Math.max(most, next)]; }, [0, 0])[1];
-  assert.equal(running([...order('--memory', '350')]), 2);
+  let running = 0;
+  const atATime = [...order('--memory', '350')].map((letter) => (running += { s: 1, c: -1, f: 0 }[letter]));
+  assert.equal(Math.max(...atATime), 2);
   assert.ok(fs.existsSync(path.join(out, 'd.csv')));
 });

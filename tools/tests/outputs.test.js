@@ -28,7 +28,10 @@ async function readTable(file, only) {
   };
 }
 
-const numbers = (columns) => Object.fromEntries(Object.entries(columns).filter(([, values]) => ArrayBuffer.isView(values)).map(([name, values]) => [name, [...values]]));
+function numbers(channel) {
+  const columns = Object.entries(channel).filter(([, values]) => ArrayBuffer.isView(values));
+  return Object.fromEntries(columns.map(([name, values]) => [name, [...values]]));
+}
 
 test('each channel is a Parquet table of the samples at their true times', async (t) => {
   const folder = scratchFolder(t);
@@ -39,7 +42,8 @@ test('each channel is a Parquet table of the samples at their true times', async
   const { channels } = await readSamples(recording);
   const described = JSON.parse(fs.readFileSync(path.join(out, 'walk/recording.json'), 'utf8'));
   const files = { accel: 'accel', gyro: 'gyro', baro: 'baro', radioByte: 'radio_byte', radioTime: 'radio_time' };
-  assert.deepEqual(listOf(path.join(out, 'walk')), [...Object.values(files), 'quaternion'].map((name) => `${name}.parquet`).concat('recording.json').sort());
+  const tables = [...Object.values(files), 'quaternion'].map((name) => `${name}.parquet`);
+  assert.deepEqual(listOf(path.join(out, 'walk')), [...tables, 'recording.json'].sort());
   for (const [name, file] of Object.entries(files)) {
     const table = await readTable(path.join(out, 'walk', `${file}.parquet`));
     assert.deepEqual(table.columns, numbers(channels[name]), name);
@@ -47,7 +51,8 @@ test('each channel is a Parquet table of the samples at their true times', async
     assert.equal(described.tables[name].rows, channels[name].time.length);
   }
   const { metadata } = await readTable(path.join(out, 'walk/baro.parquet'));
-  assert.deepEqual(metadata, { recording: 'walk.bin', channel: 'baro', rate_hz: '100', units: '{"time":"s","pressure":"mBar","temperature":"degree C"}' });
+  const units = '{"time":"s","pressure":"mBar","temperature":"degree C"}';
+  assert.deepEqual(metadata, { recording: 'walk.bin', channel: 'baro', rate_hz: '100', units });
 
   const { columns, types } = await readTable(path.join(out, 'walk/quaternion.parquet'));
   assert.deepEqual(types, ['DOUBLE', 'FLOAT', 'FLOAT', 'FLOAT', 'FLOAT']);

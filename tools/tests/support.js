@@ -38,7 +38,10 @@ async function until(find) {
   throw new Error(`waited in vain for ${find}`);
 }
 
-const listOf = (folder) => fs.readdirSync(folder, { recursive: true }).filter((name) => fs.statSync(path.join(folder, name)).isFile()).sort();
+function listOf(folder) {
+  const names = fs.readdirSync(folder, { recursive: true });
+  return names.filter((name) => fs.statSync(path.join(folder, name)).isFile()).sort();
+}
 
 /** Of 63 samples a block, in order: takes about a second to convert. */
 function longRecording(folder, name, blocks = 60_000) {

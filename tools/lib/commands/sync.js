@@ -20,39 +20,43 @@ const SOURCES = {
   'radio-times': 'the times that the master sent by radio',
 };
 
-async function outputsInTheWay(files, { out, overwrite }) {
+/** The first of the outputs that is there already. */
+function outputInTheWay(files, out) {
   const fs = require('node:fs');
   const path = require('node:path');
-  const outputs = files.map((file) => path.join(out, `${path.basename(file, path.extname(file))}.csv`));
-  return overwrite ? [] : outputs.filter((output) => fs.existsSync(output));
+  return files.map((file) => path.join(out, `${path.basename(file, path.extname(file))}.csv`)).find((output) => fs.existsSync(output));
 }
 
 async function synchroniseAll(files, options) {
-  const fs = require('node:fs/promises');
   const { FAILED, OK } = require('../exit-status.js');
   const { failure, failureOf } = require('../failures.js');
-  const { clearParts } = require('../parts.js');
   const { makeReport } = require('../report.js');
 
   const report = makeReport(options);
-  const [inTheWay] = await outputsInTheWay(files, options);
+  const inTheWay = options.overwrite ? undefined : outputInTheWay(files, options.out);
   if (inTheWay) {
-    report.event('failed', { output: inTheWay, ...failure('ERR_OUTPUT_EXISTS', `${inTheWay} is there already`), advice: 'Use --overwrite to replace it.' });
+    const problem = failure('ERR_OUTPUT_EXISTS', `${inTheWay} is there already`);
+    report.event('failed', { output: inTheWay, ...problem, advice: 'Use --overwrite to replace it.' });
     return FAILED;
   }
   try {
-    await fs.mkdir(options.out, { recursive: true });
-    await clearParts([options.out]);
-    tellSynchronised(report, await synchroniseWithBar(options.json ? undefined : report, files, options));
+    tellSynchronised(report, await synchroniseInto(options, files, options.json ? undefined : report));
     return OK;
   } catch (error) {
-    report.end();
     if (error?.interrupted) {
       return error.interrupted;
     }
     report.event('failed', { recording: error?.path, ...failureOf(error, options.out) });
     return FAILED;
   }
+}
+
+async function synchroniseInto({ out, fsync }, files, bars) {
+  const fs = require('node:fs/promises');
+  const { clearParts } = require('../parts.js');
+  await fs.mkdir(out, { recursive: true });
+  await clearParts([out]);
+  return synchroniseWithBar(bars, files, { out, fsync });
 }
 
 /** `report` draws the bar, where one is wanted. */
@@ -62,7 +66,10 @@ async function synchroniseWithBar(report, files, { out, fsync }) {
   const { synchronise } = require('vortena-reader/promises');
 
   const controller = new AbortController();
-  const interruption = new Interruption({ ask: () => controller.abort({ interrupted: interruption.status }), now: () => report?.end() });
+  const interruption = new Interruption({
+    ask: () => controller.abort({ interrupted: interruption.status }),
+    now: () => report?.end(),
+  });
   const sizes = await Promise.all(files.map((file) => fs.stat(file).then(({ size }) => size, () => 0)));
   const job = { recording: out, operation: 'synchronise', size: sizes.reduce((sum, size) => sum + size, 0) };
   report?.begin(1, [job]);
@@ -82,7 +89,8 @@ function tellSynchronised(report, { outputs, clock, units }) {
   const { formatDuration } = require('../quantities.js');
   report.event('synchronised', { outputs, clock, units });
   outputs.forEach((output) => report.result(output));
-  report.say(`One clock by ${SOURCES[clock.source] ?? clock.source}; ${formatDuration(clock.duration)} in common from ${clock.start.toFixed(3)} s on.`);
+  const common = `${formatDuration(clock.duration)} in common from ${clock.start.toFixed(3)} s on`;
+  report.say(`One clock by ${SOURCES[clock.source] ?? clock.source}; ${common}.`);
   units.forEach(({ path, shift, rows, report: quality }) => {
     report.say(`${path}: shifted by ${shift.toFixed(6)} s, ${rows} rows`);
     report.say(damageText(path, quality));
