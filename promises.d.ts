@@ -393,10 +393,10 @@ export interface SynchronisedUnit {
   output: string;
   rows: number;
   bytes: number;
-  /** Added to the unit's time stamps, s; of the first common channel. */
-  shift: number;
+  /** Added to the unit's time stamps, s; of the first common channel; null where a clock has no time base. */
+  shift: number | null;
   /** The same for each common channel: they differ where radio parameters are the time source. */
-  shifts: { [channel in ChannelName]?: number };
+  shifts: { [channel in ChannelName]?: number | null };
   summary: ReadSummary;
   report: QualityReport;
 }
@@ -408,9 +408,9 @@ export interface SynchronisedSet {
     /** What the units' clocks were compared by; the first recording decides. */
     source: 'schedule' | 'radio-parameters' | 'radio-times';
     /** Of the common span, s on the common clock. */
-    start: number;
+    start: number | null;
     /** s */
-    duration: number;
+    duration: number | null;
   };
   units: SynchronisedUnit[];
 }

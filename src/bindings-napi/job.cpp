@@ -153,13 +153,17 @@ napi_value copy_memory(napi_env env, const Memory& memory) {
 /// The memory itself, or a copy where the runtime takes none from outside.
 napi_value make_buffer(napi_env env, std::unique_ptr<Memory> memory) {
   napi_value buffer = nullptr;
-  Memory* const lent = memory.release();  // the finalizer's, if there will be one
-  if (lent->bytes > 0 &&
-      napi_create_external_arraybuffer(env, lent->data, lent->bytes, release_memory, lent, &buffer) == napi_ok) {
-    return buffer;
+  if (memory->bytes == 0) {
+    return copy_memory(env, *memory);
   }
-  memory.reset(lent);
-  return copy_memory(env, *memory);
+  Memory* const lent = memory.release();  // the finalizer's, which also runs where the memory is too large for a buffer
+  const napi_status status =
+      napi_create_external_arraybuffer(env, lent->data, lent->bytes, release_memory, lent, &buffer);
+  if (status == napi_no_external_buffers_allowed) {
+    memory.reset(lent);
+    return copy_memory(env, *memory);
+  }
+  return status == napi_ok ? buffer : nullptr;
 }
 
 napi_value make_buffers(napi_env env, std::vector<std::unique_ptr<Memory>>& memory) {

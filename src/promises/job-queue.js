@@ -89,7 +89,7 @@ class Job {
     running -= 1;
     clearInterval(this.timer);
     this.signal?.removeEventListener('abort', this.abort);
-    if (!failure && this.onProgress && !this.thrown) {
+    if (!failure && this.onProgress && !this.thrown && progressOf(this.control).stage) {
       this.report({ ...progressOf(this.control), fraction: 1 });
     }
     if (this.thrown) {

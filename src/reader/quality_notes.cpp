@@ -306,7 +306,7 @@ void note_orientation(const QualityReport& report, Notes& notes) {
   if (orientation.problem == OrientationProblem::kDifferentRates) {
     notes.push_back({"different-rates", Severity::kNote,
                      "There is no orientation: the header gives accelerometer and gyroscope different frequencies."});
-  } else if (orientation.computed && !orientation.starts_after) {
+  } else if (orientation.computed && !orientation.found) {
     notes.push_back({"never-still", Severity::kNote,
                      "There is no orientation: it starts when the unit is still for five samples, and it never was."});
   }

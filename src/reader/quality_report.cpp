@@ -132,7 +132,9 @@ void assess_quaternions(OrientationQuality& orientation, const kiv_DataSensor& s
     }
   }
   if (first) {
-    orientation.starts_after = series.timestamps[*first] - series.timestamps[TruePositions(left_out).next()];
+    orientation.found = true;
+    const double wait = series.timestamps[*first] - series.timestamps[TruePositions(left_out).next()];
+    orientation.starts_after = std::isfinite(wait) ? std::optional(wait) : std::nullopt;
     orientation.first_tilt_deg = tilt_deg(quaternion_at(series, *first));
     orientation.last_tilt_deg = tilt_deg(quaternion_at(series, last));
   }

@@ -51,6 +51,7 @@ struct ClockQuality {
 struct OrientationQuality {
   OrientationProblem problem = OrientationProblem::kNone;
   bool computed = false;  ///< the recording has the channel
+  bool found = false;     ///< and an orientation in it
   std::optional<double>
       starts_after;  ///< seconds from the first sample to the first orientation; none when there is none
   std::optional<double> first_tilt_deg;  ///< angle between the unit's z axis and the vertical

@@ -160,12 +160,12 @@ std::string reason_json(const OrientationQuality& orientation) {
   if (!orientation.computed) {
     return text_json("not-computed");
   }
-  return orientation.starts_after ? "null" : text_json("never-still");
+  return orientation.found ? "null" : text_json("never-still");
 }
 
 std::string orientation_json(const OrientationQuality& orientation) {
   JsonObject json;
-  json.boolean("available", orientation.starts_after.has_value());
+  json.boolean("available", orientation.found);
   json.member("reason", reason_json(orientation));
   json.number("startsAfter", orientation.starts_after);
   json.number("firstTilt", orientation.first_tilt_deg);

@@ -31,8 +31,7 @@ Problem problem_of(LoadStatus status) {
 
 /// Takes the offset off; what the unit measured at rest is kept for the report.
 Outcome correct(LoadedRecording* loaded, const GyroscopeOffset& offset) {
-  const auto gyro = loaded->recording.sensors.find(kGyroKey);
-  if (offset.source == GyroscopeOffset::Source::kNone || gyro == loaded->recording.sensors.end()) {
+  if (offset.source == GyroscopeOffset::Source::kNone) {
     return {};
   }
   loaded->offset = offset;
@@ -43,7 +42,9 @@ Outcome correct(LoadedRecording* loaded, const GyroscopeOffset& offset) {
     }
     loaded->offset.deg_s = loaded->rest->offset_deg_s;
   }
-  subtract_gyroscope_offset(&gyro->second, loaded->offset.deg_s);
+  if (const auto gyro = loaded->recording.sensors.find(kGyroKey); gyro != loaded->recording.sensors.end()) {
+    subtract_gyroscope_offset(&gyro->second, loaded->offset.deg_s);
+  }
   return {};
 }
 

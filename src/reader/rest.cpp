@@ -325,6 +325,9 @@ RestEstimate estimate_from(const Recording& recording, const LoadReport& load, c
   const double seconds = static_cast<double>(length) / rate_hz;
   const Vector count = count_width(recording.config.gyro);
   std::vector<Window> windows = WindowSearch(recording, load).at_rest(length, seconds);
+  if (windows.size() > 1) {
+    drop_outliers(windows, count);
+  }
   RestEstimate rest;
   rest.seconds = static_cast<double>(windows.size()) * seconds;
   // Half a window more, as windows are whole numbers of samples.
@@ -332,8 +335,6 @@ RestEstimate estimate_from(const Recording& recording, const LoadReport& load, c
     rest.problem = RestProblem::kTooLittle;
     return rest;
   }
-  drop_outliers(windows, count);
-  rest.seconds = static_cast<double>(windows.size()) * seconds;
   const Estimate all = estimate(windows, count);
   rest.offset_deg_s = all.offset;
   rest.standard_error_deg_s = all.error;

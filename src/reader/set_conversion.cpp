@@ -104,6 +104,11 @@ class SetConverter {
       if (const std::error_code failure = file.open(result_.units[i].output.c_str())) {
         return unwritable(failure);
       }
+      // Names that differ may lead, through links, to one file that is not there yet.
+      const auto replaces_same = [&](const WholeFile& other) { return other.target() == file.target(); };
+      if (std::any_of(files_.begin(), files_.end() - 1, replaces_same)) {
+        return Outcome{.problem = Problem::kOutputClash, .stage = Stage::kWriting};
+      }
       return write(i, file);
     });
   }

@@ -244,8 +244,31 @@ void WholeFile::keep_previous() {
     if (!failure) {
       previous_ = name;
     } else if (failure != std::errc::file_exists) {
-      return;  // a file system without links
+      return;  // a file system without links: put_aside_previous() renames
     }
+  }
+}
+
+void WholeFile::put_aside_previous() {
+  std::error_code failure;
+  for (int number = 0; previous_.empty() && fs::is_regular_file(target_, failure); ++number) {
+    const fs::path name = hidden_name(number);
+    if (fs::exists(name, failure)) {
+      continue;
+    }
+    fs::rename(target_, name, failure);
+    if (failure) {
+      return;  // nor can the new one be renamed then
+    }
+    previous_ = name;
+  }
+}
+
+void WholeFile::bring_back_previous() {
+  std::error_code failure;
+  if (!previous_.empty() && !fs::exists(target_, failure)) {
+    fs::rename(previous_, target_, failure);
+    previous_.clear();
   }
 }
 
@@ -264,7 +287,9 @@ std::error_code appear_together(std::deque<WholeFile>& files, bool sync) {
     file.keep_previous();
   }
   for (auto file = files.begin(); file != files.end(); ++file) {
+    file->put_aside_previous();
     if (const std::error_code failure = file->appear(sync)) {
+      file->bring_back_previous();
       std::for_each(files.begin(), file, [](WholeFile& appeared) { appeared.disappear(); });
       return failure;
     }

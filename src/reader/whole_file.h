@@ -46,8 +46,17 @@ class WholeFile {
   /// Keeps what stands at the path, where the file system has links, until this object ends.
   void keep_previous();
 
+  /// Just before appear(), where keep_previous() could not: moves what stands at the path aside until this object ends.
+  void put_aside_previous();
+
+  /// After an appear() that failed: what was put aside stands at the path again.
+  void bring_back_previous();
+
   /// Undoes appear(): what was kept comes back; without it, nothing stands at the path.
   void disappear();
+
+  /// Where links lead: the file that will be replaced.
+  [[nodiscard]] const std::filesystem::path& target() const { return target_; }
 
   [[nodiscard]] std::uint64_t bytes_written() const { return buffer_.bytes_written(); }
 

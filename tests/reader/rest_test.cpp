@@ -172,5 +172,16 @@ TEST(Rest, ChannelsOfOtherRatesAndLostSamplesDoNotShiftTheWindows) {
   EXPECT_EQ(one_axis.values[0], 0);
 }
 
+TEST(Rest, StretchesThatDisagreeAreNoRest) {
+  Unit unit(quiet_unit(6));
+  kiv_DataSensor& gyro = unit.sensors.at(kGyroKey);
+  for (std::size_t i = 0; i < gyro.sampleCount; ++i) {  // each half second creeps about another axis
+    gyro.values[i / 100 % 3 * gyro.sampleCount + i] += 2.4;
+  }
+  const RestEstimate rest = unit.rest();
+  EXPECT_TRUE(rest.problem == RestProblem::kTooLittle || rest.seconds >= 4.75) << rest.seconds;
+  EXPECT_TRUE(std::isfinite(rest.offset_deg_s[0]));
+}
+
 }  // namespace
 }  // namespace vortena::testing
