@@ -24,9 +24,12 @@ function formatDuration(seconds) {
   return minutes < 60 ? `${minutes}:${two(whole)} min` : `${Math.floor(minutes / 60)}:${two(minutes)}:${two(whole)} h`;
 }
 
+/** Without a time base no time is known: `null`. */
+const knownSeconds = (seconds, digits) => (seconds === null ? 'unknown' : `${seconds.toFixed(digits)} s`);
+
 const counted = (count, thing) => `${count} ${thing}${count === 1 ? '' : 's'}`;
 
 /** A path may hold what a terminal takes for a command. */
 const printable = (text) => text.replace(/[\x00-\x09\x0b-\x1f\x7f-\x9f]/g, (c) => `\\x${c.charCodeAt().toString(16).padStart(2, '0')}`);
 
-module.exports = { counted, formatBytes, formatDuration, printable };
+module.exports = { counted, formatBytes, formatDuration, knownSeconds, printable };

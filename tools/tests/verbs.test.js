@@ -47,6 +47,22 @@ test('sync writes what readAndSync2 writes, and says by what and how far', (t) =
   assert.deepEqual([refused.code, refused.reason], ['ERR_SYNC', 'several-masters']);
 });
 
+test('without a time base, info and sync tell what is unknown', (t) => {
+  const folder = scratchFolder(t);
+  const set = [0, 3].map((start, i) => unit(folder, `${i}.bin`, { start, radio: { role: i } }));
+  for (const file of set) {
+    const bytes = fs.readFileSync(file);
+    bytes.fill(0, 6, 8); // the ticks per second
+    fs.writeFileSync(file, bytes);
+  }
+  const info = vortena(['info', ...set]);
+  assert.deepEqual([info.status, info.stderr], [0, '']);
+  assert.equal(info.stdout.match(/^ {2}duration +no samples, by 0 ticks per second/gm).length, 2);
+  const sync = vortena(['sync', ...set, '-o', path.join(folder, 'out')]);
+  assert.equal(sync.status, 0, sync.stderr);
+  assert.match(sync.stderr, /^\S+1\.bin: shifted by unknown, 1000 rows$/m);
+});
+
 test('config shows a header, and writes one', (t) => {
   const folder = scratchFolder(t);
   const header = path.join(folder, 'header.bin');

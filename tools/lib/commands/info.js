@@ -49,9 +49,10 @@ function dateText({ year, month, day, hour, minute, second }) {
 }
 
 function orientationText({ available, reason, startsAfter, firstTilt, lastTilt }) {
+  const { knownSeconds } = require('../quantities.js');
   const degrees = (angle) => (angle === null ? 'unknown' : `${angle.toFixed(1)} degrees`);
   return available
-    ? `from ${startsAfter.toFixed(2)} s on, tilt ${degrees(firstTilt)} at first and ${degrees(lastTilt)} at last`
+    ? `from ${knownSeconds(startsAfter, 2)} on, tilt ${degrees(firstTilt)} at first and ${degrees(lastTilt)} at last`
     : `none (${reason})`;
 }
 
