@@ -80,12 +80,19 @@ test('a Parquet folder is replaced whole; a folder of other things never', (t) =
   assert.equal(convert('--overwrite').status, 0);
   assert.ok(!listOf(out).includes('walk/stale.parquet'));
 
+  const requireRefusal = (option) => {
+    const before = listOf(out);
+    const refused = convert(option).events.find(({ event }) => event === 'failed');
+    assert.equal(refused?.code, 'ERR_OUTPUT_FOREIGN');
+    assert.deepEqual(listOf(out), before);
+    assert.deepEqual(fs.readdirSync(out), ['walk']);
+  };
+  fs.writeFileSync(path.join(out, 'walk/analysis.py'), '');
+  fs.utimesSync(path.join(out, 'walk/recording.json'), 1000, 1000);
+  ['--overwrite', '--skip-existing'].forEach(requireRefusal);
+  fs.rmSync(path.join(out, 'walk/analysis.py'));
   fs.rmSync(path.join(out, 'walk/recording.json'));
-  const before = listOf(out);
-  const refused = convert('--overwrite').events.find(({ event }) => event === 'failed');
-  assert.equal(refused.code, 'ERR_OUTPUT_FOREIGN');
-  assert.deepEqual(listOf(out), before);
-  assert.deepEqual(fs.readdirSync(out), ['walk']);
+  requireRefusal('--overwrite');
 });
 
 test('compressed CSV holds the CSV; a full disk is told and leaves the old file', (t) => {

@@ -29,14 +29,15 @@ async function renameWhole(part, output, fsync) {
   }
 }
 
-/** Whether a folder was made from a recording, or holds nothing. Other folders are not ours to replace. */
+/** Whether a folder holds what was made from a recording and nothing else, or nothing. Others are not ours to replace. */
 async function isReplaceable(folder, proof) {
-  const names = await fs.readdir(folder);
-  return names.length === 0 || names.includes(proof);
+  const entries = await fs.readdir(folder, { withFileTypes: true });
+  const isOurs = (entry) => entry.isFile() && (entry.name === proof || entry.name.endsWith('.parquet'));
+  return entries.length === 0 || (entries.some(({ name }) => name === proof) && entries.every(isOurs));
 }
 
 function notOurs(folder) {
-  const message = `${folder} is there and was not made from a recording: it is not replaced`;
+  const message = `${folder} is there and holds other things than the tables of a recording: it is not replaced`;
   return Object.assign(new Error(message), { code: 'ERR_OUTPUT_FOREIGN' });
 }
 
