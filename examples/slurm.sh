@@ -11,5 +11,6 @@
 # As many as the array has tasks. Not SLURM_ARRAY_TASK_COUNT: that changes when some tasks are submitted again.
 shards=${SHARDS:-8}
 
+# Slurm tells the memory of a node only where the job asks for that (--mem, not --mem-per-cpu).
 exec "${VORTENA:-vortena}" convert "$1" --out "$2" --recursive --skip-existing --json \
-  --shard "$SLURM_ARRAY_TASK_ID/$shards" --jobs "$SLURM_CPUS_PER_TASK" --memory "$SLURM_MEM_PER_NODE"
+  --shard "$SLURM_ARRAY_TASK_ID/$shards" --jobs "$SLURM_CPUS_PER_TASK" ${SLURM_MEM_PER_NODE:+--memory "$SLURM_MEM_PER_NODE"}
