@@ -1,4 +1,5 @@
-// Outputs that are not yet whole: NAME.part-HOST-PID-N, as the reader itself names them.
+// Outputs that are not yet whole: NAME.part-HOST-PID-N, as the reader itself names them. NAME.old-HOST-PID-N is a whole
+// one that stands aside while another takes its name.
 'use strict';
 
 const fs = require('node:fs');
@@ -14,11 +15,14 @@ function cutTo(bytes, name) {
 }
 
 /** A name beside `output` that no other process takes. */
-function partOf(output) {
+function nameBeside(output, kind) {
   made += 1;
-  const ending = `.part-${os.hostname()}-${process.pid}-${made}`;
+  const ending = `.${kind}-${os.hostname()}-${process.pid}-${made}`;
   return path.join(path.dirname(output), cutTo(LONGEST_NAME - Buffer.byteLength(ending), path.basename(output)) + ending);
 }
+
+const partOf = (output) => nameBeside(output, 'part');
+const asideOf = (output) => nameBeside(output, 'old');
 
 /** It has ended, and nobody has asked how: in containers that can last. */
 function isZombie(pid) {
@@ -38,11 +42,12 @@ function isDead(pid) {
   }
 }
 
-/** The process that a part of this host belongs to. */
-function ownerOf(name) {
+/** `{ kind, output, pid }` of a name that a process of this host gave. */
+function parse(name) {
   const [, before, pid] = /^(.+)-([1-9]\d*)-\d+$/s.exec(name) ?? [];
-  const ending = `.part-${os.hostname()}`;
-  return before?.endsWith(ending) && before.length > ending.length ? Number(pid) : undefined;
+  const kind = ['part', 'old'].find((each) => before?.endsWith(`.${each}-${os.hostname()}`));
+  const output = kind && before.slice(0, -`.${kind}-${os.hostname()}`.length);
+  return output ? { kind, output, pid: Number(pid) } : undefined;
 }
 
 async function namesIn(folder) {
@@ -53,16 +58,26 @@ async function namesIn(folder) {
   }
 }
 
-/** Removes, directly in `folders`, what processes of this host that are no more left unfinished. */
+/** What stood aside when its process died comes back, unless another has its name. */
+async function clear(folder, name, { kind, output }) {
+  const [from, to] = [name, output].map((each) => path.join(folder, each));
+  if (kind === 'old' && !fs.existsSync(to)) {
+    await fs.promises.rename(from, to);
+  } else {
+    await fs.promises.rm(from, { recursive: true, force: true });
+  }
+}
+
+/** Clears, directly in `folders`, what processes of this host that are no more left unfinished. */
 async function clearParts(folders) {
   for (const folder of new Set(folders)) {
     for (const name of await namesIn(folder)) {
-      const owner = ownerOf(name);
-      if (owner !== undefined && isDead(owner)) {
-        await fs.promises.rm(path.join(folder, name), { recursive: true, force: true }).catch(() => {}); // of another user
+      const parsed = parse(name);
+      if (parsed && isDead(parsed.pid)) {
+        await clear(folder, name, parsed).catch(() => {}); // of another user
       }
     }
   }
 }
 
-module.exports = { clearParts, partOf };
+module.exports = { asideOf, clearParts, partOf };

@@ -5,6 +5,7 @@ const fs = require('node:fs/promises');
 const path = require('node:path');
 const { UsageError } = require('./exit-status.js');
 const { failure } = require('./failures.js');
+const { clearParts } = require('./parts.js');
 
 /** By --to: how an output is called, and what tells that it is whole. */
 const FORMATS = {
@@ -83,6 +84,7 @@ async function planConversions(recordings, { out, to, shard = { index: 1, count:
   const format = FORMATS[to];
   const jobs = recordings.map((found) => (found.failure ? found : { ...found, output: outputOf(found, out, format) }));
   refuseClashes(jobs.filter((job) => job.output));
+  await clearParts(jobs.filter((job) => job.output).map((job) => path.dirname(job.output))); // some outputs may come back
   const ours = jobs.filter((_, place) => place % shard.count === shard.index - 1);
   return Promise.all(ours.map((job) => (job.failure ? job : fateOf(job, format, { skipExisting, overwrite }))));
 }

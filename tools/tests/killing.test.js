@@ -83,7 +83,7 @@ test('when the parent is killed, its children leave nothing', async (t) => {
   assert.ok(!fs.existsSync(path.join(out, 'b.csv')));
 });
 
-test('only parts of dead processes of this host are cleared, only where outputs go', (t) => {
+test('only what dead processes of this host left is cleared, only where outputs go; what stood aside comes back', (t) => {
   const { set, out, args } = folders(t);
   const dead = spawnSync('true').pid;
   const host = os.hostname();
@@ -95,8 +95,16 @@ test('only parts of dead processes of this host are cleared, only where outputs 
   fs.mkdirSync(path.join(out, `y.part-${host}-${dead}-3`));
   fs.writeFileSync(path.join(out, `y.part-${host}-${dead}-3`, 'accel.parquet'), '');
   fs.rmSync(path.join(set, 'b.bin'));
+  for (const [name, text] of [['z', 'whole'], [`z.old-${host}-${dead}-1`, 'older'], [`c.old-${host}-${dead}-2`, 'c']]) {
+    fs.mkdirSync(path.join(out, name));
+    fs.writeFileSync(path.join(out, name, 'recording.json'), text);
+  }
   assert.equal(vortena(args).status, 0);
-  assert.deepEqual(listOf(out), [...theirs, 'a.csv', 'c.csv'].sort());
+  assert.deepEqual(listOf(out), [...theirs, 'a.csv', 'c.csv', 'c/recording.json', 'z/recording.json'].sort());
+  assert.equal(fs.readFileSync(path.join(out, 'z/recording.json'), 'utf8'), 'whole');
+  fs.renameSync(path.join(out, 'c'), path.join(out, `c.old-${host}-${dead}-2`));
+  const parquet = vortena([...args, '--to', 'parquet']).events;
+  assert.deepEqual(parquet.filter(({ code }) => code).map(({ code, output }) => [code, path.basename(output)]), [['ERR_OUTPUT_EXISTS', 'c']]);
 });
 
 test('memory lets in what fits, and always one', (t) => {

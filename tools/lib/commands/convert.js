@@ -26,15 +26,12 @@ function define(program) {
 }
 
 async function convertAll(paths, options) {
-  const path = require('node:path');
-  const { clearParts } = require('../parts.js');
   const { planConversions } = require('../plan.js');
   const { findRecordings } = require('../recordings.js');
   const { makeReport } = require('../report.js');
   const { Run } = require('../run.js');
 
   const jobs = await planConversions(await findRecordings(paths, options), options);
-  await clearParts(jobs.filter((job) => job.output).map((job) => path.dirname(job.output)));
   const report = makeReport(options);
   const run = new Run(report, (job, result, ms) => tellConverted(report, job, result, ms));
   await run.over(

@@ -3,7 +3,7 @@
 
 const fs = require('node:fs/promises');
 const path = require('node:path');
-const { partOf } = require('../parts.js');
+const { asideOf } = require('../parts.js');
 
 async function syncToDisk(file) {
   const handle = await fs.open(file);
@@ -57,7 +57,7 @@ async function replaceFolder(part, output, { proof, fsync }) {
 }
 
 async function exchange(part, target) {
-  const aside = partOf(target);
+  const aside = asideOf(target);
   await fs.rename(target, aside);
   try {
     await fs.rename(part, target);
