@@ -41,6 +41,12 @@ test('sync writes what readAndSync2 writes, and says by what and how far', (t) =
   const again = vortena(['sync', ...set, '-o', out]);
   assert.equal(again.status, 1);
   assert.match(again.stderr, /is there already\n +Use --overwrite/);
+  const odd = ['a\\hip.bin', '.hid'].map((name, i) => unit(folder, name, { time: { role: i, ahead: i ? 0 : undefined } }));
+  for (const name of ['hip.csv', '.csv']) {
+    fs.mkdirSync(path.join(folder, name));
+    fs.writeFileSync(path.join(folder, name, name), 'older');
+    assert.equal(vortena(['sync', ...odd, '-o', path.join(folder, name), '--json']).events[0].code, 'ERR_OUTPUT_EXISTS', name);
+  }
   assert.equal(vortena(['sync', ...set, '-o', out, '--overwrite', '--json']).events[0].units.length, 2);
   const second = unit(folder, 'second.bin', { time: { role: 0 } });
   const [refused] = vortena(['sync', second, set[0], '-o', out, '--json', '--overwrite']).events;

@@ -20,11 +20,13 @@ const SOURCES = {
   'radio-times': 'the times that the master sent by radio',
 };
 
+/** As the reader names the CSVs of a set on every platform: by what is behind the last slash of either kind, to its last dot. */
+const csvName = (recording) => `${recording.split(/[\\/]/).at(-1).replace(/\.[^.]*$/, '')}.csv`;
+
 /** The first of the outputs that is there already. */
 function outputInTheWay(files, out) {
   const fs = require('node:fs');
-  const path = require('node:path');
-  return files.map((file) => path.join(out, `${path.basename(file, path.extname(file))}.csv`)).find((output) => fs.existsSync(output));
+  return files.map((file) => `${out}/${csvName(file)}`).find((output) => fs.existsSync(output));
 }
 
 async function synchroniseAll(files, options) {
