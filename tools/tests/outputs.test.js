@@ -2,6 +2,7 @@
 'use strict';
 
 const assert = require('node:assert/strict');
+const { spawnSync } = require('node:child_process');
 const fs = require('node:fs');
 const path = require('node:path');
 const test = require('node:test');
@@ -125,9 +126,25 @@ test('an output folder that cannot be made or a recording in the way is told for
     assert.deepEqual([status, events.at(-2).event, events.at(-2).code], [1, 'failed', 'ERR_WRITE'], to);
     assert.ok(events.at(-2).message.includes(path.join(folder, 'file')) && events.at(-2).systemCode, events.at(-2).message);
   }
-  fs.cpSync(recording, path.join(folder, 'out.csv'));
   writeRecording(folder, 'out', [fs.readFileSync(recording)]);
-  const { events } = vortena(['convert', path.join(folder, 'out'), '-o', folder, '--overwrite', '--json']);
-  assert.equal(events.at(-2).code, 'ERR_OUTPUT_IS_RECORDING');
-  assert.deepEqual(fs.readFileSync(path.join(folder, 'out.csv')), fs.readFileSync(recording));
+  for (const to of ['csv', 'csv.gz']) {
+    const output = path.join(folder, `out.${to}`);
+    const convert = () => vortena(['convert', path.join(folder, 'out'), '-o', folder, '--to', to, '--overwrite', '--json']).events.at(-2);
+    fs.cpSync(recording, output);
+    assert.equal(convert().code, 'ERR_OUTPUT_IS_RECORDING', to);
+    assert.deepEqual(fs.readFileSync(output), fs.readFileSync(recording));
+
+    const gzipped = Buffer.concat([Buffer.from([0x1f, 0x8b, 8]), fs.readFileSync(recording)]);
+    fs.writeFileSync(output, to === 'csv' ? 'older' : gzipped);
+    fs.chmodSync(output, 0o640);
+    assert.equal(convert().event, 'converted', to);
+    assert.equal(fs.statSync(output).mode & 0o777, 0o640, to);
+
+    fs.rmSync(output);
+    spawnSync('mkfifo', [output]);
+    assert.deepEqual([convert().code, fs.statSync(output).isFIFO()], ['ERR_WRITE', true], to);
+    fs.rmSync(output);
+    fs.mkdirSync(output);
+    assert.equal(convert().systemCode, 'EISDIR', to);
+  }
 });

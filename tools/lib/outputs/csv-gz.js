@@ -8,10 +8,12 @@ const { pipeline } = require('node:stream/promises');
 const zlib = require('node:zlib');
 const { convert } = require('vortena-reader/promises');
 const { partOf } = require('../parts.js');
-const { renameWhole } = require('./whole.js');
+const { renameWhole, requireReplaceable } = require('./whole.js');
 
 /** On these texts a third of the time of the usual level 6, and 4 % more bytes. */
 const LEVEL = 4;
+
+const SIGNATURE = Buffer.from([0x1f, 0x8b, 0x08]); // of gzip files
 
 /** Tells how much of `total` bytes has passed. */
 function counter(total, onProgress) {
@@ -38,12 +40,13 @@ async function compress(text, part, { signal, onProgress }) {
 
 async function writeCsvGz({ recording, output, fsync }, { signal, onProgress }) {
   await fs.promises.mkdir(path.dirname(output), { recursive: true });
+  const old = await requireReplaceable(output, SIGNATURE);
   const [text, part] = [partOf(output), partOf(output)];
   try {
     const { rows, report } = await convert(recording, text, { signal, onProgress });
     await compress(text, part, { signal, onProgress });
     const { size } = await fs.promises.stat(part);
-    await renameWhole(part, output, fsync);
+    await renameWhole(part, output, { old, fsync });
     return { rows, bytes: size, report };
   } finally {
     await Promise.all([text, part].map((file) => fs.promises.rm(file, { force: true })));

@@ -1,8 +1,9 @@
-// The last step of outputs that appear whole or not at all.
+// The first and the last step of outputs that appear whole or not at all.
 'use strict';
 
 const fs = require('node:fs/promises');
 const path = require('node:path');
+const { readConfig, VortenaError } = require('vortena-reader/promises');
 const { asideOf } = require('../parts.js');
 
 async function syncToDisk(file) {
@@ -17,9 +18,58 @@ async function syncToDisk(file) {
 /** Where links lead; the path itself when nothing is there. */
 const targetOf = (output) => fs.realpath(output).catch(() => output);
 
-/** A link stays a link. With `fsync` file and name are on the disk afterwards. */
-async function renameWhole(part, output, fsync) {
+function unwritable(code, words) {
+  return Object.assign(new Error(`${code}: ${words}`), { code, syscall: 'open' });
+}
+
+async function beginsWith(file, bytes) {
+  const handle = await fs.open(file);
+  try {
+    const { buffer } = await handle.read(Buffer.alloc(bytes.length), 0, bytes.length, 0);
+    return buffer.equals(bytes);
+  } finally {
+    await handle.close();
+  }
+}
+
+/** Recordings cannot be made again. What begins with `signature` is none: in compressed bytes a header can appear by chance. */
+async function refuseRecording(output, signature) {
+  const isRecording = await readConfig(output).then(() => true, () => false);
+  if (isRecording && !(await beginsWith(output, signature))) {
+    throw new VortenaError(`${output} is a recording and is not replaced`, { code: 'ERR_OUTPUT_IS_RECORDING', path: output });
+  }
+}
+
+/** Before the work: the stats of a file that renaming may replace, undefined where nothing is. Other outputs are refused. */
+async function requireReplaceable(output, signature) {
+  const stats = await fs.stat(output).catch((error) => {
+    if (error.code !== 'ENOENT') {
+      throw error;
+    }
+  });
+  if (stats?.isDirectory()) {
+    throw unwritable('EISDIR', 'illegal operation on a directory');
+  } else if (stats && !stats.isFile()) {
+    throw unwritable('ENOTSUP', 'not a regular file');
+  } else if (stats) {
+    await fs.access(output, fs.constants.W_OK);
+    await refuseRecording(output, signature);
+  }
+  return stats;
+}
+
+/** Of another user's file only the permissions stay where its owner cannot. */
+async function takeOverMode(part, { uid, gid, mode }) {
+  await fs.chown(part, uid, gid).catch(() => {});
+  await fs.chmod(part, mode & 0o777);
+}
+
+/** A link stays a link, and the mode that of `old`. With `fsync` file and name are on the disk afterwards. */
+async function renameWhole(part, output, { old, fsync }) {
   const target = await targetOf(output);
+  if (old) {
+    await takeOverMode(part, old);
+  }
   if (fsync) {
     await syncToDisk(part);
   }
@@ -68,4 +118,4 @@ async function exchange(part, target) {
   await fs.rm(aside, { recursive: true, force: true });
 }
 
-module.exports = { renameWhole, replaceFolder, syncToDisk };
+module.exports = { renameWhole, replaceFolder, requireReplaceable, syncToDisk };
