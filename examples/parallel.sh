@@ -8,12 +8,17 @@ shift 2
 log=$out.joblog # beside the outputs, as nothing else belongs among them
 list=$out.recordings
 
-# parallel knows jobs by their place in the list: new recordings go to its end.
+# parallel knows jobs by their place in the list: new recordings go to its end, and what is gone leaves an empty line.
 touch "$list"
-(cd "$folder" && find . -type f -iname '*.bin' ! -name '.*' | sort) | grep -vxFf "$list" >"$list.new" || true
-cat "$list.new" >>"$list"
-rm "$list.new"
+(
+  cd "$folder"
+  while IFS= read -r name; do
+    if [ -e "$name" ]; then printf '%s\n' "$name"; else echo; fi
+  done <"$list"
+  find . -type f -iname '*.bin' ! -name '.*' | sort | grep -vxFf "$list" || true
+) >"$list.new"
+mv "$list.new" "$list"
 
 # A job that was killed left its output whole or not at all, so --skip-existing is all that a repeated one needs.
 parallel --will-cite --joblog "$log" --resume-failed --workdir "$folder" "$@" \
-  "${VORTENA:-vortena}" convert {} --out "$out"/{//} --jobs 1 --skip-existing --quiet :::: "$list"
+  test -z {} '||' "${VORTENA:-vortena}" convert {} --out "$out"/{//} --jobs 1 --skip-existing --quiet :::: "$list"
