@@ -1,3 +1,4 @@
+// The job of check in a child of the pool.
 'use strict';
 
 const { inspect } = require('vortena-reader/promises');

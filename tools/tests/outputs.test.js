@@ -129,7 +129,8 @@ test('an output folder that cannot be made or a recording in the way is told for
   writeRecording(folder, 'out', [fs.readFileSync(recording)]);
   for (const to of ['csv', 'csv.gz']) {
     const output = path.join(folder, `out.${to}`);
-    const convert = () => vortena(['convert', path.join(folder, 'out'), '-o', folder, '--to', to, '--overwrite', '--json']).events.at(-2);
+    const args = ['convert', path.join(folder, 'out'), '-o', folder, '--to', to, '--overwrite', '--json'];
+    const convert = () => vortena(args).events.at(-2);
     fs.cpSync(recording, output);
     assert.equal(convert().code, 'ERR_OUTPUT_IS_RECORDING', to);
     assert.deepEqual(fs.readFileSync(output), fs.readFileSync(recording));

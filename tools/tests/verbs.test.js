@@ -1,3 +1,4 @@
+// The verbs that take single recordings or one set: info, sync and config.
 'use strict';
 
 const assert = require('node:assert/strict');

@@ -1,3 +1,4 @@
+// vortena check: the verdict of many recordings, the worst first.
 'use strict';
 
 const { poolOptions } = require('../options.js');

@@ -1,3 +1,4 @@
+// vortena config: prints the header of a recording, or writes one of a configuration text.
 'use strict';
 
 function define(program) {

@@ -1,3 +1,4 @@
+// vortena convert: an output of each of many recordings, in child processes.
 'use strict';
 
 const { Option } = require('commander');

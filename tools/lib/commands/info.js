@@ -1,3 +1,4 @@
+// vortena info: header, quality and channels of each recording on a screen, or as JSON.
 'use strict';
 
 function define(program) {

@@ -1,3 +1,4 @@
+// vortena sync: the CSVs of a set of recordings on one clock, all or none.
 'use strict';
 
 function define(program) {
