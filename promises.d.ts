@@ -16,7 +16,7 @@ export type FilePath = string | URL;
 
 /** Where a job is. A job of several recordings goes through decoding and orientation once for each of them. */
 export interface Progress {
-  stage: 'decode' | 'orientation' | 'synchronise' | 'write';
+  stage: 'decode' | 'orientation' | 'synchronise' | 'levels' | 'write';
   /** Of the stage, 0 to 1. */
   fraction: number;
 }
@@ -414,6 +414,64 @@ export interface SynchronisedSet {
   };
   units: SynchronisedUnit[];
 }
+
+/** Bins of equal width, s, one after another: a time t lies in bin (t - start) / width. */
+export interface Bins {
+  start: number;
+  width: number;
+  count: number;
+}
+
+export interface ChannelLevels {
+  /** 1 accel, 2 gyro, 3 baro, 5 mag, 6 radioByte, 7 radioTime, 10 quaternion, 11 event. */
+  key: number;
+  samples: number;
+  /** Start and end of each gap, s, one after another; of more than 5,000 the longest. */
+  gaps: Float64Array;
+  gapCount: number;
+  /**
+   * One for each curve: x, y, z and norm; pressure and temperature; roll, pitch and heading in degrees. A code c means
+   * base + c * step, 65535 nothing. Empty for channels that are no curves.
+   */
+  scales: { base: number; step: number }[];
+  /** The finest first; each further one has bins of twice the width. */
+  levels: Bins[];
+  /** Whether each level ends with w, x, y and z of each bin's first orientation: a code c means c / 32767 - 1. */
+  attitudes: boolean;
+  /** Per level: the lowest values of each bin, then the highest, of each curve. Angles that go round reach beyond 180. */
+  codes: Uint16Array;
+  /** The samples, where they are few. */
+  kept?: { time: Float64Array; axes: Float64Array[] };
+}
+
+export interface UnitLevels {
+  config: Omit<RecordingConfig, 'unknownFrames' | 'start' | 'startNote'>;
+  report: QualityReport;
+  /** Of the first and the last sample, s. */
+  start: number;
+  end: number;
+  /** Of a synchronised set: common time less the unit's own, s. */
+  shift: number;
+  channels: ChannelLevels[];
+}
+
+export interface LevelOptions extends JobOptions {
+  /** The recordings on one clock, cut to their common span. Default false. */
+  synchronised?: boolean;
+  /** Bins of the finest levels, all recordings together. Default 200,000. */
+  mostBins?: number;
+  /** Samples are kept when all recordings together have no more. Default 0; events are always kept. */
+  mostSamples?: number;
+}
+
+/**
+ * Minimum and maximum of recordings over bins of time, from fine to coarse, for drawing them at any zoom without losing
+ * a spike; `vortena view` draws with it. Samples of the header block are left out.
+ */
+export function levels(
+  paths: readonly FilePath[],
+  options?: LevelOptions,
+): Promise<{ samplesKept: boolean; units: UnitLevels[] }>;
 
 /**
  * Brings recordings that were made together onto one clock, cuts them to their common span and writes one CSV for each,

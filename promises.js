@@ -5,6 +5,7 @@ const path = require('node:path');
 
 const args = require('./src/promises/arguments.js');
 const { channelBits, channelNames, channelObjects } = require('./src/promises/channels.js');
+const { levelObjects } = require('./src/promises/levels.js');
 const { configurationObject, configurationText } = require('./src/promises/configuration.js');
 const { VortenaError, vortenaError } = require('./src/promises/errors.js');
 const { runJob } = require('./src/promises/job-queue.js');
@@ -89,6 +90,22 @@ async function inspect(recording, options = {}) {
   return result;
 }
 
+/** For viewers: levels of minimum and maximum of each channel, and the samples where they are few. */
+async function levels(recordings, options = {}) {
+  const paths = args.pathList(recordings);
+  args.checkOptions(options);
+  const synchronised = args.flag(options, 'synchronised', false);
+  const { mostBins = 200_000, mostSamples = 0 } = options;
+  const areCounts = [mostBins, mostSamples].every((count) => Number.isSafeInteger(count) && count >= 0);
+  args.check(areCounts, 'options.mostBins or options.mostSamples is no count');
+  const { result, buffers } = await run(
+    (control, done) => native.levels(control, done, paths, synchronised, mostBins, mostSamples),
+    options,
+    { recordings: paths },
+  );
+  return levelObjects(result, buffers);
+}
+
 async function synchronise(recordings, outputFolder, options = {}) {
   const paths = args.pathList(recordings);
   const folder = args.filePath(outputFolder, 'outputFolder');
@@ -135,6 +152,7 @@ exports.VortenaError = VortenaError;
 exports.convert = convert;
 exports.readSamples = readSamples;
 exports.inspect = inspect;
+exports.levels = levels;
 exports.synchronise = synchronise;
 exports.readConfig = readConfig;
 exports.writeConfig = writeConfig;

@@ -119,6 +119,8 @@ const char* stage_name(Stage stage) {
       return "write";
     case Stage::kSynchronising:
       return "synchronise";
+    case Stage::kLevels:
+      return "levels";
   }
   return "";
 }

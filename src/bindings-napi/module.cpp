@@ -26,7 +26,7 @@ NAPI_MODULE_INIT() {
       method("endJobs", vortena::napi::end_jobs),         method("convert", vortena::napi::convert),
       method("readSamples", vortena::napi::read_samples), method("inspect", vortena::napi::inspect),
       method("synchronise", vortena::napi::synchronise),  method("readConfig", vortena::napi::read_config),
-      method("writeConfig", vortena::napi::write_config),
+      method("writeConfig", vortena::napi::write_config), method("levels", vortena::napi::levels),
   };
   napi_define_properties(env, exports, std::size(methods), methods);
   return exports;

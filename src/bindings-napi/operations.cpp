@@ -14,6 +14,7 @@
 
 #include "bindings-napi/failures.h"
 #include "bindings-napi/job.h"
+#include "bindings-napi/levels_answer.h"
 #include "bindings-napi/values.h"
 #include "reader/configuration_json.h"
 #include "reader/conversion.h"
@@ -233,6 +234,22 @@ napi_value synchronise(napi_env env, napi_callback_info call) {
       SetOptions watched = options;
       watched.watch = watch;
       return answer_of(convert_set(paths, folder, watched));
+    };
+  });
+}
+
+napi_value levels(napi_env env, napi_callback_info call) {
+  return run(env, call, [](Arguments& arguments) -> Work {
+    const std::vector<std::string> paths = arguments.texts();
+    LevelOptions options;
+    options.synchronised = arguments.truth();
+    options.most_bins = static_cast<std::size_t>(arguments.number());
+    options.most_samples = static_cast<std::uint64_t>(arguments.number());
+    return [=](Watch* watch) {
+      LevelOptions watched = options;
+      watched.watch = watch;
+      LevelSet set = load_levels(paths, watched);
+      return set.outcome.good() ? levels_answer(std::move(set)) : answer_of(set.outcome);
     };
   });
 }

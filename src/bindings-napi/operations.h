@@ -21,6 +21,9 @@ napi_value inspect(napi_env env, napi_callback_info call);
 /// bytes, shifts, summary, report}. `offsets` is empty or has four elements for each path.
 napi_value synchronise(napi_env env, napi_callback_info call);
 
+/// (…, paths, synchronised, mostBins, mostSamples): answers what levels_answer.h describes.
+napi_value levels(napi_env env, napi_callback_info call);
+
 /// (…, path): answers the header.
 napi_value read_config(napi_env env, napi_callback_info call);
 

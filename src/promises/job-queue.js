@@ -5,7 +5,7 @@
 const os = require('node:os');
 
 const POLL_MS = 100;
-const STAGES = [undefined, 'decode', 'orientation', 'write', 'synchronise'];
+const STAGES = [undefined, 'decode', 'orientation', 'write', 'synchronise', 'levels'];
 
 // Places in a control block.
 const STOP = 0;

@@ -77,6 +77,7 @@ Sampling measure_sampling(const kiv_DataSensor& series, std::span<const std::uin
   }
   const double period = sampling_period(typical_interval(series, ticks_per_second), ticks_per_second, nominal_hz);
   const double limit = longest_interval(period, ticks_per_second);
+  sampling.longest_interval = limit;
   double in_gaps = 0;
   for (std::uint64_t i = 1; i < sampling.samples; ++i) {
     const double time = series.timestamps[positions.next()];

@@ -55,6 +55,7 @@ struct Sampling {
   double first = 0;  ///< seconds since the recording's tick zero; of one sample at least
   double last = 0;
   std::optional<double> rate_hz;  ///< between gaps, where there is an interval that is none
+  double longest_interval = 0;    ///< between two samples without a gap, s; 0 where it is not known
   Gaps gaps;
 };
 

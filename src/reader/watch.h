@@ -13,6 +13,7 @@ enum class Stage : std::int32_t {
   kOrientation,    ///< samples
   kWriting,        ///< rows
   kSynchronising,  ///< channels of a set
+  kLevels,         ///< samples
 };
 
 /// Four numbers in a row, free of locks, that any thread may read; any may set `stop`. The working thread asks at
