@@ -6,7 +6,7 @@ const { Command, CommanderError } = require('commander');
 const { INTERNAL_FAULT, OK, UsageError, WRONG_USAGE } = require('./exit-status.js');
 const { version } = require('../package.json');
 
-const VERBS = ['info', 'check', 'convert', 'sync', 'config'];
+const VERBS = ['info', 'check', 'convert', 'sync', 'view', 'config'];
 
 const BROKEN_PIPE = 128 + 13; // as shells report a process that SIGPIPE ended
 

@@ -1,0 +1,165 @@
+'use strict';
+
+const DEFAULT_ENDING = '.html';
+const PAGE_START = 512; // bytes
+
+function define(program) {
+  program
+    .command('view')
+    .description('Makes a page with the curves, the attitude and the quality of a recording.')
+    .argument('<file...>', 'a recording; with --sync, the recordings of a set')
+    .option('-o, --out <page>', 'the page (default: beside the first recording, with .html for its ending)')
+    .option('--sync', 'several recordings on one clock, in one page')
+    .option('--overwrite', 'replace another file of the name of the page')
+    .option('--serve', 'from a local server, down to single samples however long the recording, until Ctrl-C')
+    .option('--open', 'in the browser as well')
+    .action(async (files, options, command) => {
+      process.exitCode = await view(files, options, command);
+    });
+}
+
+function check(files, { sync, serve, out }) {
+  const { UsageError } = require('../exit-status.js');
+  if (files.length > 1 && !sync) {
+    throw new UsageError('several recordings come into one page as a set: use --sync, or one call for each.');
+  }
+  if (sync && files.length < 2) {
+    throw new UsageError('a set has two recordings or more.');
+  }
+  if (serve && out) {
+    throw new UsageError('--serve writes no page: use it without -o.');
+  }
+}
+
+async function view(files, options) {
+  const { FAILED } = require('../exit-status.js');
+  const { failureOf } = require('../failures.js');
+  const { makeReport } = require('../report.js');
+
+  check(files, options);
+  try {
+    return await (options.serve ? servePage : writePage)(files, options);
+  } catch (error) {
+    if (error?.interrupted) {
+      return error.interrupted;
+    }
+    makeReport({}).event('failed', { recording: error?.path, ...failureOf(error, options.out) });
+    return FAILED;
+  }
+}
+
+function pageOf(recording) {
+  const path = require('node:path');
+  return path.join(path.dirname(recording), path.basename(recording, path.extname(recording)) + DEFAULT_ENDING);
+}
+
+/** `work(signal)`; the first Ctrl-C aborts the signal. */
+async function interruptible(work) {
+  const { Interruption } = require('../interruption.js');
+  const controller = new AbortController();
+  const interruption = new Interruption({ ask: () => controller.abort({ interrupted: interruption.status }), now: () => {} });
+  try {
+    return await work(controller.signal);
+  } finally {
+    interruption.end();
+  }
+}
+
+/** The first bytes of a page that this verb made. */
+async function isPage(file) {
+  const fs = require('node:fs/promises');
+  const handle = await fs.open(file);
+  try {
+    const { buffer, bytesRead } = await handle.read(Buffer.alloc(PAGE_START), 0, PAGE_START);
+    return buffer.toString('utf8', 0, bytesRead).includes('<meta name="generator" content="vortena view">');
+  } finally {
+    await handle.close();
+  }
+}
+
+/** A page may be made anew; recordings are never replaced, and other files only where that is wanted. */
+async function refuse(output, overwrite) {
+  const fs = require('node:fs/promises');
+  const { failure } = require('../failures.js');
+  const { readConfig } = require('vortena-reader/promises');
+  const exists = await fs.stat(output).then(
+    () => true,
+    () => false,
+  );
+  if (!exists) {
+    return undefined;
+  }
+  if (
+    await readConfig(output).then(
+      () => true,
+      () => false,
+    )
+  ) {
+    return failure('ERR_OUTPUT_IS_RECORDING', `${output} is a recording`);
+  }
+  return overwrite || (await isPage(output))
+    ? undefined
+    : {
+        ...failure('ERR_OUTPUT_EXISTS', `${output} is there already, and is no page of a recording`),
+        advice: 'Use --overwrite to replace it.',
+      };
+}
+
+async function writePage(files, { out = pageOf(files[0]), sync = false, overwrite, open }) {
+  const fs = require('node:fs/promises');
+  const { FAILED, OK } = require('../exit-status.js');
+  const { partOf } = require('../parts.js');
+  const { makeReport } = require('../report.js');
+  const { renameWhole } = require('../outputs/whole.js');
+  const { makePage } = require('../../viewer/make-page.js');
+
+  const refusal = await refuse(out, overwrite);
+  if (refusal) {
+    makeReport({}).event('failed', { output: out, ...refusal });
+    return FAILED;
+  }
+  const { html } = await interruptible((signal) => makePage(files, { synchronised: sync, signal }));
+  const part = partOf(out);
+  try {
+    await fs.writeFile(part, html, { flag: 'wx' });
+    await renameWhole(part, out, false);
+  } finally {
+    await fs.rm(part, { force: true });
+  }
+  process.stdout.write(`${out}\n`);
+  if (open) {
+    openInBrowser(require('node:path').resolve(out));
+  }
+  return OK;
+}
+
+/** Ctrl-C is how a server ends, and no failure. */
+async function servePage(files, { sync = false, open }) {
+  const { OK } = require('../exit-status.js');
+  const { serve } = require('../../viewer/server.js');
+
+  await interruptible(async (signal) => {
+    const { address, close } = await serve(files, { synchronised: sync, signal });
+    process.stdout.write(`${address}\n`);
+    process.stderr.write('Ctrl-C ends the server.\n');
+    if (open) {
+      openInBrowser(address);
+    }
+    await new Promise((resolve) => {
+      signal.addEventListener('abort', resolve, { once: true });
+    });
+    close();
+  });
+  return OK;
+}
+
+/** Without a browser, the address that was printed is enough. */
+function openInBrowser(target) {
+  const { spawn } = require('node:child_process');
+  const [program, ...args] = { darwin: ['open'], win32: ['cmd', '/c', 'start', ''] }[process.platform] ?? ['xdg-open'];
+  const child = spawn(program, [...args, target], { stdio: 'ignore', detached: true });
+  child.on('error', () => process.stderr.write('No browser could be started.\n'));
+  child.unref();
+}
+
+module.exports = { define };

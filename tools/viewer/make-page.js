@@ -1,0 +1,224 @@
+// A page of one recording, or of a synchronised set, that holds all it needs.
+'use strict';
+
+const fs = require('node:fs');
+const path = require('node:path');
+const zlib = require('node:zlib');
+const { levels } = require('vortena-reader/promises');
+const { packSamples, toPlanes } = require('./page/packing.js');
+
+const MODULES = ['scales', 'attitude', 'packing', 'recording', 'plotting', 'chart', 'box', 'picture', 'quality', 'main'];
+
+/** Of the page; what is left to data is four in base64 for three. */
+const MOST_BYTES = 8_000_000;
+const MOST_BINS = 200_000;
+const MOST_SAMPLES_IN_PAGE = 1_500_000; // of all channels; more never fit
+const MOST_COARSE_BINS = 8192;
+const ACCELEROMETER_KEY = 1;
+const ORIENTATION_KEY = 10;
+const EVENT_KEY = 11;
+const CURVE_KEYS = [1, 2, 3, 5, 10];
+const SENSORS = { 1: 'accel', 2: 'gyro' };
+const COUNTS = 2 ** 15;
+const BARO_QUANTA = [1 / 4096, 0.01]; // mbar, degrees
+const ATTITUDE_ROWS = 4;
+
+const deflate = (parts) =>
+  zlib.deflateRawSync(Buffer.concat(parts.map((part) => Buffer.from(part.buffer, part.byteOffset, part.byteLength))));
+
+/** What one count of the sensor means, for each axis; 0 where that is not known. */
+function quantaOf(key, config) {
+  const sensor = config[SENSORS[key]];
+  if (sensor) {
+    return ['gainX', 'gainY', 'gainZ'].map((gain) => Math.abs(sensor.range / COUNTS / sensor[gain]));
+  }
+  return key === 3 ? BARO_QUANTA : key === 5 ? [1, 1, 1] : [0, 0, 0, 0];
+}
+
+/** Each level but the first `dropped`; only every second below: the page draws at most twice the columns it needs. */
+function thinned(channel, dropped) {
+  const rows = 2 * channel.scales.length + (channel.attitudes ? ATTITUDE_ROWS : 0);
+  let at = 0;
+  const all = channel.levels.map((bins) => {
+    const codes = channel.codes.subarray(at, at + rows * bins.count);
+    at += codes.length;
+    return { bins, codes };
+  });
+  const last = Math.min(dropped, all.length - 1);
+  return all.filter((_, k) => k >= last && (k - last) % 2 === 0);
+}
+
+/** Coarse levels, which the page unpacks first, apart from fine ones. */
+function packLevels(channel, dropped) {
+  const kept = thinned(channel, dropped);
+  const coarse = Math.max(1, kept.filter(({ bins }) => bins.count <= MOST_COARSE_BINS).length);
+  const parts = [kept.slice(-coarse), kept.slice(0, -coarse)].map((levelsOfPart) => deflate(joined(levelsOfPart)));
+  return {
+    levels: kept.map(({ bins }) => bins),
+    coarse,
+    coarseBytes: parts[0],
+    fineBytes: kept.length > coarse ? parts[1] : undefined,
+  };
+}
+
+function joined(kept) {
+  const codes = new Uint16Array(kept.reduce((sum, level) => sum + level.codes.length, 0));
+  let at = 0;
+  kept.forEach((level) => {
+    codes.set(level.codes, at);
+    at += level.codes.length;
+  });
+  return [toPlanes(codes)];
+}
+
+const isCurve = ({ key, levels: list }) => CURVE_KEYS.includes(key) && list.length > 0;
+
+/** The finest levels that fit into `room` bytes of base64. */
+function fitLevels(units, room) {
+  const channels = units.flatMap((unit) => unit.channels.filter(isCurve));
+  for (let dropped = 0; ; dropped += 1) {
+    const packed = new Map(channels.map((channel) => [channel, packLevels(channel, dropped)]));
+    const bytes = [...packed.values()].reduce(
+      (sum, { coarseBytes, fineBytes }) => sum + base64Length(coarseBytes) + base64Length(fineBytes ?? []),
+      0,
+    );
+    if (bytes <= room || channels.every(({ levels: list }) => dropped >= list.length)) {
+      return { packed, bytes };
+    }
+  }
+}
+
+const base64Length = (data) => Math.ceil(data.length / 3) * 4;
+
+/** All samples or none. */
+function fitSamples(units, room) {
+  const packed = new Map();
+  let bytes = 0;
+  for (const { channels, config } of units) {
+    for (const channel of channels.filter(isCurve)) {
+      const { samples, parts } = channel.kept ? packSamples(channel.kept, quantaOf(channel.key, config), config.frequency) : {};
+      packed.set(channel, samples && { samples, data: deflate(parts) });
+      bytes += samples ? base64Length(packed.get(channel).data) : Infinity;
+    }
+  }
+  return bytes <= room ? packed : new Map();
+}
+
+const pairs = (flat) => Array.from({ length: flat.length / 2 }, (_, i) => [flat[2 * i], flat[2 * i + 1]]);
+
+function eventsOf({ channels }) {
+  const events = channels.find(({ key }) => key === EVENT_KEY)?.kept;
+  return events ? Array.from(events.time, (time, i) => [time, events.axes[0][i]]) : [];
+}
+
+/** The orientation has a row for each sample of the accelerometer. */
+function gapsOf(channel, { channels }) {
+  return pairs((channel.key === ORIENTATION_KEY ? channels.find(({ key }) => key === ACCELEROMETER_KEY) : channel).gaps);
+}
+
+/** Of a channel that was sampled by a clock; else what the samples' span says. */
+function rateOf({ key, samples }, { report, start, end }) {
+  const name = { 1: 'accel', 2: 'gyro', 3: 'baro', 5: 'mag', 10: 'accel' }[key];
+  return report.channels[name]?.measuredRate ?? Math.max(samples - 1, 1) / Math.max(end - start, 1e-9);
+}
+
+/** The page's data: a description, and blobs that it refers to by number. */
+function describe(units, names, { levelsOf, samplesOf, served }) {
+  const blobs = [];
+  const add = (data) => blobs.push(data.toString('base64')) - 1;
+  const described = units.map((unit, unitNumber) => ({
+    name: names[unitNumber],
+    config: { ...unit.config, unknownFrames: undefined },
+    report: unit.report,
+    start: unit.start,
+    end: unit.end,
+    shift: unit.shift,
+    events: eventsOf(unit),
+    channels: unit.channels.filter(isCurve).map((channel) => {
+      const { levels: list, coarse, coarseBytes, fineBytes } = levelsOf.get(channel);
+      const kept = samplesOf.get(channel);
+      const { key, samples: count, gapCount, scales, attitudes } = channel;
+      return {
+        key,
+        unitNumber,
+        sampleCount: count,
+        rate: rateOf(channel, unit),
+        gapCount,
+        gaps: gapsOf(channel, unit),
+        scales,
+        attitudes,
+        levels: list,
+        coarse,
+        coarseData: add(coarseBytes),
+        fineData: fineBytes && add(fineBytes),
+        ...(kept ? { samples: kept.samples, sampleData: add(kept.data) } : {}),
+      };
+    }),
+  }));
+  return { description: { origin: Math.min(...units.map(({ start }) => start)), served, units: described }, blobs };
+}
+
+const fileText = (...names) => fs.readFileSync(path.join(__dirname, ...names), 'utf8');
+
+/** The modules of page/ as one script; each sees the others by the names that it requires. */
+function bundle() {
+  const modules = MODULES.map((name) => `'./${name}.js': (module, require) => {${fileText('page', `${name}.js`)}\n}`);
+  return `(() => {
+const sources = {${modules.join(',\n')}};
+const loaded = {};
+function require(name) {
+  if (!loaded[name]) {
+    loaded[name] = { exports: {} };
+    sources[name](loaded[name], require);
+  }
+  return loaded[name].exports;
+}
+require('./main.js');
+})();`;
+}
+
+/** Text within an element must not end it. */
+const enclosed = (text) => text.replace(/<\/(script|style)/gi, '<\\/$1').replace(/<!--/g, '<\\!--');
+const asJson = (value) => JSON.stringify(value).replace(/</g, '\\u003c');
+const asHtml = (text) => text.replace(/[&<>]/g, (c) => `&#${c.charCodeAt()};`);
+
+/** The page around its data. */
+function frame() {
+  const plotting = path.dirname(require.resolve('uplot/package.json'));
+  const library = (...names) => fs.readFileSync(path.join(plotting, ...names), 'utf8');
+  const parts = {
+    STYLE: library('dist', 'uPlot.min.css') + fileText('style.css'),
+    LICENCE: asHtml(library('LICENSE')),
+    UPLOT: enclosed(library('dist', 'uPlot.iife.min.js')),
+    SCRIPT: enclosed(bundle()),
+  };
+  return fileText('page.html').replace(/\{\{(STYLE|LICENCE|UPLOT|SCRIPT)\}\}/g, (_, name) => parts[name]);
+}
+
+function fill(html, { description, blobs }) {
+  const data = blobs.map((blob, k) => `<script type="text/plain" id="data-${k}">${blob}</script>`).join('\n');
+  const parts = { DESCRIPTION: asJson(description), DATA: data };
+  return html.replace(/\{\{(DESCRIPTION|DATA)\}\}/g, (_, name) => parts[name]);
+}
+
+/**
+ * Loads recordings and makes their page: `{ html, units }`. With `served`, samples are left to the server, and `units`
+ * keep them.
+ */
+async function makePage(recordings, { synchronised = recordings.length > 1, served = false, ...options } = {}) {
+  const { units } = await levels(recordings, {
+    ...options,
+    synchronised,
+    mostBins: MOST_BINS,
+    mostSamples: served ? Number.MAX_SAFE_INTEGER : MOST_SAMPLES_IN_PAGE,
+  });
+  const html = frame();
+  const names = recordings.map((recording) => path.basename(recording));
+  const bare = describe(units, names, { levelsOf: fitLevels(units, 0).packed, samplesOf: new Map(), served });
+  const room = MOST_BYTES - Buffer.byteLength(fill(html, { ...bare, blobs: [] })) - 1000;
+  const { packed, bytes } = fitLevels(units, room);
+  const samplesOf = served ? new Map() : fitSamples(units, room - bytes);
+  return { html: fill(html, describe(units, names, { levelsOf: packed, samplesOf, served })), units };
+}
+
+module.exports = { isCurve, makePage, quantaOf };
