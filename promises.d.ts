@@ -36,6 +36,14 @@ export interface OutputOptions {
   fsync?: boolean;
 }
 
+export interface ThreadOptions {
+  /**
+   * Whether the CSV may follow the filter on a second thread while fewer jobs run than there are processors. Default true;
+   * false for those who run jobs in several processes, which do not know of each other.
+   */
+  secondThread?: boolean;
+}
+
 /** Angular rate about each axis, deg/s. */
 export interface Axes {
   x: number;
@@ -198,7 +206,7 @@ export interface Conversion {
 export function convert(
   path: FilePath,
   csvPath: FilePath,
-  options?: JobOptions & OutputOptions & GyroscopeOptions,
+  options?: JobOptions & OutputOptions & GyroscopeOptions & ThreadOptions,
 ): Promise<Conversion>;
 
 /** Calendar date and time of day as the unit's clock showed it; all 0 when unknown. No time zone is known. */

@@ -54,9 +54,10 @@ async function convert(recording, csv, options = {}) {
   const to = args.filePath(csv, 'csvPath');
   args.checkOptions(options);
   const fsync = args.flag(options, 'fsync', false);
+  const secondThread = args.flag(options, 'secondThread', true);
   const offset = args.gyroscopeOffset(options);
   const { result } = await run(
-    (control, done, alone) => native.convert(control, done, from, to, fsync, alone, ...offset),
+    (control, done, alone) => native.convert(control, done, from, to, fsync, alone && secondThread, ...offset),
     options,
     { recordings: [from], outputs: [to] },
   );

@@ -56,6 +56,8 @@ class Run {
     this.count = jobs.length;
     this.interrupted = 0;
     const slots = Math.min(mostJobs, open.length);
+    const secondThread = slots < os.availableParallelism();
+    open.forEach((job) => Object.assign(job, { secondThread }));
     this.report.begin(slots, open);
     jobs.filter((job) => job.failure).forEach((job) => this.fail(job, job.failure));
     jobs.filter((job) => job.skipped).forEach((job) => this.skip(job));

@@ -38,12 +38,12 @@ async function compress(text, part, { signal, onProgress }) {
   );
 }
 
-async function writeCsvGz({ recording, output, fsync }, { signal, onProgress }) {
+async function writeCsvGz({ recording, output, fsync, secondThread }, { signal, onProgress }) {
   await fs.promises.mkdir(path.dirname(output), { recursive: true });
   const old = await requireReplaceable(output, SIGNATURE);
   const [text, part] = [partOf(output), partOf(output)];
   try {
-    const { rows, report } = await convert(recording, text, { signal, onProgress });
+    const { rows, report } = await convert(recording, text, { signal, onProgress, secondThread });
     await compress(text, part, { signal, onProgress });
     const { size } = await fs.promises.stat(part);
     await renameWhole(part, output, { old, fsync });
