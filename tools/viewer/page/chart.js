@@ -36,10 +36,10 @@ class WholePixels {
 }
 
 class Chart {
-  /** `spec` is { title, unit, decimals, channel, curves: [{ index, name, colour, shown }], gaps, events }. */
-  constructor(parent, spec, page) {
-    Object.assign(this, spec, { page, drawn: [] });
-    this.root = parent.appendChild(element('section', { class: 'chart', 'aria-label': `${spec.title}, ${spec.unit}` }));
+  /** `description` is { title, unit, decimals, channel, curves: [{ index, name, colour, shown }], gaps, events }. */
+  constructor(parent, description, page) {
+    Object.assign(this, description, { page, drawn: [] });
+    this.root = parent.appendChild(element('section', { class: 'chart', 'aria-label': `${description.title}, ${description.unit}` }));
     this.addHeading();
     this.plot = new uPlot(this.options(), this.data(), this.root.appendChild(element('div', { class: 'plot' })));
     this.line = this.plot.over.appendChild(element('div', { class: 'cursor' }));

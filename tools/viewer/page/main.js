@@ -77,7 +77,7 @@ async function loadUnit(unit, origin) {
   };
 }
 
-function chartSpecs(unit, several) {
+function chartDescriptions(unit, several) {
   const prefix = several ? `${unit.name} · ` : '';
   return unit.channels.flatMap((channel) => {
     const common = { unitData: unit, channel, gaps: channel.gaps, events: unit.events };
@@ -129,10 +129,10 @@ class Page {
     this.readFragment();
     this.describe();
     const column = byId('charts');
-    const specs = this.units.map((unit) => chartSpecs(unit, this.units.length > 1));
+    const descriptions = this.units.map((unit) => chartDescriptions(unit, this.units.length > 1));
     // Of several units, the same quantities one below another.
-    this.charts = ORDER.flatMap((key) => specs.flat().filter(({ channel }) => channel.key === key)).map(
-      (spec) => new Chart(column, spec, this),
+    this.charts = ORDER.flatMap((key) => descriptions.flat().filter(({ channel }) => channel.key === key)).map(
+      (description) => new Chart(column, description, this),
     );
     this.charts.forEach((chart) => chart.resize());
     this.boxes = this.units.filter(({ channels }) => channels.some(({ key }) => key === 10)).map((unit) => this.addBox(unit));
