@@ -146,10 +146,11 @@ inline char* write_slowly(char* to, double value, int decimals) {
 template <int Decimals>
 inline char* write_any(char* to, double value) {
   constexpr std::uint64_t kScale = power_of_ten(Decimals);
-  constexpr double kLimit = 1099511627776.0;  // 2^40, below 10^12 + 10^11
+  // 2^40: short of the 13 digits that write_whole() and write_fraction() cannot hold together.
+  constexpr double kMostScaled = 1099511627776.0;
   const double magnitude = std::abs(value);
   const double scaled = magnitude * static_cast<double>(kScale);
-  if (!(scaled < kLimit)) [[unlikely]] {
+  if (!(scaled < kMostScaled)) [[unlikely]] {
     return write_slowly(to, value, Decimals);
   }
   const auto digits = static_cast<std::uint64_t>(static_cast<std::int64_t>(round_scaled<Decimals>(magnitude, scaled)));
@@ -184,12 +185,12 @@ inline char* write_five_decimals(char* to, std::uint32_t digits) {
 template <int Decimals>
 inline char* write_cell(char* to, double value) {
   if constexpr (Decimals == 5) {
-    constexpr double kLimit = 999'999'999.0;
+    constexpr double kMostScaled = 999'999'999.0;  // four digits, five decimals, and room to round up
     const double scaled = std::abs(value) * 1e5;
     const double sum = scaled + fixed_decimal::kRounder;
     const double rest = scaled - (sum - fixed_decimal::kRounder);
     // Short of half, the product's own rounding error cannot reach the tie.
-    if (scaled < kLimit && std::abs(rest) < 0.5) [[likely]] {
+    if (scaled < kMostScaled && std::abs(rest) < 0.5) [[likely]] {
       *to = '-';
       to += std::signbit(value) ? 1 : 0;
       return fixed_decimal::write_five_decimals(to, static_cast<std::uint32_t>(std::bit_cast<std::uint64_t>(sum)));
