@@ -137,7 +137,8 @@ Outcome take_oriented(LoadedRecording* loaded, const SampleOptions& options, Sam
   const auto own_times = gyro.timestamps.empty() ? times : take_times(gyro);
   const auto keep = [&](int key, kiv_DataSensor& series, std::shared_ptr<LargeArray<double>> its_times) {
     if (is_wanted(options, key)) {
-      set->channels.emplace(key, Samples{series.axisCount, series.sampleCount, narrow(series.values), its_times});
+      set->channels.emplace(key,
+                            Samples{series.axisCount, series.sampleCount, narrow(series.values), std::move(its_times)});
     }
     sensors.erase(key);
   };
