@@ -32,7 +32,7 @@ int s16(const std::uint8_t* bytes) {
 }
 
 double inertial(const kiv_Config::SensorConfig& sensor, int count, double offset, double gain) {
-  return (count * (sensor.range / 32768.0) - offset) / gain;
+  return (count * sensor.range / 32768.0 - offset) / gain;
 }
 
 Values inertial_sample(const kiv_Config::SensorConfig& sensor, const std::uint8_t* p) {
