@@ -6,12 +6,20 @@
 #include <exception>
 #include <memory>
 #include <new>
+#include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "bindings-napi/values.h"
 
 namespace vortena::napi {
 namespace {
+
+using operations::Answer;
+using operations::Failure;
+using operations::Memory;
+using operations::Work;
 
 class Job;
 
@@ -19,24 +27,6 @@ class Job;
 struct Environment {
   std::vector<Job*> running;
 };
-
-Answer failed(const char* code, const char* message) {
-  Answer answer;
-  answer.failure = {.code = code, .message = message};
-  return answer;
-}
-
-Answer guarded(const Work& work, Watch* watch) noexcept {
-  try {
-    return work(watch);
-  } catch (const std::bad_alloc&) {
-    return failed("ERR_NO_MEMORY", "");
-  } catch (const std::exception& error) {
-    return failed("ERR_INTERNAL", error.what());
-  } catch (...) {
-    return failed("ERR_INTERNAL", "");
-  }
-}
 
 class Job {
  public:
@@ -73,7 +63,7 @@ class Job {
 
  private:
   void run() noexcept {
-    answer_ = guarded(work_, watch_);
+    answer_ = operations::run_guarded(work_, watch_);
     work_ = nullptr;
     // An environment that closes has taken the function back already.
     if (napi_call_threadsafe_function(done_, nullptr, napi_tsfn_nonblocking) != napi_closing) {

@@ -3,40 +3,9 @@
 
 #include <node_api.h>
 
-#include <functional>
-#include <memory>
-#include <string>
-#include <vector>
-
-#include "reader/watch.h"
+#include "operations/answer.h"
 
 namespace vortena::napi {
-
-/// Why a job gave nothing; becomes an object with these members. Empty texts are left out.
-struct Failure {
-  std::string code{};
-  std::string reason{};   ///< one of the code's reasons
-  std::string stage{};    ///< that it ended
-  std::string message{};  ///< a sentence
-  int system_error = 0;   ///< errno; 0 without
-  int recording = -1;     ///< of a set; -1 without
-};
-
-/// Memory that becomes an ArrayBuffer, and what it belongs to.
-struct Memory {
-  void* data = nullptr;
-  std::size_t bytes = 0;
-  std::shared_ptr<void> owner;
-};
-
-/// What a job leaves behind.
-struct Answer {
-  std::string json;
-  std::vector<std::unique_ptr<Memory>> memory;
-  Failure failure;  ///< of an empty code: none
-};
-
-using Work = std::function<Answer(Watch*)>;
 
 /// Prepares an environment for its jobs: when it ends, they are told to stop and waited for.
 void prepare_environment(napi_env env);
@@ -48,6 +17,6 @@ napi_value end_jobs(napi_env env, napi_callback_info call);
 /// Runs `work` on a thread of its own, then calls `callback(failure | undefined, json, buffers)` on the environment's
 /// thread. `control` is an Int32Array of four elements, the job's Watch: it belongs to the job until the callback is
 /// called. False, with an exception on its way to JavaScript, when the job cannot be started.
-bool start_job(napi_env env, napi_value control, napi_value callback, Work work);
+bool start_job(napi_env env, napi_value control, napi_value callback, operations::Work work);
 
 }  // namespace vortena::napi

@@ -3,14 +3,14 @@
 
 namespace vortena::napi {
 
-Arguments::Arguments(napi_env env, napi_callback_info call) : env_(env) {
+NapiArguments::NapiArguments(napi_env env, napi_callback_info call) : env_(env) {
   std::size_t count = 0;
   require(napi_get_cb_info(env, call, &count, nullptr, nullptr, nullptr) == napi_ok);
   values_.resize(count);
-  require(napi_get_cb_info(env, call, &count, values_.data(), nullptr, nullptr) == napi_ok);
+  require(napi_get_cb_info(env, call, &count, values_.data(), nullptr, &data_) == napi_ok);
 }
 
-void Arguments::require(bool condition) {
+void NapiArguments::require(bool condition) {
   if (good_ && !condition) {
     good_ = false;
     bool pending = false;
@@ -20,12 +20,12 @@ void Arguments::require(bool condition) {
   }
 }
 
-napi_value Arguments::value() {
+napi_value NapiArguments::value() {
   require(any_left());
   return good_ ? values_[next_++] : nullptr;
 }
 
-std::string Arguments::to_text(napi_value value) {
+std::string NapiArguments::to_text(napi_value value) {
   std::size_t size = 0;
   require(good_ && napi_get_value_string_utf8(env_, value, nullptr, 0, &size) == napi_ok);
   std::string text(good_ ? size : 0, '\0');
@@ -33,11 +33,11 @@ std::string Arguments::to_text(napi_value value) {
   return text;
 }
 
-std::string Arguments::text() {
+std::string NapiArguments::text() {
   return to_text(value());
 }
 
-std::vector<std::string> Arguments::texts() {
+std::vector<std::string> NapiArguments::texts() {
   const napi_value array = value();
   std::uint32_t length = 0;
   require(good_ && napi_get_array_length(env_, array, &length) == napi_ok);
@@ -50,14 +50,14 @@ std::vector<std::string> Arguments::texts() {
   return texts;
 }
 
-double Arguments::number() {
+double NapiArguments::number() {
   double number = 0;
   const napi_value from = value();
   require(good_ && napi_get_value_double(env_, from, &number) == napi_ok);
   return number;
 }
 
-bool Arguments::truth() {
+bool NapiArguments::truth() {
   bool truth = false;
   const napi_value from = value();
   require(good_ && napi_get_value_bool(env_, from, &truth) == napi_ok);

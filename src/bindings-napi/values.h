@@ -8,30 +8,36 @@
 #include <string_view>
 #include <vector>
 
+#include "operations/arguments.h"
+
 namespace vortena::napi {
 
 /// The arguments of a call, taken one after another. JavaScript has checked them for its users: a wrong one is a
 /// TypeError without much ado.
-class Arguments {
+class NapiArguments final : public operations::Arguments {
  public:
-  Arguments(napi_env env, napi_callback_info call);
+  NapiArguments(napi_env env, napi_callback_info call);
 
   napi_value value();
-  std::string text();
-  std::vector<std::string> texts();
-  double number();
-  bool truth();
+  std::string text() override;
+  std::vector<std::string> texts() override;
+  double number() override;
+  bool truth() override;
 
-  [[nodiscard]] bool any_left() const { return next_ < values_.size(); }
+  [[nodiscard]] bool any_left() const override { return next_ < values_.size(); }
 
   /// All of them were there and of the right kind. Otherwise an exception is on its way.
-  [[nodiscard]] bool good() const { return good_; }
+  [[nodiscard]] bool good() const override { return good_; }
+
+  /// What the call's function was made with.
+  [[nodiscard]] void* data() const { return data_; }
 
  private:
   std::string to_text(napi_value value);
   void require(bool condition);
 
   napi_env env_;
+  void* data_ = nullptr;
   std::vector<napi_value> values_;
   std::size_t next_ = 0;
   bool good_ = true;

@@ -1,14 +1,14 @@
 // Outcomes of the core as failures with the codes that docs/promises.md lists.
 #pragma once
 
-#include "bindings-napi/job.h"
+#include "operations/answer.h"
 #include "reader/outcome.h"
 
-namespace vortena::napi {
+namespace vortena::operations {
 
 /// Of an empty code when the outcome is good.
 Failure failure_of(const Outcome& outcome);
 
 const char* stage_name(Stage stage);
 
-}  // namespace vortena::napi
+}  // namespace vortena::operations

@@ -1,4 +1,4 @@
-#include "bindings-napi/levels_answer.h"
+#include "operations/levels_answer.h"
 
 #include <memory>
 #include <string>
@@ -8,7 +8,7 @@
 #include "reader/configuration_json.h"
 #include "reader/json_object.h"
 
-namespace vortena::napi {
+namespace vortena::operations {
 namespace {
 
 using Memories = std::vector<std::unique_ptr<Memory>>;
@@ -96,4 +96,4 @@ Answer levels_answer(LevelSet set) {
   return answer;
 }
 
-}  // namespace vortena::napi
+}  // namespace vortena::operations

@@ -1,10 +1,11 @@
-// Arguments are taken on the environment's thread; what the job needs of them it owns.
-#include "bindings-napi/operations.h"
+// Outcomes of the core become answers here.
+#include "operations/operations.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <exception>
 #include <memory>
+#include <new>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -12,10 +13,10 @@
 #include <variant>
 #include <vector>
 
-#include "bindings-napi/failures.h"
-#include "bindings-napi/job.h"
-#include "bindings-napi/levels_answer.h"
-#include "bindings-napi/values.h"
+#include "operations/answer.h"
+#include "operations/arguments.h"
+#include "operations/failures.h"
+#include "operations/levels_answer.h"
 #include "reader/configuration_json.h"
 #include "reader/conversion.h"
 #include "reader/header_file.h"
@@ -25,7 +26,7 @@
 #include "reader/sample_set.h"
 #include "reader/set_conversion.h"
 
-namespace vortena::napi {
+namespace vortena::operations {
 namespace {
 
 GyroscopeOffset take_offset(Arguments& arguments) {
@@ -38,23 +39,6 @@ GyroscopeOffset take_offset(Arguments& arguments) {
     axis = arguments.number();
   }
   return offset;
-}
-
-/// The frame of every operation. `prepare` takes the arguments behind the first two and returns the work.
-template <typename Prepare>
-napi_value run(napi_env env, napi_callback_info call, Prepare prepare) {
-  try {
-    Arguments arguments(env, call);
-    const napi_value control = arguments.value();
-    const napi_value callback = arguments.value();
-    Work work = prepare(arguments);
-    if (arguments.good()) {
-      start_job(env, control, callback, std::move(work));
-    }
-  } catch (const std::exception& error) {
-    napi_throw_error(env, "ERR_NO_MEMORY", error.what());
-  }
-  return nullptr;
 }
 
 Answer answer_of(const Outcome& outcome) {
@@ -173,108 +157,121 @@ Answer answer_of(const SetConversion& set) {
   return answer;
 }
 
+Work convert(Arguments& arguments) {
+  const std::string path = arguments.text();
+  const std::string csv_path = arguments.text();
+  ConversionOptions options;
+  options.sync = arguments.truth();
+  options.second_thread = arguments.truth();
+  options.gyroscope_offset = take_offset(arguments);
+  return [=](Watch* watch) {
+    ConversionOptions watched = options;
+    watched.watch = watch;
+    return answer_of(convert_recording(path.c_str(), csv_path.c_str(), watched));
+  };
+}
+
+Work read_samples(Arguments& arguments) {
+  const std::string path = arguments.text();
+  SampleOptions options;
+  options.channels = static_cast<std::uint32_t>(arguments.number());
+  options.orientation = arguments.truth();
+  options.orientation_required = arguments.truth();
+  options.single_precision = arguments.truth();
+  options.gyroscope_offset = take_offset(arguments);
+  return [=](Watch* watch) {
+    SampleOptions watched = options;
+    watched.watch = watch;
+    return answer_of(load_samples(path.c_str(), watched));
+  };
+}
+
+Work inspect(Arguments& arguments) {
+  return [path = arguments.text()](Watch* watch) {
+    const Inspection inspection = inspect_recording(path.c_str(), watch);
+    Answer answer = answer_of(inspection.outcome);
+    if (inspection.outcome.good()) {
+      answer.json = quality_report_json(inspection.report);
+    }
+    return answer;
+  };
+}
+
+Work synchronise(Arguments& arguments) {
+  const std::vector<std::string> paths = arguments.texts();
+  const std::string folder = arguments.text();
+  SetOptions options;
+  options.sync = arguments.truth();
+  while (arguments.good() && arguments.any_left() && options.gyroscope_offsets.size() < paths.size()) {
+    options.gyroscope_offsets.push_back(take_offset(arguments));
+  }
+  return [=](Watch* watch) {
+    SetOptions watched = options;
+    watched.watch = watch;
+    return answer_of(convert_set(paths, folder, watched));
+  };
+}
+
+Work levels(Arguments& arguments) {
+  const std::vector<std::string> paths = arguments.texts();
+  LevelOptions options;
+  options.synchronised = arguments.truth();
+  options.most_bins = static_cast<std::size_t>(arguments.number());
+  options.most_samples = static_cast<std::uint64_t>(arguments.number());
+  return [=](Watch* watch) {
+    LevelOptions watched = options;
+    watched.watch = watch;
+    LevelSet set = load_levels(paths, watched);
+    return set.outcome.good() ? levels_answer(std::move(set)) : answer_of(set.outcome);
+  };
+}
+
+Work read_config(Arguments& arguments) {
+  return [path = arguments.text()](Watch*) {
+    kiv_Config config;
+    const Outcome outcome = read_header(&config, path.c_str());
+    Answer answer = answer_of(outcome);
+    if (outcome.good()) {
+      answer.json = configuration_json(config);
+    }
+    return answer;
+  };
+}
+
+Work write_config(Arguments& arguments) {
+  const std::string path = arguments.text();
+  const std::string text = arguments.text();
+  const bool sync = arguments.truth();
+  return [=](Watch*) { return answer_of(write_header(path.c_str(), text.c_str(), sync)); };
+}
+
+constexpr Operation kOperations[] = {
+    {"convert", convert}, {"readSamples", read_samples}, {"inspect", inspect},          {"synchronise", synchronise},
+    {"levels", levels},   {"readConfig", read_config},   {"writeConfig", write_config},
+};
+
+Answer failed(const char* code, const char* message) {
+  Answer answer;
+  answer.failure = {.code = code, .message = message};
+  return answer;
+}
+
 }  // namespace
 
-napi_value convert(napi_env env, napi_callback_info call) {
-  return run(env, call, [](Arguments& arguments) -> Work {
-    const std::string path = arguments.text();
-    const std::string csv_path = arguments.text();
-    ConversionOptions options;
-    options.sync = arguments.truth();
-    options.second_thread = arguments.truth();
-    options.gyroscope_offset = take_offset(arguments);
-    return [=](Watch* watch) {
-      ConversionOptions watched = options;
-      watched.watch = watch;
-      return answer_of(convert_recording(path.c_str(), csv_path.c_str(), watched));
-    };
-  });
+std::span<const Operation> all_operations() {
+  return kOperations;
 }
 
-napi_value read_samples(napi_env env, napi_callback_info call) {
-  return run(env, call, [](Arguments& arguments) -> Work {
-    const std::string path = arguments.text();
-    SampleOptions options;
-    options.channels = static_cast<std::uint32_t>(arguments.number());
-    options.orientation = arguments.truth();
-    options.orientation_required = arguments.truth();
-    options.single_precision = arguments.truth();
-    options.gyroscope_offset = take_offset(arguments);
-    return [=](Watch* watch) {
-      SampleOptions watched = options;
-      watched.watch = watch;
-      return answer_of(load_samples(path.c_str(), watched));
-    };
-  });
+Answer run_guarded(const Work& work, Watch* watch) noexcept {
+  try {
+    return work(watch);
+  } catch (const std::bad_alloc&) {
+    return failed("ERR_NO_MEMORY", "");
+  } catch (const std::exception& error) {
+    return failed("ERR_INTERNAL", error.what());
+  } catch (...) {
+    return failed("ERR_INTERNAL", "");
+  }
 }
 
-napi_value inspect(napi_env env, napi_callback_info call) {
-  return run(env, call, [](Arguments& arguments) -> Work {
-    return [path = arguments.text()](Watch* watch) {
-      const Inspection inspection = inspect_recording(path.c_str(), watch);
-      Answer answer = answer_of(inspection.outcome);
-      if (inspection.outcome.good()) {
-        answer.json = quality_report_json(inspection.report);
-      }
-      return answer;
-    };
-  });
-}
-
-napi_value synchronise(napi_env env, napi_callback_info call) {
-  return run(env, call, [](Arguments& arguments) -> Work {
-    const std::vector<std::string> paths = arguments.texts();
-    const std::string folder = arguments.text();
-    SetOptions options;
-    options.sync = arguments.truth();
-    while (arguments.good() && arguments.any_left() && options.gyroscope_offsets.size() < paths.size()) {
-      options.gyroscope_offsets.push_back(take_offset(arguments));
-    }
-    return [=](Watch* watch) {
-      SetOptions watched = options;
-      watched.watch = watch;
-      return answer_of(convert_set(paths, folder, watched));
-    };
-  });
-}
-
-napi_value levels(napi_env env, napi_callback_info call) {
-  return run(env, call, [](Arguments& arguments) -> Work {
-    const std::vector<std::string> paths = arguments.texts();
-    LevelOptions options;
-    options.synchronised = arguments.truth();
-    options.most_bins = static_cast<std::size_t>(arguments.number());
-    options.most_samples = static_cast<std::uint64_t>(arguments.number());
-    return [=](Watch* watch) {
-      LevelOptions watched = options;
-      watched.watch = watch;
-      LevelSet set = load_levels(paths, watched);
-      return set.outcome.good() ? levels_answer(std::move(set)) : answer_of(set.outcome);
-    };
-  });
-}
-
-napi_value read_config(napi_env env, napi_callback_info call) {
-  return run(env, call, [](Arguments& arguments) -> Work {
-    return [path = arguments.text()](Watch*) {
-      kiv_Config config;
-      const Outcome outcome = read_header(&config, path.c_str());
-      Answer answer = answer_of(outcome);
-      if (outcome.good()) {
-        answer.json = configuration_json(config);
-      }
-      return answer;
-    };
-  });
-}
-
-napi_value write_config(napi_env env, napi_callback_info call) {
-  return run(env, call, [](Arguments& arguments) -> Work {
-    const std::string path = arguments.text();
-    const std::string text = arguments.text();
-    const bool sync = arguments.truth();
-    return [=](Watch*) { return answer_of(write_header(path.c_str(), text.c_str(), sync)); };
-  });
-}
-
-}  // namespace vortena::napi
+}  // namespace vortena::operations

@@ -1,7 +1,7 @@
 // Tables from the core's enumerations to names in JavaScript.
-#include "bindings-napi/failures.h"
+#include "operations/failures.h"
 
-namespace vortena::napi {
+namespace vortena::operations {
 namespace {
 
 /// "ABORT" never reaches a user: it stands for the reason of the signal.
@@ -136,4 +136,4 @@ Failure failure_of(const Outcome& outcome) {
   return failure;
 }
 
-}  // namespace vortena::napi
+}  // namespace vortena::operations
