@@ -112,11 +112,11 @@ std::array<double, kComponents> quaternion_at(const kiv_DataSensor& series, std:
 }
 
 /// Twice the angle whose sine is the horizontal part of the rotation; good for small and large angles, and whatever the
-/// quaternion's length.
+/// quaternion's length. To a millionth: the last digits of an arc tangent are each C library's own.
 double tilt_deg(const std::array<double, kComponents>& q) {
   const double horizontal = std::sqrt(q[1] * q[1] + q[2] * q[2]);
   const double vertical = std::sqrt(q[0] * q[0] + q[3] * q[3]);
-  return 2 * std::atan2(horizontal, vertical) * 180 / std::numbers::pi;
+  return std::round(2 * std::atan2(horizontal, vertical) * 180 / std::numbers::pi * 1e6) / 1e6;
 }
 
 void assess_quaternions(OrientationQuality& orientation, const kiv_DataSensor& series,

@@ -251,11 +251,12 @@ double error_of_mean(std::vector<double> values) {
 
 /// Standard deviation of what rounding to counts adds to a mean. Without noise it is that of an even distribution over
 /// one count; noise as large as a count lets the mean see between counts, and the error vanishes. The exponential is
-/// that of the first harmonic of the rounding error (B. Widrow, I. Kollár: Quantization Noise. Cambridge 2008).
+/// that of the first harmonic of the rounding error (B. Widrow, I. Kollár: Quantization Noise. Cambridge 2008), to nine
+/// decimals: its last digits are each C library's own.
 double rounding_error(double count, double spread) {
   const double even = count / std::sqrt(12.0);
   const double noise = std::sqrt(std::max(0.0, spread * spread - even * even)) / count;
-  return even * std::exp(-2 * std::numbers::pi * std::numbers::pi * noise * noise);
+  return even * std::round(std::exp(-2 * std::numbers::pi * std::numbers::pi * noise * noise) * 1e9) / 1e9;
 }
 
 struct Estimate {
