@@ -2,13 +2,14 @@
 'use strict';
 
 const path = require('node:path');
+const util = require('node:util');
 
 const args = require('./src/promises/arguments.js');
-const { channelBits, channelNames, channelObjects } = require('./src/promises/channels.js');
-const { levelObjects } = require('./src/promises/levels.js');
 const { configurationObject, configurationText } = require('./src/promises/configuration.js');
 const { VortenaError, vortenaError } = require('./src/promises/errors.js');
 const { runJob } = require('./src/promises/job-queue.js');
+const { filePath, pathList } = require('./src/promises/paths.js');
+const { levelsRequest, samplesRequest, setAnswer } = require('./src/promises/requests.js');
 
 const native = loadBinding();
 
@@ -45,13 +46,14 @@ async function run(start, options, { recordings = [], outputs = [], folder }) {
       throw error;
     }
     const paths = ABOUT_OUTPUTS.has(error.code) ? outputs : recordings;
-    throw vortenaError(error, paths[error.recording] ?? paths[0] ?? outputs[0] ?? folder);
+    const systemName = error.systemError ? util.getSystemErrorName(-error.systemError) : undefined;
+    throw vortenaError({ ...error, systemName }, paths[error.recording] ?? paths[0] ?? outputs[0] ?? folder);
   }
 }
 
 async function convert(recording, csv, options = {}) {
-  const from = args.filePath(recording, 'path');
-  const to = args.filePath(csv, 'csvPath');
+  const from = filePath(recording, 'path');
+  const to = filePath(csv, 'csvPath');
   args.checkOptions(options);
   const fsync = args.flag(options, 'fsync', false);
   const secondThread = args.flag(options, 'secondThread', true);
@@ -65,27 +67,16 @@ async function convert(recording, csv, options = {}) {
 }
 
 async function readSamples(recording, options = {}) {
-  const from = args.filePath(recording, 'path');
+  const from = filePath(recording, 'path');
   args.checkOptions(options);
-  const { channels, precision = 'float64' } = options;
-  args.check(['float64', 'float32'].includes(precision), "options.precision is neither 'float64' nor 'float32'");
-  const { bits, hasQuaternion } = channelBits(channels);
-  const orientation = args.flag(options, 'orientation', hasQuaternion);
-  const required = options.orientation === true || (orientation && channels !== undefined);
-  const formatter = args.formatter(options);
-  const wanted = [bits, orientation, required, precision === 'float32', ...args.gyroscopeOffset(options)];
-  const { result, buffers } = await run(
-    (control, done) => native.readSamples(control, done, from, ...wanted),
-    options,
-    { recordings: [from] },
+  const { values, answer } = samplesRequest(options);
+  return answer(
+    await run((control, done) => native.readSamples(control, done, from, ...values), options, { recordings: [from] }),
   );
-  const config = configurationObject(result.config, formatter);
-  const objects = channelObjects(result.channels, buffers, config, precision);
-  return { config, channels: objects, report: result.report };
 }
 
 async function inspect(recording, options = {}) {
-  const from = args.filePath(recording, 'path');
+  const from = filePath(recording, 'path');
   args.checkOptions(options);
   const { result } = await run((control, done) => native.inspect(control, done, from), options, { recordings: [from] });
   return result;
@@ -93,23 +84,17 @@ async function inspect(recording, options = {}) {
 
 /** For viewers: levels of minimum and maximum of each channel, and the samples where they are few. */
 async function levels(recordings, options = {}) {
-  const paths = args.pathList(recordings);
+  const paths = pathList(recordings);
   args.checkOptions(options);
-  const synchronised = args.flag(options, 'synchronised', false);
-  const { mostBins = 200_000, mostSamples = 0 } = options;
-  const areCounts = [mostBins, mostSamples].every((count) => Number.isSafeInteger(count) && count >= 0);
-  args.check(areCounts, 'options.mostBins or options.mostSamples is no count');
-  const { result, buffers } = await run(
-    (control, done) => native.levels(control, done, paths, synchronised, mostBins, mostSamples),
-    options,
-    { recordings: paths },
+  const { values, answer } = levelsRequest(options);
+  return answer(
+    await run((control, done) => native.levels(control, done, paths, ...values), options, { recordings: paths }),
   );
-  return levelObjects(result, buffers);
 }
 
 async function synchronise(recordings, outputFolder, options = {}) {
-  const paths = args.pathList(recordings);
-  const folder = args.filePath(outputFolder, 'outputFolder');
+  const paths = pathList(recordings);
+  const folder = filePath(outputFolder, 'outputFolder');
   args.checkOptions(options);
   const fsync = args.flag(options, 'fsync', false);
   const offsets = args.gyroscopeOffsets(options, paths.length);
@@ -118,19 +103,11 @@ async function synchronise(recordings, outputFolder, options = {}) {
     options,
     { recordings: paths, outputs: paths.map((file) => `${folder}/${csvName(file)}`), folder },
   );
-  const { source, start, duration, keys } = result;
-  const names = channelNames(keys);
-  const units = result.units.map(({ shifts, ...unit }, i) => ({
-    path: paths[i],
-    ...unit,
-    shift: shifts[0],
-    shifts: Object.fromEntries(names.map((name, k) => [name, shifts[k]])),
-  }));
-  return { outputs: units.map(({ output }) => output), clock: { source, start, duration }, units };
+  return setAnswer(result, paths);
 }
 
 async function readConfig(recording, options = {}) {
-  const from = args.filePath(recording, 'path');
+  const from = filePath(recording, 'path');
   args.checkOptions(options);
   const formatter = args.formatter(options);
   const start = (control, done) => native.readConfig(control, done, from);
@@ -139,7 +116,7 @@ async function readConfig(recording, options = {}) {
 }
 
 async function writeConfig(file, config, options = {}) {
-  const to = args.filePath(file, 'path');
+  const to = filePath(file, 'path');
   args.checkOptions(options);
   const isObject = typeof config === 'object' && config !== null;
   args.check(isObject || typeof config === 'string', 'config is neither a string nor an object');

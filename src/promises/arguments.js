@@ -1,21 +1,12 @@
 // What users hand in, checked: wrong arguments are the only TypeErrors.
 'use strict';
 
-const { fileURLToPath } = require('node:url');
-
 const { zoneFormatter } = require('./wall-time.js');
 
 function check(condition, sentence) {
   if (!condition) {
     throw new TypeError(sentence);
   }
-}
-
-function filePath(value, name) {
-  const path = value instanceof URL ? fileURLToPath(value) : value;
-  check(typeof path === 'string', `${name} is neither a string nor a file URL`);
-  check(!path.includes('\0'), `${name} contains a zero character`);
-  return path;
 }
 
 function checkOptions(options) {
@@ -61,9 +52,4 @@ function formatter({ timeZone }) {
   }
 }
 
-function pathList(values) {
-  check(Array.isArray(values), 'paths is not an array');
-  return values.map((value, k) => filePath(value, `paths[${k}]`));
-}
-
-module.exports = { check, checkOptions, filePath, flag, formatter, gyroscopeOffset, gyroscopeOffsets, pathList };
+module.exports = { check, checkOptions, flag, formatter, gyroscopeOffset, gyroscopeOffsets };

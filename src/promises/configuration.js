@@ -4,11 +4,18 @@
 const { startOf } = require('./wall-time.js');
 const { VortenaError } = require('./errors.js');
 
+/** Pages have no Buffer. */
+function bytesOf(base64) {
+  return typeof Buffer === 'undefined'
+    ? Uint8Array.from(atob(base64), (character) => character.charCodeAt(0))
+    : Buffer.from(base64, 'base64');
+}
+
 /** `config` as the native entry reads it. */
 function configurationObject(config, formatter) {
   return {
     ...config,
-    unknownFrames: Buffer.from(config.unknownFrames, 'base64'),
+    unknownFrames: bytesOf(config.unknownFrames),
     ...startOf(config.createdAt, formatter),
   };
 }

@@ -1,8 +1,6 @@
 // The one class of errors, and how the native entry's failures become such errors.
 'use strict';
 
-const util = require('node:util');
-
 const SENTENCES = {
   ERR_NOT_A_RECORDING: 'is not a recording',
   ERR_UNREADABLE: 'cannot be read',
@@ -43,13 +41,12 @@ class VortenaError extends Error {
 }
 Object.defineProperty(VortenaError.prototype, 'name', { value: 'VortenaError', writable: true, configurable: true });
 
-/** As the node:fs functions would report it. */
-function systemCause({ systemError, message }) {
-  if (!systemError) {
+/** As the node:fs functions would report it; pages have names of errors, and no numbers. */
+function systemCause({ systemName: code, systemError, message }) {
+  if (!code) {
     return undefined;
   }
-  const code = util.getSystemErrorName(-systemError);
-  return Object.assign(new Error(`${code}: ${message}`), { code, errno: -systemError });
+  return Object.assign(new Error(`${code}: ${message}`), { code, ...(systemError ? { errno: -systemError } : {}) });
 }
 
 /** `failure` is the native entry's; `path` is the file that it is about. */
