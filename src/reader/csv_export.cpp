@@ -26,35 +26,40 @@ constexpr std::size_t kLongestRow = kColumns * kLongestCell + 1;  // and the lin
 /// Rows between two looks at the watch; about as many as the writer buffers.
 constexpr std::uint64_t kRowsPerPiece = 2048;
 
-/// Rows per sample. A sensor without a frequency, or faster than the time base, gets one sample a row.
-std::uint64_t decimation_ratio(const kiv_Config& config, std::int32_t sensor_frequency) {
-  const std::int32_t ratio = sensor_frequency == 0 ? 1 : config.frequency / sensor_frequency;
-  return ratio < 1 ? 1 : static_cast<std::uint64_t>(ratio);
-}
-
 const kiv_DataSensor* find_if_present(const SensorMap& sensors, bool present, ChannelKey key, std::uint64_t axes) {
   return present ? find_series(sensors, key, axes) : nullptr;
 }
 
+CsvChannel whole_channel(const kiv_DataSensor* series, std::uint64_t ratio = 1) {
+  if (series == nullptr) {
+    return {};
+  }
+  return {.count = series->sampleCount,
+          .ratio = ratio,
+          .values = series->values.data(),
+          .times = series->timestamps.data(),
+          .stride = static_cast<std::size_t>(series->sampleCount)};
+}
+
 CsvChannels select_channels(const kiv_Config& config, const SensorMap& sensors) {
   CsvChannels channels;
-  channels.gyro = {find_if_present(sensors, config.gyro.present, kGyroKey, kInertialColumns),
-                   decimation_ratio(config, config.gyro.frequency)};
-  channels.accel = {find_if_present(sensors, config.accel.present, kAccelKey, kInertialColumns),
-                    decimation_ratio(config, config.accel.frequency)};
-  channels.baro = {find_if_present(sensors, config.baro.present, kBaroKey, kBaroColumns),
-                   decimation_ratio(config, config.baro.frequency)};
-  channels.event = {find_if_present(sensors, config.event.present, kEventKey, kEventColumns)};
+  channels.gyro = whole_channel(find_if_present(sensors, config.gyro.present, kGyroKey, kInertialColumns),
+                                decimation_ratio(config, config.gyro.frequency));
+  channels.accel = whole_channel(find_if_present(sensors, config.accel.present, kAccelKey, kInertialColumns),
+                                 decimation_ratio(config, config.accel.frequency));
+  channels.baro = whole_channel(find_if_present(sensors, config.baro.present, kBaroKey, kBaroColumns),
+                                decimation_ratio(config, config.baro.frequency));
+  channels.event = whole_channel(find_if_present(sensors, config.event.present, kEventKey, kEventColumns));
   if (!channels.event.taken()) {
-    channels.event = {find_if_present(sensors, config.radioByte.present, kRadioByteKey, kEventColumns)};
+    channels.event = whole_channel(find_if_present(sensors, config.radioByte.present, kRadioByteKey, kEventColumns));
   }
-  channels.quaternion = {find_series(sensors, kQuaternionKey, kQuaternionColumns), channels.gyro.ratio};
+  channels.quaternion = whole_channel(find_series(sensors, kQuaternionKey, kQuaternionColumns),
+                                      decimation_ratio(config, config.gyro.frequency));
   return channels;
 }
 
 std::uint64_t count_rows(const CsvChannels& c) {
-  return std::max({c.gyro.sample_count(), c.accel.sample_count(), c.baro.sample_count(), c.event.sample_count(),
-                   c.quaternion.sample_count()});
+  return std::max({c.gyro.count, c.accel.count, c.baro.count, c.event.count, c.quaternion.count});
 }
 
 void write_preamble(CsvWriter& csv, const kiv_Config& config, std::uint64_t rows) {
@@ -134,12 +139,11 @@ char* write_decimated(char* to, CsvChannel& channel, std::uint64_t row) {
   if (!channel.taken()) {
     return to;
   }
-  if (row != channel.next_row || channel.position >= channel.series->sampleCount) {
+  if (row != channel.next_row || channel.position >= channel.count) {
     return write_empty_cells<sizeof...(Decimals)>(to);
   }
-  const double* value = channel.series->values.data() + channel.position;
-  const std::uint64_t stride = channel.series->sampleCount;
-  ((to = write_cell<Decimals>(to, *value), value += stride), ...);
+  const double* value = channel.values + (channel.position - channel.first);
+  ((to = write_cell<Decimals>(to, *value), value += channel.stride), ...);
   channel.position += 1;
   channel.next_row += channel.ratio;
   return to;
@@ -150,19 +154,28 @@ char* write_event(char* to, CsvChannel& channel, double time) {
   if (!channel.taken()) {
     return to;
   }
-  const kiv_DataSensor& series = *channel.series;
-  if (channel.position >= series.sampleCount || !(time >= series.timestamps[channel.position])) {
+  const std::uint64_t at = channel.position - channel.first;
+  if (channel.position >= channel.count || !(time >= channel.times[at])) {
     return write_empty_cells<1>(to);
   }
-  return write_cell<3>(to, series.values[channel.position++]);
+  ++channel.position;
+  return write_cell<3>(to, channel.values[at]);
 }
 
 }  // namespace
 
+std::uint64_t decimation_ratio(const kiv_Config& config, std::int32_t sensor_frequency) {
+  const std::int32_t ratio = sensor_frequency == 0 ? 1 : config.frequency / sensor_frequency;
+  return ratio < 1 ? 1 : static_cast<std::uint64_t>(ratio);
+}
+
 CsvExport::CsvExport(std::ostream& out, const kiv_Config& config, const SensorMap& sensors)
+    : CsvExport(out, config, select_channels(config, sensors)) {}
+
+CsvExport::CsvExport(std::ostream& out, const kiv_Config& config, const CsvChannels& channels)
     : out_(out),
       csv_(out, kLongestRow),
-      channels_(select_channels(config, sensors)),
+      channels_(channels),
       rows_(count_rows(channels_)),
       step_(1.0 / config.frequency),  // a time base of 0 prints "inf"
       time_(step_) {                  // row 0 ends the first tick
@@ -191,7 +204,7 @@ void CsvExport::write_rows(std::uint64_t end) {
 }
 
 std::uint64_t CsvExport::rows_covered(std::uint64_t quaternions) const {
-  return quaternions >= channels_.quaternion.sample_count() ? rows_ : quaternions * channels_.quaternion.ratio;
+  return quaternions >= channels_.quaternion.count ? rows_ : quaternions * channels_.quaternion.ratio;
 }
 
 bool CsvExport::write_rest(Watch* watch) {

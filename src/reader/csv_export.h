@@ -1,6 +1,8 @@
 // The CSV text of a decoded recording; docs/csv-format.md describes it line by line.
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <ostream>
 
@@ -10,15 +12,25 @@
 
 namespace vortena {
 
-/// A channel of the export; `series` is null when the channel is not taken.
+/// A channel of the export, and where some of its samples are: axis a of sample first + i is values[a * stride + i],
+/// its time times[i].
 struct CsvChannel {
-  const kiv_DataSensor* series = nullptr;
-  std::uint64_t ratio = 1;     ///< rows per sample
+  std::uint64_t count = 0;  ///< samples in all; 0 when the channel is not taken
+  std::uint64_t ratio = 1;  ///< rows per sample
+  const double* values = nullptr;
+  const double* times = nullptr;
+  std::size_t stride = 0;
+  std::uint64_t first = 0;
   std::uint64_t position = 0;  ///< next sample to write
   std::uint64_t next_row = 0;  ///< next multiple of the ratio
 
-  [[nodiscard]] bool taken() const { return series != nullptr; }
-  [[nodiscard]] std::uint64_t sample_count() const { return taken() ? series->sampleCount : 0; }
+  [[nodiscard]] bool taken() const { return count > 0; }
+
+  /// How many samples the rows up to `end` take, which is not one of them.
+  [[nodiscard]] std::uint64_t samples_until(std::uint64_t end) const {
+    const std::uint64_t rows = end > next_row ? end - next_row : 0;
+    return std::min((rows + ratio - 1) / ratio, count - position);
+  }
 };
 
 struct CsvChannels {
@@ -36,6 +48,10 @@ class CsvExport {
  public:
   CsvExport(std::ostream& out, const kiv_Config& config, const SensorMap& sensors);
 
+  /// Of channels whose samples come in pieces: before rows are asked for, theirs must be there.
+  CsvExport(std::ostream& out, const kiv_Config& config, const CsvChannels& channels);
+
+  [[nodiscard]] CsvChannels& channels() { return channels_; }
   [[nodiscard]] std::uint64_t rows() const { return rows_; }
   [[nodiscard]] std::uint64_t rows_written() const { return next_row_; }
 
@@ -58,6 +74,9 @@ class CsvExport {
   double time_;  ///< of the next row, s
   std::uint64_t next_row_ = 0;
 };
+
+/// Rows per sample of a channel: 1 where it has no frequency, or more than the time base.
+std::uint64_t decimation_ratio(const kiv_Config& config, std::int32_t sensor_frequency);
 
 /// The whole CSV. Neither input is changed; failures stay in the stream, and end the writing. False when the watch
 /// stopped it.

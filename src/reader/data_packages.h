@@ -32,6 +32,15 @@ class PackageDecoder {
 
   [[nodiscard]] const PackageCounts& packages() const { return packages_; }
 
+  /// The accumulators, for those who take the counts themselves.
+  [[nodiscard]] SampleSeries<3>& accel() { return accel_; }
+  [[nodiscard]] SampleSeries<3>& gyro() { return gyro_; }
+  [[nodiscard]] SampleSeries<2>& baro() { return baro_; }
+  [[nodiscard]] SampleSeries<3>& mag() { return mag_; }
+  [[nodiscard]] SampleSeries<1>& radio_byte() { return radio_byte_; }
+  [[nodiscard]] SampleSeries<1>& radio_time() { return radio_time_; }
+  [[nodiscard]] SampleSeries<1>& event() { return event_; }
+
  private:
   enum class Channel : std::uint8_t { kForeign, kSkipped, kAccel, kGyro, kBaro, kMag, kRadioByte, kRadioTime, kEvent };
 

@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <string_view>
 
@@ -105,6 +106,13 @@ inline char* write_fraction(char* to, std::uint32_t fraction) {
 /// 1.5 * 2^52: adding it leaves no room for a fraction, and the sum's low bits are the integer.
 inline constexpr double kRounder = 6755399441055744.0;
 
+/// As std::bit_cast, which not all standard libraries of C++20 have.
+inline std::uint64_t bits_of(double value) {
+  std::uint64_t bits = 0;
+  std::memcpy(&bits, &value, sizeof bits);
+  return bits;
+}
+
 /// a * b - product, exactly, for product = a * b as rounded and b below 2^26 (T. J. Dekker, Numerische
 /// Mathematik 18, 1971, doi:10.1007/BF01397083).
 inline double product_error(double a, double b, double product) {
@@ -132,12 +140,22 @@ inline double round_scaled(double magnitude, double scaled) {
   return error < 0 ? rounded - 1 : rounded;
 }
 
+/// Any value but not-a-number.
+inline char* write_digits(char* to, double value, int decimals) {
+#if defined(__cpp_lib_to_chars)
+  return std::to_chars(to, to + kLongestCell, value, std::chars_format::fixed, decimals).ptr;
+#else
+  // The same digits, behind a point as long as no locale is set: for standard libraries that cannot print doubles.
+  return to + std::snprintf(to, kLongestCell, "%.*f", decimals, value);
+#endif
+}
+
 inline char* write_slowly(char* to, double value, int decimals) {
   if (std::isnan(value)) {
     constexpr std::string_view kText = "nan,";
     return std::copy(kText.begin(), kText.end(), to);
   }
-  to = std::to_chars(to, to + kLongestCell, value, std::chars_format::fixed, decimals).ptr;
+  to = write_digits(to, value, decimals);
   *to = ',';
   return to + 1;
 }
@@ -193,7 +211,7 @@ inline char* write_cell(char* to, double value) {
     if (scaled < kMostScaled && std::abs(rest) < 0.5) [[likely]] {
       *to = '-';
       to += std::signbit(value) ? 1 : 0;
-      return fixed_decimal::write_five_decimals(to, static_cast<std::uint32_t>(std::bit_cast<std::uint64_t>(sum)));
+      return fixed_decimal::write_five_decimals(to, static_cast<std::uint32_t>(fixed_decimal::bits_of(sum)));
     }
   }
   return fixed_decimal::write_any<Decimals>(to, value);

@@ -30,16 +30,6 @@ std::array<float, N * N> diagonal(float value) {
   return matrix;
 }
 
-std::unique_ptr<tracker_state> make_tracker(std::int32_t rate) {
-  auto state = std::make_unique<tracker_state>();
-  init_tracker(state.get(), rate, 0);
-  set_motionless_thresh(state.get(), kMotionlessThresholds.data());
-  set_quaternion_process_noise_cov_matrix(state.get(), diagonal<4>(kProcessNoise).data());
-  set_imu_quaternion_observation_noise_cov_matrix(state.get(), diagonal<3>(kAccelerometerNoise).data(),
-                                                  diagonal<3>(kMagnetometerNoise).data());
-  return state;
-}
-
 /// The series under `key` when it has exactly three axes and is not empty.
 const kiv_DataSensor* find_input(const SensorMap& sensors, ChannelKey key) {
   const kiv_DataSensor* series = find_series(sensors, key, kAxes);
@@ -71,6 +61,16 @@ void take_piece(const kiv_DataSensor& from, std::size_t n, std::size_t first, st
 }
 
 }  // namespace
+
+std::unique_ptr<tracker_state> make_tracker(std::int32_t rate_hz) {
+  auto state = std::make_unique<tracker_state>();
+  init_tracker(state.get(), rate_hz, 0);
+  set_motionless_thresh(state.get(), kMotionlessThresholds.data());
+  set_quaternion_process_noise_cov_matrix(state.get(), diagonal<4>(kProcessNoise).data());
+  set_imu_quaternion_observation_noise_cov_matrix(state.get(), diagonal<3>(kAccelerometerNoise).data(),
+                                                  diagonal<3>(kMagnetometerNoise).data());
+  return state;
+}
 
 OrientationProblem find_orientation_problem(const kiv_Config& config, const SensorMap& sensors) {
   if (find_input(sensors, kAccelKey) == nullptr) {
@@ -107,7 +107,7 @@ OrientationProblem fill_orientation(const kiv_Config& config, SensorMap* sensors
   // The common length is the stride of both inputs on purpose; of a longer series, the second and third
   // axis are read from shifted positions.
   const tracker_series series{sensors->at(kAccelKey).values.data(), sensors->at(kGyroKey).values.data(),
-                              quaternion.values.data(), n};
+                              quaternion.values.data(), static_cast<std::size_t>(n)};
   for (std::size_t k = 0; k < kComponents; ++k) {
     quaternion.values[k * n + n - 1] = 0.0;  // the last sample never gets an orientation
   }

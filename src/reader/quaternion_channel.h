@@ -3,11 +3,13 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 
 #include "reader/large_array.h"
 #include "reader/orientation_problem.h"
 #include "reader/recording_model.h"
 #include "reader/watch.h"
+#include "tracker/tracker.h"
 
 namespace vortena {
 
@@ -22,6 +24,9 @@ OrientationProblem prepare_orientation(const kiv_Config& config, SensorMap* sens
 /// kStopped.
 OrientationProblem fill_orientation(const kiv_Config& config, SensorMap* sensors, Watch* watch = nullptr,
                                     std::atomic<std::uint64_t>* ready = nullptr);
+
+/// A tracker with the settings for recordings of worn units.
+std::unique_ptr<tracker_state> make_tracker(std::int32_t rate_hz);
 
 /// Why a map allows no orientation; kNone when it does.
 OrientationProblem find_orientation_problem(const kiv_Config& config, const SensorMap& sensors);

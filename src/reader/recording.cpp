@@ -56,6 +56,13 @@ class Loader {
     return goes_on(options_.watch, next_);
   }
 
+  void finish(CountedRecording* recording) {
+    report_->status = LoadStatus::kRead;
+    report_->packages = decoder_.packages();
+    recording->config = std::move(config_);
+    recording->packages = std::move(decoder_);
+  }
+
   void finish(Recording* recording) {
     report_->status = LoadStatus::kRead;
     report_->packages = decoder_.packages();
@@ -134,15 +141,8 @@ bool take_all(Loader& loader, std::istream& stream) {
   return true;
 }
 
-}  // namespace
-
-LoadReport load_recording(Recording* recording, const char* path, const LoadOptions& options) {
-  LoadReport report;
-  std::ifstream stream = open_recording(path, &report.failure);
-  return stream.is_open() ? load_recording(recording, stream, options) : report;
-}
-
-LoadReport load_recording(Recording* recording, std::istream& stream, const LoadOptions& options) {
+template <typename Target>
+LoadReport load(Target* recording, std::istream& stream, const LoadOptions& options) {
   LoadReport report;
   Loader loader(&report, options);
   std::array<std::uint8_t, kBlockSize> first{};
@@ -165,6 +165,31 @@ LoadReport load_recording(Recording* recording, std::istream& stream, const Load
   }
   loader.finish(recording);
   return report;
+}
+
+template <typename Target>
+LoadReport load(Target* recording, const char* path, const LoadOptions& options) {
+  LoadReport report;
+  std::ifstream stream = open_recording(path, &report.failure);
+  return stream.is_open() ? load(recording, stream, options) : report;
+}
+
+}  // namespace
+
+LoadReport load_recording(Recording* recording, const char* path, const LoadOptions& options) {
+  return load(recording, path, options);
+}
+
+LoadReport load_recording(Recording* recording, std::istream& stream, const LoadOptions& options) {
+  return load(recording, stream, options);
+}
+
+LoadReport load_counts(CountedRecording* recording, const char* path, const LoadOptions& options) {
+  return load(recording, path, options);
+}
+
+LoadReport load_counts(CountedRecording* recording, std::istream& stream, const LoadOptions& options) {
+  return load(recording, stream, options);
 }
 
 LoadReport load_recording(Recording* recording, std::span<const std::uint8_t> bytes, const LoadOptions& options) {

@@ -50,13 +50,16 @@ Outcome correct(LoadedRecording* loaded, const GyroscopeOffset& offset) {
 
 }  // namespace
 
+Outcome outcome_of(const LoadReport& report) {
+  const Problem problem = problem_of(report.status);
+  return problem == Problem::kNone ? Outcome()
+                                   : Outcome{.problem = problem, .stage = Stage::kDecoding, .failure = report.failure};
+}
+
 Outcome load(LoadedRecording* loaded, const char* path, const LoadOptions& options, const GyroscopeOffset& offset) {
   loaded->load = load_recording(&loaded->recording, path, options);
-  const Problem problem = problem_of(loaded->load.status);
-  if (problem != Problem::kNone) {
-    return {.problem = problem, .stage = Stage::kDecoding, .failure = loaded->load.failure};
-  }
-  return correct(loaded, offset);
+  Outcome outcome = outcome_of(loaded->load);
+  return outcome.good() ? correct(loaded, offset) : outcome;
 }
 
 Outcome orient(LoadedRecording* loaded, Watch* watch) {

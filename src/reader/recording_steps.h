@@ -31,6 +31,9 @@ struct LoadedRecording {
 /// Loads the recording at `path` and subtracts the gyroscope's offset. `loaded` is freshly constructed.
 Outcome load(LoadedRecording* loaded, const char* path, const LoadOptions& options, const GyroscopeOffset& offset);
 
+/// How a loading ended.
+Outcome outcome_of(const LoadReport& report);
+
 /// Adds the orientation where it is possible: that it is not is no failure, and stands in `loaded`.
 Outcome orient(LoadedRecording* loaded, Watch* watch);
 

@@ -21,13 +21,21 @@ namespace {
 
 namespace fs = std::filesystem;
 
-#ifdef VORTENA_POSIX
+#if defined(__EMSCRIPTEN__)
+/// An instance has no number of its own: its loader says whose it is.
+std::string process_name() {
+  const char* const name = std::getenv("VORTENA_PROCESS");
+  return name == nullptr ? "instance" : name;
+}
+#elif defined(VORTENA_POSIX)
 std::string process_name() {
   std::array<char, 256> host{};
   gethostname(host.data(), host.size() - 1);
   return std::string(host.data()) + "-" + std::to_string(getpid());
 }
+#endif
 
+#ifdef VORTENA_POSIX
 /// Refused changes of the owner are no failure: the file belongs to whoever writes it then.
 std::error_code take_over_mode(std::FILE* file, const fs::path& from) {
   struct stat old{};
