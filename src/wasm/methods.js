@@ -1,0 +1,100 @@
+// The five methods over WebAssembly, for systems that no native entry was built for. They check and take their arguments
+// as the native ones do.
+'use strict';
+
+const { compiledModule, instantiate } = require('./compiled.js');
+const { diskFiles } = require('./disk-files.js');
+
+compiledModule();  // what keeps it from running comes out when this is loaded
+
+const decoder = new TextDecoder('utf-8', { ignoreBOM: true });
+const isString = (value) => typeof value === 'string';
+
+/** As in the native entries, in bytes: some 300,000 recordings. */
+const LARGEST_PATH_LIST = 256 * 1024 * 1024;
+const BYTES_OF_A_RECORDING = 640;
+/** Of a list that is too long anyway, this many elements are still tested. */
+const MOST_TESTED = 1 << 20;
+
+function checkArguments(values, kinds) {
+  if (values.length < kinds.length) {
+    throw new TypeError('Wrong number of arguments');
+  }
+  if (!kinds.every((isOfKind, k) => isOfKind(values[k]))) {
+    throw new TypeError('Wrong arguments');
+  }
+}
+
+function fetchString(list, index) {
+  const element = list[index];
+  if (!isString(element)) {
+    throw new TypeError('Wrong arguments');
+  }
+  return element;
+}
+
+function stringList(list) {
+  const strings = [];
+  const { length } = list;
+  let held = 0;
+  for (let index = 0; index < length; index += 1) {
+    // Fetched once to test and once to take; a getter may answer differently, so both are tested.
+    fetchString(list, index);
+    if (held <= LARGEST_PATH_LIST) {
+      strings.push(fetchString(list, index));
+      held += BYTES_OF_A_RECORDING + strings.at(-1).length;
+    } else if (index >= MOST_TESTED) {
+      break;
+    }
+  }
+  if (held > LARGEST_PATH_LIST) {
+    throw new Error('The list of recordings is too long');
+  }
+  return strings;
+}
+
+function messageOf({ code, message }) {
+  return code === 'ERR_NO_MEMORY' ? 'Not enough memory for this call' : message || 'The call failed';
+}
+
+/** The answer up to its first zero byte. */
+function textOf({ json }) {
+  const end = json.indexOf(0);
+  return decoder.decode(end < 0 ? json : json.subarray(0, end));
+}
+
+function run(...values) {
+  const instance = instantiate(diskFiles);
+  try {
+    return textOf(instance.run(...values));
+  } catch (failure) {
+    throw new Error(messageOf(failure));
+  } finally {
+    instance.closeFiles();
+  }
+}
+
+exports.read = function read(...values) {
+  checkArguments(values, [isString, isString]);
+  return run('read method', values[0], values[1]);
+};
+
+exports.readAndSync2 = function readAndSync2(...values) {
+  checkArguments(values, [Array.isArray, isString]);
+  return run('readAndSync2 method', stringList(values[0]), values[1]);
+};
+
+exports.readConfig = function readConfig(...values) {
+  checkArguments(values, [isString]);
+  return run('readConfig method', values[0]);
+};
+
+exports.writeConfig = function writeConfig(...values) {
+  checkArguments(values, [isString, isString]);
+  return run('writeConfig method', values[0], values[1]);
+};
+
+exports.readConfigDeviceId = function readConfigDeviceId(...values) {
+  checkArguments(values, [isString]);
+  return run('readConfigDeviceId method', values[0]);
+};

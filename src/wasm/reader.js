@@ -1,0 +1,169 @@
+// The operations on recordings in memory, over WebAssembly: the same code for Node.js, for pages and for their workers.
+'use strict';
+
+const { Instance } = require('./instance.js');
+const { Listener } = require('./listener.js');
+const { MemoryFiles } = require('./memory-files.js');
+const args = require('../promises/arguments.js');
+const { configurationObject } = require('../promises/configuration.js');
+const { VortenaError, vortenaError } = require('../promises/errors.js');
+const { levelsRequest, samplesRequest, setAnswer } = require('../promises/requests.js');
+
+/** Between two pieces of a CSV, other tasks of the thread get their turn this often. */
+const BREATH_MS = 50;
+
+const decoder = new TextDecoder();
+
+function breathe() {
+  return new Promise((resolve) => {
+    setTimeout(resolve);
+  });
+}
+
+/** From what users hand in to a module. */
+async function compile(given) {
+  const source = await given;
+  if (source instanceof WebAssembly.Module) {
+    return source;
+  }
+  const response = typeof source === 'string' || source instanceof URL ? await fetch(source) : source;
+  if (typeof Response === 'undefined' || !(response instanceof Response)) {
+    return WebAssembly.compile(response);
+  }
+  if (!response.ok) {
+    throw new Error(`vortena.wasm cannot be fetched: ${response.status} ${response.statusText}`);
+  }
+  return WebAssembly.compile(await response.arrayBuffer());
+}
+
+/** The module answers with plain objects; what else is thrown is a fault, or a lack of memory. */
+function asError(failure, names) {
+  const isPlain = typeof failure?.code === 'string' && !(failure instanceof Error);
+  const code = failure instanceof RangeError ? 'ERR_NO_MEMORY' : 'ERR_INTERNAL';
+  const known = isPlain ? failure : { code, message: failure?.message };
+  return vortenaError(known, names[known.recording] ?? names[0]);
+}
+
+function recordingList(list) {
+  args.check(Array.isArray(list), 'recordings is not an array');
+  return list;
+}
+
+/** `provide()` gives what initialise() takes, for those who never call it. */
+function makeReader(provide) {
+  let compiled;
+
+  /** Readies the module: a WebAssembly.Module, its bytes, a Response, a URL, or a promise of one of these. */
+  async function initialise(source = provide()) {
+    const attempt = compile(source);
+    compiled = attempt;
+    try {
+      await attempt;
+    } catch (error) {
+      compiled = undefined;  // the next call tries again
+      throw error;
+    }
+  }
+
+  /** An instance of its own for each call: its memory, which never shrinks, goes with it. */
+  async function open(recordings, options) {
+    const files = new MemoryFiles();
+    const paths = recordings.map((recording, k) => `/in/${k}.bin`);
+    recordings.forEach((recording, k) => files.add(paths[k], recording));
+    options.signal?.throwIfAborted();
+    if (!compiled) {
+      await initialise();
+    }
+    const module = await compiled;
+    const listener = new Listener(options);
+    const instance = new Instance(files, listener.look);
+    instance.attach(await WebAssembly.instantiate(module, instance.importsFor(module)));
+    const names = recordings.map((recording, k) => recording.name ?? (recordings.length > 1 ? `recordings[${k}]` : 'recording'));
+    return { instance, files, paths, names, listener };
+  }
+
+  async function run({ instance, listener, names }, ...values) {
+    try {
+      const { json, buffers } = instance.run(...values);
+      return { result: JSON.parse(decoder.decode(json)), buffers };
+    } catch (failure) {
+      listener.throwIfStopped();
+      throw asError(failure, names);
+    }
+  }
+
+  async function* csvPieces(recording, options = {}) {
+    args.checkOptions(options);
+    const { instance, paths, names, listener } = await open([recording], options);
+    let breath = performance.now();
+    const tell = (fraction) => listener.tell('write', fraction);
+    try {
+      for (const piece of instance.csvPieces(paths[0], tell)) {
+        yield piece;
+        if (performance.now() - breath >= BREATH_MS) {
+          await breathe();
+          breath = performance.now();
+        }
+        listener.throwIfStopped();
+      }
+    } catch (failure) {
+      listener.throwIfStopped();
+      throw asError(failure, names);
+    }
+  }
+
+  async function convert(recording, options = {}) {
+    const pieces = [];
+    for await (const piece of csvPieces(recording, options)) {
+      pieces.push(piece);
+    }
+    const csv = new Uint8Array(pieces.reduce((size, { length }) => size + length, 0));
+    let at = 0;
+    for (let piece = pieces.shift(); piece; piece = pieces.shift()) {
+      csv.set(piece, at);
+      at += piece.length;
+    }
+    return csv;
+  }
+
+  async function readSamples(recording, options = {}) {
+    args.checkOptions(options);
+    const { values, answer } = samplesRequest(options);
+    const opened = await open([recording], options);
+    return answer(await run(opened, 'readSamples', opened.paths[0], ...values));
+  }
+
+  async function inspect(recording, options = {}) {
+    args.checkOptions(options);
+    const opened = await open([recording], options);
+    return (await run(opened, 'inspect', opened.paths[0])).result;
+  }
+
+  async function readConfig(recording, options = {}) {
+    args.checkOptions(options);
+    const formatter = args.formatter(options);
+    const opened = await open([recording], options);
+    return configurationObject((await run(opened, 'readConfig', opened.paths[0])).result, formatter);
+  }
+
+  async function levels(recordings, options = {}) {
+    args.checkOptions(options);
+    const { values, answer } = levelsRequest(options);
+    const opened = await open(recordingList(recordings), options);
+    return answer(await run(opened, 'levels', opened.paths, ...values));
+  }
+
+  async function synchronise(recordings, options = {}) {
+    args.checkOptions(options);
+    const offsets = args.gyroscopeOffsets(options, recordingList(recordings).length);
+    const opened = await open(recordings, options);
+    const { result } = await run(opened, 'synchronise', opened.paths, '/out', false, ...offsets);
+    const { clock, units } = setAnswer(result, opened.names);
+    const outputs = units.map(({ output }) => opened.files.take(output));
+    return { outputs, clock, units: units.map(({ output, ...unit }) => unit) };
+  }
+
+  return { VortenaError, initialise, convert, csvPieces, readSamples, inspect, readConfig, levels, synchronise };
+}
+
+module.exports = { makeReader };
