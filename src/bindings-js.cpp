@@ -3,16 +3,13 @@
 // It is also the last line of defence: a C++ exception that left a callback would end the process.
 #include <node.h>
 
-#include <exception>
 #include <initializer_list>
-#include <new>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "bindings-arguments.h"
 #include "reader/bin_reader2.h"
-#include "reader/recording.h"
 
 namespace demo {
 
@@ -27,23 +24,12 @@ using v8::Object;
 using v8::String;
 using v8::Value;
 using vortena::BinReader2;
+using vortena::Kind;
+using vortena::PathList;
 
 using Call = v8::FunctionCallbackInfo<Value>;
 
 namespace {
-
-enum class Kind { kString, kArray };
-
-/// Bytes that a list of paths may hold, with what each recording takes before it is read: some 300,000 recordings. The
-/// length that an array claims says nothing: it may be sparse, or its elements may come from a getter without end.
-constexpr std::size_t kLargestPathList = std::size_t{256} * 1024 * 1024;
-
-/// Of a list that is too long anyway, this many elements are still tested: a wrong kind is the error that counts.
-constexpr std::uint32_t kMostTested = std::uint32_t{1} << 20;
-
-/// Conversions from this many UTF-16 units on make sure of their memory first.
-constexpr int kLongString = 1024 * 1024;
-constexpr int kMaxUtf8BytesPerUnit = 3;
 
 void throw_error(Isolate* isolate, const char* message) {
   Local<String> text;
@@ -87,13 +73,8 @@ class Utf8Text {
   [[nodiscard]] const char* c_str() const { return *text_ == nullptr ? "" : *text_; }
 
  private:
-  /// Out of memory, the runtime's own conversion ends the process. Asking for the same amount first throws instead.
   static Local<Value> require_memory(const Local<Value>& value) {
-    const int length = value.As<String>()->Length();
-    if (length >= kLongString) {
-      // Called by name: unlike a new-expression, these calls are never optimised away.
-      ::operator delete(::operator new(static_cast<std::size_t>(length) * kMaxUtf8BytesPerUnit + 1));
-    }
+    vortena::require_memory_for_text(static_cast<std::size_t>(value.As<String>()->Length()));
     return value;
   }
 
@@ -113,32 +94,32 @@ std::optional<Local<String>> fetch_string(Isolate* isolate, const Local<Array>& 
   return element.As<String>();
 }
 
+/// Fetched once to test and once to take; a getter may answer differently, so both are tested.
+bool add_element(Isolate* isolate, const Local<Array>& array, std::uint32_t index, PathList* list) {
+  const HandleScope scope(isolate);
+  if (!fetch_string(isolate, array, index)) {
+    return false;
+  }
+  if (list->is_too_long()) {
+    return true;
+  }
+  const std::optional<Local<String>> element = fetch_string(isolate, array, index);
+  if (element) {
+    list->add(Utf8Text(isolate, *element).c_str());
+  }
+  return element.has_value();
+}
+
 /// The array's strings; empty, with an exception on its way, when an element is not one.
 std::optional<std::vector<std::string>> string_list(Isolate* isolate, const Local<Array>& array) {
-  std::vector<std::string> list;
-  std::size_t held = 0;
+  PathList list;
   const std::uint32_t length = array->Length();
-  for (std::uint32_t index = 0; index < length; ++index) {
-    const HandleScope scope(isolate);
-    // Fetched once to test and once to take; a getter may answer differently, so both are tested.
-    if (!fetch_string(isolate, array, index)) {
+  for (std::uint32_t index = 0; index < length && !(list.is_too_long() && index > vortena::kMostTested); ++index) {
+    if (!add_element(isolate, array, index, &list)) {
       return std::nullopt;
     }
-    if (held <= kLargestPathList) {
-      const std::optional<Local<String>> element = fetch_string(isolate, array, index);
-      if (!element) {
-        return std::nullopt;
-      }
-      list.emplace_back(Utf8Text(isolate, *element).c_str());
-      held += sizeof(vortena::Recording) + sizeof(std::string) + list.back().capacity();
-    } else if (index >= kMostTested) {
-      break;
-    }
   }
-  if (held > kLargestPathList) {
-    throw std::length_error("The list of recordings is too long");
-  }
-  return list;
+  return list.take();
 }
 
 /// The answer up to its first zero byte. If no string can be made of it, the call's value stays undefined.
@@ -153,21 +134,16 @@ void set_answer(const Call& call, const std::string& answer) {
 /// exception is already on its way to JavaScript.
 template <typename Operation>
 void run_method(const Call& call, std::initializer_list<Kind> kinds, Operation operation) {
-  try {
+  Isolate* isolate = call.GetIsolate();
+  const auto method = [&] {
     if (!check_arguments(call, kinds)) {
       return;
     }
-    const std::optional<std::string> answer = operation(call.GetIsolate());
-    if (answer) {
+    if (const std::optional<std::string> answer = operation(isolate)) {
       set_answer(call, *answer);
     }
-  } catch (const std::bad_alloc&) {
-    throw_error(call.GetIsolate(), "Not enough memory for this call");
-  } catch (const std::exception& error) {
-    throw_error(call.GetIsolate(), error.what());
-  } catch (...) {
-    throw_error(call.GetIsolate(), "The call failed");
-  }
+  };
+  vortena::guard(method, [isolate](const char* message) { throw_error(isolate, message); });
 }
 
 }  // namespace

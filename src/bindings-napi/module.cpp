@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "bindings-napi/job.h"
+#include "bindings-napi/methods.h"
 #include "bindings-napi/values.h"
 #include "operations/operations.h"
 
@@ -47,6 +48,7 @@ NAPI_MODULE_INIT() {
       methods.push_back(method(operation.name, start, &operation));
     }
     napi_define_properties(env, exports, methods.size(), methods.data());
+    vortena::napi::define_methods(env, exports);
   } catch (const std::bad_alloc&) {
     return nullptr;
   }
