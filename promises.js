@@ -1,9 +1,9 @@
 // The operations as promises; each runs on a thread of its own.
 'use strict';
 
-const path = require('node:path');
 const util = require('node:util');
 
+const { loadMethods, loadOperations } = require('./src/loading.js');
 const args = require('./src/promises/arguments.js');
 const { configurationObject, configurationText } = require('./src/promises/configuration.js');
 const { VortenaError, vortenaError } = require('./src/promises/errors.js');
@@ -11,24 +11,10 @@ const { runJob } = require('./src/promises/job-queue.js');
 const { filePath, pathList } = require('./src/promises/paths.js');
 const { levelsRequest, samplesRequest, setAnswer } = require('./src/promises/requests.js');
 
-const native = loadBinding();
+const { binding: native, ...operations } = loadOperations();
 
 // What ends a process from JavaScript ends no environment: jobs would be cut off, and leave parts of files.
 process.on('exit', () => native.endJobs());
-
-function loadBinding() {
-  try {
-    return require(path.join(__dirname, 'build', 'Release', 'vortena.node'));
-  } catch (cause) {
-    const error = new Error(
-      `vortena-reader/promises is not built for ${process.platform}-${process.arch}. ` +
-        'Run "npm rebuild vortena-reader", or "npm install" in a checkout.',
-      { cause },
-    );
-    error.code = 'ERR_ADDON_NOT_BUILT';
-    throw error;
-  }
-}
 
 const ABOUT_OUTPUTS = new Set(['ERR_WRITE', 'ERR_OUTPUT_IS_RECORDING', 'ERR_OUTPUT_CLASH', 'ERR_CONFIG_TEXT']);
 
@@ -40,7 +26,7 @@ function csvName(recording) {
 /** Failures of the native entry are plain objects, but for that of starting a thread. */
 async function run(start, options, { recordings = [], outputs = [], folder }) {
   try {
-    return await runJob(start, options);
+    return await runJob(start, options, { sharedControl: native.sharedControl });
   } catch (error) {
     if (error?.systemError === undefined && error?.code !== 'ERR_NO_MEMORY') {
       throw error;
@@ -125,6 +111,12 @@ async function writeConfig(file, config, options = {}) {
   await run((control, done) => native.writeConfig(control, done, to, text, fsync), options, { outputs: [to] });
 }
 
+/** What the five methods and these promises run on. */
+function backend() {
+  const { kind, file } = loadMethods();
+  return { methods: { kind, file }, promises: { ...operations } };
+}
+
 // One by one, so that ES modules can import each by name.
 exports.VortenaError = VortenaError;
 exports.convert = convert;
@@ -134,3 +126,4 @@ exports.levels = levels;
 exports.synchronise = synchronise;
 exports.readConfig = readConfig;
 exports.writeConfig = writeConfig;
+exports.backend = backend;

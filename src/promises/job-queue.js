@@ -32,9 +32,10 @@ function progressOf(control) {
 
 /** From the place in the queue to the callback. */
 class Job {
-  constructor(start, { signal, onProgress }, settle) {
+  constructor(start, { signal, onProgress }, { sharedControl, settle }) {
+    const Memory = sharedControl ? SharedArrayBuffer : ArrayBuffer;
     Object.assign(this, { start, signal, onProgress, settle });
-    this.control = new Int32Array(new ArrayBuffer(PLACES * Int32Array.BYTES_PER_ELEMENT));
+    this.control = new Int32Array(new Memory(PLACES * Int32Array.BYTES_PER_ELEMENT));
     this.abort = this.abort.bind(this);
     signal?.addEventListener('abort', this.abort, { once: true });
   }
@@ -105,12 +106,13 @@ class Job {
 
 /**
  * Runs `start(control, callback, alone)` when its turn comes; `alone` says that a processor is left over. Resolves with
- * what the callback gets, rejects with its failure or with the reason of the signal.
+ * what the callback gets, rejects with its failure or with the reason of the signal. `sharedControl` puts the control
+ * block into memory that a worker thread can see.
  */
-function runJob(start, options) {
+function runJob(start, options, { sharedControl = false } = {}) {
   options.signal?.throwIfAborted();
   return new Promise((resolve, reject) => {
-    waiting.push(new Job(start, options, { resolve, reject }));
+    waiting.push(new Job(start, options, { sharedControl, settle: { resolve, reject } }));
     startNext();
   });
 }

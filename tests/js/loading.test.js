@@ -59,28 +59,30 @@ function alteredModule(from, to) {
   return Buffer.from(module.replace(from, to), 'latin1');
 }
 
-/** A package in a folder of its own, around a module of the given bytes or none. */
-function layOut(test, addon, script = 'build-addon.js') {
+/** A package in a folder of its own, with files of the given contents beside its JavaScript. */
+function layOut(test, contents, scripts = ['build-addon.js', 'install.js']) {
   const folder = scratchFolder(test);
-  fs.copyFileSync(path.join(packagePath, 'index.js'), path.join(folder, 'index.js'));
-  fs.mkdirSync(path.join(folder, 'build', 'Release'), { recursive: true });
-  fs.mkdirSync(path.join(folder, 'script'));
-  fs.writeFileSync(path.join(folder, 'script', script), '');
-  if (addon) {
-    fs.writeFileSync(path.join(folder, 'build', 'Release', 'addon.node'), addon);
+  for (const name of ['index.js', 'promises.js', 'src/loading.js', 'src/promises']) {
+    fs.cpSync(path.join(packagePath, name), path.join(folder, name), { recursive: true });
+  }
+  for (const name of scripts) {
+    fs.cpSync(path.join(__dirname, '..', '..', 'script', name), path.join(folder, 'script', name));
+  }
+  for (const [name, content] of Object.entries(contents)) {
+    fs.mkdirSync(path.join(folder, path.dirname(name)), { recursive: true });
+    fs.writeFileSync(path.join(folder, name), content);
   }
   return folder;
 }
 
 for (const [what, addon, sentence] of [
-  ['missing', () => undefined, /is not built/],
-  ['damaged', () => 'not a module', /does not load: .*addon\.node/],
+  ['damaged', () => 'not a module', /addon\.node: .*(too short|invalid)/],
   ['of a newer system', () => alteredModule(/GLIBCXX_3\.4\.2\d/, 'GLIBCXX_3.4.99'), /newer system.*GLIBCXX_3\.4\.99/],
   ['of another processor', () => alteredModule(/(?<=^[^]{18})../, '\xff\xff'), /another processor/],
   ['of another Node.js', () => alteredModule(/_ZN2v89Exception/, '_ZN2v89Exceptiox'), /another release of Node\.js/],
 ]) {
   test(`a module that is ${what} is an error that names the cause, and a command to paste`, (t) => {
-    const folder = layOut(t, addon());
+    const folder = layOut(t, { 'build/Release/addon.node': addon() });
     assert.throws(() => require(folder), (error) => {
       assert.equal(error.code, 'ERR_ADDON_NOT_BUILT');
       assert.match(error.message, sentence);
@@ -91,7 +93,64 @@ for (const [what, addon, sentence] of [
 }
 
 test('a bundle is told to leave the package in node_modules', (t) => {
-  assert.throws(() => require(layOut(t, undefined, 'other.js')), { code: 'ERR_ADDON_NOT_BUILT', message: /external/ });
+  assert.throws(() => require(layOut(t, {}, [])), { code: 'ERR_ADDON_NOT_BUILT', message: /external/ });
+});
+
+const compiled = (name) => fs.readFileSync(path.join(packagePath, 'build', 'Release', `${name}.node`));
+const prebuilds = `prebuilds/linux-${process.arch}-glibc`;
+const prebuiltAddon = `${prebuilds}/addon.abi${process.versions.modules}.node`;
+const wasm = { // only to be found: it is never called
+  'wasm/vortena.wasm': '',
+  'src/wasm/methods.js': "require('node:fs').readFileSync(`${__dirname}/../../wasm/vortena.wasm`).length && null.x;",
+  'src/wasm/native.js': 'exports.endJobs = () => {}; exports.sharedControl = true;',
+};
+
+test('of all binaries the first that loads is taken, and the error names all that do not', (t) => {
+  const files = [
+    ['built', 'build/Release/addon.node', 'addon'], ['prebuilt', prebuiltAddon, 'addon'],
+    ['node-api', 'build/Release/vortena.node', 'vortena'], ['node-api', `${prebuilds}/vortena.node`, 'vortena'],
+  ];
+  const folder = layOut(t, { ...Object.fromEntries(files.map(([, file, name]) => [file, compiled(name)])), ...wasm });
+  const backend = (only = '') => {
+    const question = `JSON.stringify(require(${JSON.stringify(path.join(folder, 'promises.js'))}).backend())`;
+    const { stdout, stderr } = node(['-p', question], { ...process.env, VORTENA_BACKEND: only });
+    return stdout ? Object.values(JSON.parse(stdout)).map(({ kind, file }) => [kind, path.relative(folder, file)]) : stderr;
+  };
+  const steps = [...files.map(([kind, file]) => [kind, file]), ['wasm', 'wasm/vortena.wasm']];
+  const [, , { 1: builtEntry }, { 1: prebuiltEntry }, wasmStep] = steps;
+  const entries = [...Array(3).fill(['built', builtEntry]), ['prebuilt', prebuiltEntry], wasmStep];
+  for (const [only, methods, promises] of [['built', 0, 0], ['prebuilt', 1, 3], ['node-api', 2, 0], ['wasm', 4, 4]]) {
+    assert.deepEqual(backend(only), [steps[methods], entries[promises]]);
+  }
+  steps.forEach((step, k) => {
+    assert.deepEqual(backend(), [step, entries[k]]);
+    fs.writeFileSync(path.join(folder, step[1]), 'damaged');
+  });
+  const { stderr } = node([folder]);
+  assert.ok(steps.every(([, file]) => stderr.includes(`\n  ${file}: `)), stderr);
+  assert.equal(backend('prebuilt').match(/^ {2}.*$/m)[0].split(':')[0], `  ${prebuiltEntry}`);
+  assert.match(backend('none'), /^Error: VORTENA_BACKEND is none of built, prebuilt, node-api, wasm: none$/m);
+});
+
+test('installing builds, unless prebuilt binaries load, and does without where it cannot', (t) => {
+  const install = (folder) => {
+    const { status, stdout, stderr } = node([path.join(folder, 'script', 'install.js')], { PATH: '' });
+    return [status, stdout, stderr];
+  };
+  const binaries = { [prebuiltAddon]: compiled('addon'), [`${prebuilds}/vortena.node`]: compiled('vortena') };
+  assert.deepEqual(install(layOut(t, binaries)), [0, '', '']);
+  const cannot = /^vortena-reader: building needs, and does not find: CMake.*\n$/;
+  for (const [contents, expected, words, errors] of [
+    [{ ...binaries, '.git': '' }, 1, /^$/, cannot],
+    [{ ...binaries, [prebuiltAddon]: 'damaged' }, 0, /^vortena-reader: runs on .*Node-API.*: building needs.*\n$/, /^$/],
+    [wasm, 0, /^vortena-reader: runs on WebAssembly.*: building needs.*\n$/, /^$/],
+    [{}, 1, /^$/, cannot],
+  ]) {
+    const [status, stdout, stderr] = install(layOut(t, contents));
+    assert.equal(status, expected, stderr);
+    assert.match(stdout, words);
+    assert.match(stderr, errors);
+  }
 });
 
 test('the build names all missing tools in one sentence, and only those', (t) => {

@@ -1,0 +1,130 @@
+// Which of its binaries the package runs on: built here, prebuilt, over Node-API, or WebAssembly. The first one that
+// loads is taken, and those after it are not looked at.
+'use strict';
+
+const fs = require('node:fs');
+const path = require('node:path');
+
+const root = path.dirname(__dirname);
+const buildScript = path.join(root, 'script', 'build-addon.js');
+const wasm = path.join(root, 'wasm', 'vortena.wasm');
+const KINDS = ['built', 'prebuilt', 'node-api', 'wasm'];
+
+const KNOWN_CAUSES = [
+  [/NODE_MODULE_VERSION (\d+)\./, 'it was built for another release of Node.js (ABI $1)'],
+  [/undefined symbol: _ZNK?2v8/, 'it was built for another release of Node.js'],
+  [/version `(\w+_[\d.]+)' not found/, 'it was built on a newer system, and $1 is missing here'],
+  [/\.node: cannot open shared object file/, 'it was built for another processor or system'],
+];
+
+/** By the program interpreter that Node.js asks for: a musl system may load what was linked with glibc, and crash later. */
+function cLibrary() {
+  const head = Buffer.alloc(4096);
+  try {
+    const file = fs.openSync(process.execPath, 'r');
+    fs.readSync(file, head, 0, head.length, 0);
+    fs.closeSync(file);
+  } catch {
+    return 'glibc';
+  }
+  return head.includes('/ld-musl-') ? 'musl' : 'glibc';
+}
+
+function target() {
+  const { arch, platform } = process;
+  return platform === 'linux' ? `linux-${arch}-${cLibrary()}` : `${platform}-${arch}`;
+}
+
+const built = (name) => path.join(root, 'build', 'Release', name);
+const prebuilt = (name) => path.join(root, 'prebuilds', target(), name);
+const overWasm = (name) => ({ kind: 'wasm', file: wasm, entry: path.join(root, 'src', 'wasm', name) });
+
+function* methodsCandidates() {
+  yield { kind: 'built', file: built('addon.node') };
+  yield { kind: 'prebuilt', file: prebuilt(`addon.abi${process.versions.modules}.node`) };
+  yield { kind: 'node-api', file: built('vortena.node'), member: 'methods' };
+  yield { kind: 'node-api', file: prebuilt('vortena.node'), member: 'methods' };
+  yield overWasm('methods.js');
+}
+
+function* promisesCandidates() {
+  yield { kind: 'built', also: 'node-api', file: built('vortena.node') };
+  yield { kind: 'prebuilt', also: 'node-api', file: prebuilt('vortena.node') };
+  yield overWasm('native.js');
+}
+
+/** Of VORTENA_BACKEND; undefined when any will do. */
+function onlyKind() {
+  const kind = process.env.VORTENA_BACKEND || undefined;
+  if (kind !== undefined && !KINDS.includes(kind)) {
+    throw new Error(`VORTENA_BACKEND is none of ${KINDS.join(', ')}: ${kind}`);
+  }
+  return kind;
+}
+
+function open({ kind, file, entry = file, member }) {
+  const missing = [file, entry].find((needed) => !fs.existsSync(needed));
+  if (missing) {
+    const why = kind === 'built' ? 'it is not built; some package managers run no install scripts' : 'it is not there';
+    throw Object.assign(new Error(why), { isMissing: true });
+  }
+  const binding = require(entry);
+  const wanted = member ? binding[member] : binding;
+  if (wanted === undefined) {
+    throw new Error('it is of an earlier release of the package');
+  }
+  return wanted;
+}
+
+function wordsOf(cause) {
+  const words = cause.message.replace(/\s+/g, ' ');
+  const [pattern, plain] = KNOWN_CAUSES.find(([known]) => known.test(words)) ?? [];
+  return pattern ? plain.replace('$1', pattern.exec(words)[1]) : words;
+}
+
+/** What keeps the package from loading, and what the reader can do about it. */
+function explain(failures, only) {
+  if (!fs.existsSync(buildScript)) {
+    return `the package's files are not in ${root}. A bundle must leave the package external, in node_modules.`;
+  }
+  const lines = failures.map(({ file, cause }) => `  ${path.relative(root, file)}: ${wordsOf(cause)}`);
+  return only && only !== 'built'
+    ? [`VORTENA_BACKEND asks for ${only}, which does not load.`, ...lines, 'Without VORTENA_BACKEND any other will do.'].join('\n')
+    : ['none of its binaries loads.', ...lines, `Build it here: node "${buildScript}"`].join('\n');
+}
+
+function runtimeName() {
+  const { bun, deno, modules } = process.versions;
+  return (bun && `Bun ${bun}`) || (deno && `Deno ${deno}`) || `Node.js ${process.version} (ABI ${modules})`;
+}
+
+/** `cause` is that of the first binary that was there. */
+function notLoaded(failures, only) {
+  const { cause } = failures.find((failure) => !failure.cause.isMissing) ?? failures[0];
+  const message = `vortena-reader on ${runtimeName()}, ${process.platform}-${process.arch}: ${explain(failures, only)}`;
+  return Object.assign(new Error(message, { cause }), { code: 'ERR_ADDON_NOT_BUILT' });
+}
+
+function firstThatLoads(candidates) {
+  const only = onlyKind();
+  const failures = [];
+  for (const candidate of candidates) {
+    const { kind, also, file } = candidate;
+    if (only === undefined || only === kind || only === also) {
+      try {
+        return { kind, file, binding: open(candidate) };
+      } catch (cause) {
+        failures.push({ file, cause });
+      }
+    }
+  }
+  throw notLoaded(failures, only);
+}
+
+/** `{ kind, file, binding }` of the five methods. Throws an Error of the code ERR_ADDON_NOT_BUILT. */
+const loadMethods = () => firstThatLoads(methodsCandidates());
+
+/** The same of the operations behind the promises. */
+const loadOperations = () => firstThatLoads(promisesCandidates());
+
+module.exports = { loadMethods, loadOperations };
