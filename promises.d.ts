@@ -532,3 +532,20 @@ export function writeConfig(
   config: string | WritableConfig,
   options?: Pick<JobOptions, 'signal'> & OutputOptions,
 ): Promise<void>;
+
+/** What the package runs on. */
+export interface Binary {
+  /**
+   * `'built'`: compiled on this machine. `'prebuilt'`: it came with the package. `'node-api'`: the five methods over
+   * Node-API, where no binary of theirs is for this release of Node.js. `'wasm'`: WebAssembly.
+   */
+  kind: 'built' | 'prebuilt' | 'node-api' | 'wasm';
+  /** Its path. */
+  file: string;
+}
+
+/**
+ * Of each entry the binary that was loaded, the first that could be. In answers and bytes they are alike. Throws
+ * `ERR_ADDON_NOT_BUILT` where `vortena-reader` itself does not load. docs/promises.md tells more.
+ */
+export function backend(): { methods: Binary; promises: Binary & { kind: Exclude<Binary['kind'], 'node-api'> } };

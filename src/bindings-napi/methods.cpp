@@ -6,6 +6,7 @@
 #include <initializer_list>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "bindings-arguments.h"
@@ -77,14 +78,61 @@ bool check_arguments(const Call& call, std::initializer_list<Kind> kinds) {
   return true;
 }
 
-/// A string as UTF-8. Lone surrogates become U+FFFD; zero characters stay, and end what c_str() is taken for.
+/// Of Node.js, whose own conversion leaves halves of surrogate pairs as they are in earlier ones. addon.node takes
+/// that.
+constexpr std::uint32_t kFirstReleaseThatReplaces = 24;
+constexpr std::string_view kReplacement = "\xef\xbf\xbd";
+
+bool replaces_surrogates(napi_env env) {
+  const napi_node_version* node = nullptr;
+  return napi_get_node_version(env, &node) != napi_ok || node->major >= kFirstReleaseThatReplaces;
+}
+
+bool is_high_surrogate(char16_t unit) {
+  return unit >= 0xd800 && unit < 0xdc00;
+}
+
+bool is_low_surrogate(char16_t unit) {
+  return unit >= 0xdc00 && unit < 0xe000;
+}
+
+std::size_t utf8_bytes(char16_t unit) {
+  return unit < 0x80 ? 1 : unit < 0x800 ? 2 : 3;
+}
+
+/// Node-API replaces them always. What it replaced becomes three bytes that are no UTF-8 again.
+void restore_surrogates(std::u16string_view units, std::string* text) {
+  std::size_t at = 0;
+  for (std::size_t i = 0; i < units.size(); ++i) {
+    const char16_t unit = units[i];
+    if (is_high_surrogate(unit) && i + 1 < units.size() && is_low_surrogate(units[i + 1])) {
+      at += 4;
+      ++i;
+      continue;
+    }
+    if (is_high_surrogate(unit) || is_low_surrogate(unit)) {
+      (*text)[at] = static_cast<char>(0xe0 | unit >> 12);
+      (*text)[at + 1] = static_cast<char>(0x80 | (unit >> 6 & 0x3f));
+      (*text)[at + 2] = static_cast<char>(0x80 | (unit & 0x3f));
+    }
+    at += utf8_bytes(unit);
+  }
+}
+
+/// A string as UTF-8; zero characters stay, and end what c_str() is taken for.
 std::string text_of(napi_env env, napi_value value) {
+  std::size_t length = 0;
+  napi_get_value_string_utf16(env, value, nullptr, 0, &length);
+  require_memory_for_text(length);
   std::size_t size = 0;
-  napi_get_value_string_utf16(env, value, nullptr, 0, &size);
-  require_memory_for_text(size);
   napi_get_value_string_utf8(env, value, nullptr, 0, &size);
   std::string text(size, '\0');
   napi_get_value_string_utf8(env, value, text.data(), size + 1, &size);
+  if (text.find(kReplacement) != std::string::npos && !replaces_surrogates(env)) {
+    std::u16string units(length, u'\0');
+    napi_get_value_string_utf16(env, value, units.data(), length + 1, &length);
+    restore_surrogates(units, &text);
+  }
   return text;
 }
 

@@ -9,30 +9,12 @@ const test = require('node:test');
 const { setTimeout: sleep } = require('node:timers/promises');
 const { Worker } = require('node:worker_threads');
 const { packagePath, dataBlock, headerBlock, requireComplete, scratchFolder, writeRecording } = require('./support.js');
-const { longUnit, unit } = require('./units.js');
+const { everything, longUnit, recordings, unit } = require('./units.js');
 const addon = require(packagePath);
 const promisesPath = path.join(packagePath, 'promises.js');
 const reader = require(promisesPath);
 
-const everything = { baro: true, byte: true, time: { role: 0, ahead: 0 } };
 const still = { x: 0, y: 0, z: 0 };
-
-/** A recording of all channels, whole and damaged in several ways, and ones without orientation or samples. */
-function recordings(folder) {
-  const whole = fs.readFileSync(unit(folder, 'whole.bin', everything));
-  const blocks = Array.from({ length: whole.length / 512 }, (_, k) => whole.subarray(512 * k, 512 * (k + 1)));
-  const [header, ...data] = blocks;
-  const damaged = {
-    'cut.bin': [...blocks.slice(0, -1), blocks.at(-1).subarray(0, 300)],
-    'swapped.bin': [header, ...data.toReversed()],
-    'repeated.bin': [header, ...data, ...data.slice(3, 9)],
-    'blank.bin': [header, ...data.map((block, k) => (k % 5 === 1 ? Buffer.alloc(512) : block))],
-    'header.bin': [header],
-    'stray.bin': [headerBlock(), dataBlock(1000)],
-  };
-  const files = Object.entries(damaged).map(([name, pieces]) => writeRecording(folder, name, pieces));
-  return [path.join(folder, 'whole.bin'), unit(folder, 'no-gyro.bin', { gyro: false }), ...files];
-}
 
 const run = (script) => spawnSync(process.execPath, ['-e', script], { encoding: 'utf8' });
 

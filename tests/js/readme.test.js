@@ -45,9 +45,10 @@ test('the examples of the page on promises run as they stand', (t) => {
     assert.equal(status, 0, `${example}\n${stderr}`);
     return stdout;
   });
-  assert.equal(pages.length, 8);
+  assert.equal(pages.length, 9);
   assert.match(outputs[2], /^1000 samples at 100 Hz, up to [\d.]+ g, device/m);
   assert.match(outputs[7], /^no such file: missing\.bin$/m);
+  assert.match(outputs[8], /^[\w-]+ \/.* [\w-]+ \/.*$/m);
   assert.ok(['walk.csv', 'corrected.csv', 'header.bin'].every((name) => fs.existsSync(path.join(folder, name))));
 });
 

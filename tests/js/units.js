@@ -3,7 +3,7 @@
 
 const fs = require('node:fs');
 const path = require('node:path');
-const { frame } = require('./support.js');
+const { dataBlock, frame, headerBlock, writeRecording } = require('./support.js');
 
 const be = (value, size) => Array.from({ length: size }, (_, k) => (value >> (8 * (size - 1 - k))) & 255);
 
@@ -60,4 +60,24 @@ function longUnit(folder, name, blocks, plan = {}) {
   return path.join(folder, name);
 }
 
-module.exports = { longUnit, unit };
+/** A plan of all channels. */
+const everything = { baro: true, byte: true, time: { role: 0, ahead: 0 } };
+
+/** A recording of all channels, whole and damaged in several ways, and ones without orientation or samples. */
+function recordings(folder) {
+  const whole = fs.readFileSync(unit(folder, 'whole.bin', everything));
+  const blocks = Array.from({ length: whole.length / 512 }, (_, k) => whole.subarray(512 * k, 512 * (k + 1)));
+  const [first, ...data] = blocks;
+  const damaged = {
+    'cut.bin': [...blocks.slice(0, -1), blocks.at(-1).subarray(0, 300)],
+    'swapped.bin': [first, ...data.toReversed()],
+    'repeated.bin': [first, ...data, ...data.slice(3, 9)],
+    'blank.bin': [first, ...data.map((block, k) => (k % 5 === 1 ? Buffer.alloc(512) : block))],
+    'header.bin': [first],
+    'stray.bin': [headerBlock(), dataBlock(1000)],
+  };
+  const files = Object.entries(damaged).map(([name, pieces]) => writeRecording(folder, name, pieces));
+  return [path.join(folder, 'whole.bin'), unit(folder, 'no-gyro.bin', { gyro: false }), ...files];
+}
+
+module.exports = { everything, longUnit, recordings, unit };

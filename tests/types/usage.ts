@@ -38,6 +38,11 @@ export async function usePromises() {
 const full = (error: unknown) => error instanceof VortenaError && error.code === 'ERR_WRITE' && error.cause?.code === 'ENOSPC';
 export { full };
 
+const compiled = promises.backend().methods.kind === 'built';
+export { compiled };
+// @ts-expect-error promises are always over Node-API
+promises.backend().promises.kind === 'node-api';
+
 // @ts-expect-error no such channel
 promises.readSamples('a.bin', { channels: ['gps'] });
 // @ts-expect-error no such code

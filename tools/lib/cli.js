@@ -13,13 +13,22 @@ const BROKEN_PIPE = 128 + 13; // as shells report a process that SIGPIPE ended
 function commandLine() {
   const program = new Command('vortena')
     .description('Recordings of Vortena inertial measurement units: look at them, check them, convert them.')
-    .version(version)
+    .option('-V, --version', 'output the version, and what the reader runs on')
+    .on('option:version', showVersion)
     .exitOverride()
     .configureHelp({ showGlobalOptions: false });
   for (const verb of VERBS) {
     require(`./commands/${verb}.js`).define(program);
   }
   return program;
+}
+
+/** The first line is the version alone; the reader is loaded for the second. */
+function showVersion() {
+  process.stdout.write(`${version}\n`);
+  const binaries = Object.entries(require('vortena-reader/promises').backend());
+  process.stdout.write(`${binaries.map(([entry, { kind, file }]) => `${entry}: ${kind} (${file})`).join(', ')}\n`);
+  throw new CommanderError(OK, 'commander.version', version);
 }
 
 function statusOf(error) {

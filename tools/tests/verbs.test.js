@@ -10,6 +10,13 @@ const { scratchFolder, unit, vortena, writeRecording } = require('./support.js')
 
 const readFolder = (folder) => fs.readdirSync(folder).map((name) => [name, fs.readFileSync(path.join(folder, name), 'utf8')]);
 
+test('--version gives the version, then what the reader runs on', () => {
+  const { status, lines } = vortena(['--version']);
+  assert.deepEqual([status, lines.length, lines[0]], [0, 2, require('../package.json').version]);
+  const { methods, promises } = require('vortena-reader/promises').backend();
+  assert.ok([methods, promises].every(({ kind, file }) => lines[1].includes(`${kind} (${file})`)), lines[1]);
+});
+
 test('info fits a screen and tells what is in a recording', (t) => {
   const folder = scratchFolder(t);
   const recording = unit(folder, 'walk.bin', { baro: true });
