@@ -40,15 +40,19 @@ function call(method, ...args) {
 }
 
 async function settle(name, ...args) {
-  note(`promise of ${name} ${args}`, await promises[name](...args).catch((error) => ({ rejected: error })));
+  const outcome = await promises[name](...args).catch((error) => ({ rejected: error }));
+  if (outcome?.rejected && !(outcome.rejected instanceof promises.VortenaError)) {
+    throw outcome.rejected;
+  }
+  note(`promise of ${name} ${args}`, outcome);
 }
 
 function compareFunctions() {
   note('names', Reflect.ownKeys(reader));
-  for (const method of Object.values(reader)) {
-    const described = Object.entries(Object.getOwnPropertyDescriptors(method));
-    note(String(method), described.map(([key, { value, ...flags }]) => [key, typeof value, value?.length, flags]));
-    note('its prototype', [Object.getPrototypeOf(method) === Function.prototype, Reflect.ownKeys(method.prototype)]);
+  for (const method of Object.values(reader)) { // scripts and strict functions show more differences, which mean nothing
+    const described = ['length', 'name', 'prototype'].map((key) => Object.getOwnPropertyDescriptor(method, key));
+    note('function', described.map(({ value, ...flags }) => [typeof value === 'object' ? Reflect.ownKeys(value) : value, flags]));
+    note('its kind', [Object.getPrototypeOf(method) === Function.prototype, Object.keys(method)]);
   }
   note('constructed', util.inspect(new reader.readConfig('none')));
   note('detached', Reflect.apply(reader.readConfig, null, ['none']));

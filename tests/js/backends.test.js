@@ -40,9 +40,10 @@ function makeRecordings(folder) {
   writeRecording(folder, 'noise.bin', [Buffer.from(Array.from({ length: 9000 }, (_, i) => (i * i * 31 + (i >> 3)) & 255))]);
 }
 
-for (const [backend, there] of [
-  ['prebuilt', isThere('prebuilds')], ['node-api', isThere('build/Release/vortena.node', 'prebuilds')],
-  ['wasm', isThere('wasm/vortena.wasm')],
+for (const [backend, there, suites] of [
+  ['prebuilt', isThere('prebuilds'), ['methods', 'sets']],
+  ['node-api', isThere('build/Release/vortena.node', 'prebuilds'), ['methods', 'sets', 'limits']],
+  ['wasm', isThere('wasm/vortena.wasm'), ['methods', 'sets', 'promises']],
 ]) {
   const skip = !there && !demanded.includes(backend) && `there is no ${backend} backend`;
 
@@ -54,8 +55,8 @@ for (const [backend, there] of [
     assert.deepEqual(outcomesOn(backend, folder), built);
   });
 
-  test(`the tests of the methods pass on ${backend}`, { skip }, () => {
-    const files = ['methods', 'sets'].map((name) => path.join(__dirname, `${name}.test.js`));
+  test(`the tests of ${suites.join(', ')} pass on ${backend}`, { skip }, () => {
+    const files = suites.map((name) => path.join(__dirname, `${name}.test.js`));
     const { status, stdout } = node(backend, ['--test', ...files]);
     assert.equal(status, 0, stdout);
   });
