@@ -22,16 +22,19 @@ const SEEK_END = 2;
 const encoder = new TextEncoder();
 const decoder = new TextDecoder('utf-8', { ignoreBOM: true });
 
-/** A text as the module takes it, up to its first zero character as in C, and a zero byte behind it. */
+/** A text as the module takes it, up to its first zero byte as in C, and a zero byte behind it. */
 function zeroTerminated(text) {
-  const end = text.indexOf('\0');
-  return encoder.encode(`${end < 0 ? text : text.slice(0, end)}\0`);
+  const bytes = text instanceof Uint8Array ? text : encoder.encode(text);
+  const end = bytes.indexOf(0);
+  const whole = new Uint8Array((end < 0 ? bytes.length : end) + 1);
+  whole.set(end < 0 ? bytes : bytes.subarray(0, end));
+  return whole;
 }
 
-/** What an operation is called with: its name and its arguments as texts, lists with their length first. */
+/** What an operation is called with: its name and its arguments as texts, or their UTF-8; lists with their length first. */
 function textsOf(values) {
   const flat = values.flatMap((value) => (Array.isArray(value) ? [value.length, ...value] : [value]));
-  const parts = flat.map((value) => zeroTerminated(String(value)));
+  const parts = flat.map((value) => zeroTerminated(value instanceof Uint8Array ? value : String(value)));
   const texts = new Uint8Array(parts.reduce((size, part) => size + part.length, 0));
   parts.reduce((at, part) => (texts.set(part, at), at + part.length), 0);
   return texts;
@@ -39,8 +42,8 @@ function textsOf(values) {
 
 class Instance {
   /**
-   * `files` has open, status, rename, remove and readLink, which throw errors with a code as those of node:fs, and
-   * message, which takes what is written on standard error. `look(watch)` is called every few milliseconds of an
+   * `files` has open, status, rename, remove, readLink and access, which throw errors with a code as those of node:fs,
+   * path, which makes a path of its UTF-8, and message, which takes what is written on standard error. `look(watch)` is called every few milliseconds of an
    * operation with its four numbers, stop, stage, done and total, as an Int32Array.
    */
   constructor(files, look = () => {}, environment = {}) {
@@ -160,8 +163,10 @@ class Instance {
     return decoder.decode(this.heap.subarray(at, at + size));
   }
 
-  textAt(at) {
-    return this.text(at, this.heap.indexOf(0, at) - at);
+  /** Of a zero-terminated one, as the files take it. */
+  pathAt(pointer) {
+    const at = pointer >>> 0;
+    return this.files.path(this.heap.slice(at, this.heap.indexOf(0, at)));
   }
 
   runtime() {
@@ -213,7 +218,7 @@ class Instance {
 
   open(path, flags, variable) {
     const access = flags & O_ACCMODE;
-    const file = this.files.open(this.textAt(path), {
+    const file = this.files.open(this.pathAt(path), {
       read: access !== 1,
       write: access !== O_RDONLY,
       create: (flags & O_CREAT) !== 0,
@@ -241,19 +246,19 @@ class Instance {
     view.setBigInt64(at + this.layout.bytes, BigInt(bytes), true);
   }
 
-  putText(text, at, room) {
-    const bytes = encoder.encode(text).subarray(0, room);
+  putLink(target, at, room) {
+    const bytes = target.subarray(0, room);
     this.heap.set(bytes, at);
     return bytes.length;
   }
 
   systemCalls() {
-    const at = (pointer) => this.textAt(pointer >>> 0);
+    const at = (pointer) => this.pathAt(pointer);
     const status = (path, buffer, follow) => this.putStatus(this.files.status(at(path), follow), buffer >>> 0);
     const NO_FOLLOW = 0x100;
     const calls = {
-      __syscall_open: (path, flags, variable) => this.open(path >>> 0, flags, variable >>> 0),
-      __syscall_openat: (folder, path, flags, variable) => this.open(path >>> 0, flags, variable >>> 0),
+      __syscall_open: (path, flags, variable) => this.open(path, flags, variable >>> 0),
+      __syscall_openat: (folder, path, flags, variable) => this.open(path, flags, variable >>> 0),
       __syscall_stat64: (path, buffer) => status(path, buffer, true),
       __syscall_lstat64: (path, buffer) => status(path, buffer, false),
       __syscall_fstatat64: (folder, path, buffer, flags) => status(path, buffer, (flags & NO_FOLLOW) === 0),
@@ -263,8 +268,8 @@ class Instance {
       __syscall_renameat: (folder, from, other, to) => this.files.rename(at(from), at(to)),
       __syscall_unlink: (path) => this.files.remove(at(path)),
       __syscall_unlinkat: (folder, path) => this.files.remove(at(path)),
-      __syscall_readlink: (path, buffer, room) => this.putText(this.files.readLink(at(path)), buffer >>> 0, room),
-      __syscall_readlinkat: (folder, path, buffer, room) => this.putText(this.files.readLink(at(path)), buffer >>> 0, room),
+      __syscall_readlink: (path, buffer, room) => this.putLink(this.files.readLink(at(path)), buffer >>> 0, room),
+      __syscall_readlinkat: (folder, path, buffer, room) => this.putLink(this.files.readLink(at(path)), buffer >>> 0, room),
       __syscall_faccessat: (folder, path, wanted) => this.files.access(at(path), wanted),
       __syscall_fchmod: (descriptor, mode) => this.handle(descriptor).file.changeMode(mode),
       __syscall_fchown32: (descriptor, user, group) => this.handle(descriptor).file.changeOwner(user, group),

@@ -4,6 +4,8 @@
 const REGULAR = 0o100644;
 const WINDOW = 1 << 20;
 
+const decoder = new TextDecoder('utf-8', { ignoreBOM: true });
+
 function fault(code, path) {
   return Object.assign(new Error(`${code}: ${path}`), { code });
 }
@@ -98,6 +100,10 @@ class MemoryFiles {
   constructor() {
     this.entries = new Map();
     this.messages = '';
+  }
+
+  path(bytes) {
+    return decoder.decode(bytes);
   }
 
   add(path, input) {

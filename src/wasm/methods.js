@@ -2,6 +2,8 @@
 // as the native ones do.
 'use strict';
 
+const util = require('node:util');
+
 const { compiledModule, instantiate } = require('./compiled.js');
 const { diskFiles } = require('./disk-files.js');
 
@@ -9,6 +11,11 @@ compiledModule();  // what keeps it from running comes out when this is loaded
 
 const decoder = new TextDecoder('utf-8', { ignoreBOM: true });
 const isString = (value) => typeof value === 'string';
+const isArray = (value) => Array.isArray(value) && !util.types.isProxy(value);
+
+/** Of Node.js; the native entries keep halves of surrogate pairs as they are in earlier ones. */
+const FIRST_RELEASE_THAT_REPLACES = 24;
+const replacesSurrogates = Number(process.versions.node.split('.')[0]) >= FIRST_RELEASE_THAT_REPLACES;
 
 /** As in the native entries, in bytes: some 300,000 recordings. */
 const LARGEST_PATH_LIST = 256 * 1024 * 1024;
@@ -53,6 +60,19 @@ function stringList(list) {
   return strings;
 }
 
+function bytesOfHalf(half) {
+  const unit = half.charCodeAt(0);
+  return Buffer.from([0xe0 | (unit >> 12), 0x80 | ((unit >> 6) & 0x3f), 0x80 | (unit & 0x3f)]);
+}
+
+function utf8(text) {
+  if (replacesSurrogates || text.isWellFormed()) {
+    return text;
+  }
+  const parts = text.split(/(\p{Surrogate})/u);
+  return Buffer.concat(parts.map((part, k) => (k % 2 === 1 ? bytesOfHalf(part) : Buffer.from(part))));
+}
+
 function messageOf({ code, message }) {
   return code === 'ERR_NO_MEMORY' ? 'Not enough memory for this call' : message || 'The call failed';
 }
@@ -63,10 +83,10 @@ function textOf({ json }) {
   return decoder.decode(end < 0 ? json : json.subarray(0, end));
 }
 
-function run(...values) {
+function run(name, ...values) {
   const instance = instantiate(diskFiles);
   try {
-    return textOf(instance.run(...values));
+    return textOf(instance.run(name, ...values.map((value) => (isString(value) ? utf8(value) : value.map(utf8)))));
   } catch (failure) {
     throw new Error(messageOf(failure));
   } finally {
@@ -80,7 +100,7 @@ exports.read = function read(...values) {
 };
 
 exports.readAndSync2 = function readAndSync2(...values) {
-  checkArguments(values, [Array.isArray, isString]);
+  checkArguments(values, [isArray, isString]);
   return run('readAndSync2 method', stringList(values[0]), values[1]);
 };
 
