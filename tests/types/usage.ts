@@ -2,6 +2,7 @@
 import { read, readAndSync2, readConfig, readConfigDeviceId, writeConfig } from '../../index.js';
 import * as promises from '../../promises.js';
 import { VortenaError } from '../../promises.js';
+import * as wasm from '../../wasm.js';
 import type { Configuration, ReadFailure, ReadSummary } from '../../index.js';
 
 const answer: ReadSummary | ReadFailure = JSON.parse(read('a.bin', 'a.csv'));
@@ -43,6 +44,20 @@ export { compiled };
 // @ts-expect-error promises are always over Node-API
 promises.backend().promises.kind === 'node-api';
 
+export async function useMemory(file: File, bytes: ArrayBuffer) {
+  await wasm.initialise(new Uint8Array(8));
+  const sizes: number[] = [(await wasm.convert(bytes)).length];
+  for await (const piece of wasm.csvPieces(file, { onProgress: ({ fraction }) => sizes.push(fraction) })) {
+    sizes.push(piece.byteLength);
+  }
+  const narrow: Float32Array | undefined = (await wasm.readSamples(file, { precision: 'float32' })).channels.accel?.x;
+  const { outputs, units } = await wasm.synchronise([file, bytes], { gyroscopeOffset: 'rest' });
+  // @ts-expect-error there are no files
+  units[0].output;
+  return { first: outputs[0].length, narrow, sizes };
+}
+// @ts-expect-error a path is no recording
+wasm.inspect('a.bin');
 // @ts-expect-error no such channel
 promises.readSamples('a.bin', { channels: ['gps'] });
 // @ts-expect-error no such code
