@@ -45,6 +45,9 @@ class PathList {
 
   [[nodiscard]] bool is_too_long() const { return held_ > kLargestPathList; }
 
+  /// Whether the element of this index is to be tested.
+  [[nodiscard]] bool tests(std::uint32_t index) const { return !is_too_long() || index <= kMostTested; }
+
   /// Throws std::length_error.
   std::vector<std::string> take() {
     if (is_too_long()) {

@@ -114,7 +114,7 @@ bool add_element(Isolate* isolate, const Local<Array>& array, std::uint32_t inde
 std::optional<std::vector<std::string>> string_list(Isolate* isolate, const Local<Array>& array) {
   PathList list;
   const std::uint32_t length = array->Length();
-  for (std::uint32_t index = 0; index < length && !(list.is_too_long() && index > vortena::kMostTested); ++index) {
+  for (std::uint32_t index = 0; index < length && list.tests(index); ++index) {
     if (!add_element(isolate, array, index, &list)) {
       return std::nullopt;
     }

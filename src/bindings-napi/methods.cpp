@@ -3,6 +3,7 @@
 #include "bindings-napi/methods.h"
 
 #include <array>
+#include <cstring>
 #include <initializer_list>
 #include <optional>
 #include <string>
@@ -119,7 +120,7 @@ void restore_surrogates(std::u16string_view units, std::string* text) {
   }
 }
 
-/// A string as UTF-8; zero characters stay, and end what c_str() is taken for.
+/// A string as UTF-8, up to its first zero character.
 std::string text_of(napi_env env, napi_value value) {
   std::size_t length = 0;
   napi_get_value_string_utf16(env, value, nullptr, 0, &length);
@@ -133,6 +134,7 @@ std::string text_of(napi_env env, napi_value value) {
     napi_get_value_string_utf16(env, value, units.data(), length + 1, &length);
     restore_surrogates(units, &text);
   }
+  text.resize(std::strlen(text.c_str()));
   return text;
 }
 
@@ -174,7 +176,7 @@ std::optional<std::vector<std::string>> string_list(napi_env env, napi_value arr
   PathList list;
   std::uint32_t length = 0;
   napi_get_array_length(env, array, &length);
-  for (std::uint32_t index = 0; index < length && !(list.is_too_long() && index > kMostTested); ++index) {
+  for (std::uint32_t index = 0; index < length && list.tests(index); ++index) {
     if (!add_element(env, array, index, &list)) {
       return std::nullopt;
     }
@@ -218,7 +220,7 @@ napi_value read_and_sync2(napi_env env, napi_callback_info info) {
     if (!paths) {
       return std::nullopt;
     }
-    return BinReader2().readAndSync(*paths, text_of(call, 1).c_str());
+    return BinReader2().readAndSync(*paths, text_of(call, 1));
   });
 }
 

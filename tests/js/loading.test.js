@@ -134,7 +134,7 @@ test('of all binaries the first that loads is taken, and the error names all tha
 
 test('installing builds, unless prebuilt binaries load, and does without where it cannot', (t) => {
   const install = (folder) => {
-    const { status, stdout, stderr } = node([path.join(folder, 'script', 'install.js')], { PATH: '' });
+    const { status, stdout, stderr } = node([path.join(folder, 'script', 'install.js')], { ...process.env, PATH: '' });
     return [status, stdout, stderr];
   };
   const binaries = { [prebuiltAddon]: compiled('addon'), [`${prebuilds}/vortena.node`]: compiled('vortena') };
