@@ -57,6 +57,11 @@ fetch_node() { # VERSION FOLDER [PROCESSOR]
   ln -sfn "node_modules/$package/include" "$2/include"
 }
 
+# Also what headers are taken from: those of a release are the same for all processors.
+need_node_release() { # VERSION
+  [ -x "build/node-versions/$1/bin/node" ] || fetch_node "$1" "$PWD/build/node-versions/$1"
+}
+
 need_node() {
   local fetched=$PWD/build/node
   [ ! -x "$fetched/bin/node" ] || PATH=$fetched/bin:$PATH
