@@ -1,0 +1,3 @@
+'use strict';
+
+require('./same.cjs').assertWebAssembly(require('vortena-reader/wasm'));
