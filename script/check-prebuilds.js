@@ -12,6 +12,7 @@ const limits = { GLIBC: '2.33', GLIBCXX: '3.4.29', CXXABI: '1.3.13', GCC: '11.0'
 const processors = { x64: 'x86_64', arm64: 'aarch64' };
 const meantToBeSeen = /^(napi_register_module|node_api_module_get_api_version|node_register_module)_v\d+$/;
 
+const oldestHave = (limit) => `the oldest systems have ${limit}. Build on Debian 12: the compilers of newer ones ask for more.`;
 const numeric = (a, b) => a.localeCompare(b, 'en', { numeric: true });
 
 /** The dynamic symbol table, but for what is local to the file, as [isDefined, version, name]. */
@@ -42,8 +43,7 @@ function examine(file) {
 function faultsOf({ file, asked, exported }) {
   const unmeant = exported.filter((name) => !meantToBeSeen.test(name));
   const tooNew = Object.entries(limits).flatMap(([library, limit], i) =>
-    asked[i] && numeric(asked[i], limit) > 0 ? `${file} asks for ${library}_${asked[i]}, and ${library}_${limit} is the newest ` +
-      'that the oldest systems have. Build on Debian 12, whose g++ is 12.' : []);
+    asked[i] && numeric(asked[i], limit) > 0 ? [`${file} asks for ${library}_${asked[i]}; ${oldestHave(limit)}`] : []);
   return [
     ...tooNew,
     ...(unmeant.length > 0 ? [`${file} exports what nobody asks for: ${unmeant.slice(0, 5).join(', ')}`] : []),
