@@ -42,9 +42,23 @@ export function convert(recording: RecordingBytes, options?: CallOptions): Promi
  */
 export function csvPieces(recording: RecordingBytes, options?: CallOptions): AsyncGenerator<Uint8Array, void, undefined>;
 
-/** The samples as typed arrays with memory of their own, which may be transferred. */
-export function readSamples(recording: RecordingBytes, options?: SampleOptions & { precision?: 'float64' }): Promise<SampleSet<Float64Array>>;
-export function readSamples(recording: RecordingBytes, options: SampleOptions & { precision: 'float32' }): Promise<SampleSet<Float32Array>>;
+export interface MemoryOptions {
+  /**
+   * Whether the arrays are copied into memory of their own, which may be transferred to another thread. By default they
+   * are views of the memory of the call, all of one buffer, which no thread can hand on: half the memory.
+   */
+  transferable?: boolean;
+}
+
+/** The samples as typed arrays; the memory is freed with the last of them. */
+export function readSamples(
+  recording: RecordingBytes,
+  options?: SampleOptions & MemoryOptions & { precision?: 'float64' },
+): Promise<SampleSet<Float64Array>>;
+export function readSamples(
+  recording: RecordingBytes,
+  options: SampleOptions & MemoryOptions & { precision: 'float32' },
+): Promise<SampleSet<Float32Array>>;
 
 /** The quality report. */
 export function inspect(recording: RecordingBytes, options?: CallOptions): Promise<QualityReport>;

@@ -30,13 +30,19 @@ function channelNames(keys) {
   return keys.map((key) => NAMES.find((name) => CHANNELS[name].key === key));
 }
 
+/** `memory` is an ArrayBuffer, or the bytes of one that hold the array. */
+function arrayIn(memory, FloatArray, first, count) {
+  const { buffer = memory, byteOffset = 0 } = memory;
+  return new FloatArray(buffer, byteOffset + first * FloatArray.BYTES_PER_ELEMENT, count);
+}
+
 /** The axes lie one after another in a buffer; the time stamps may be shared with a longer channel. */
 function channelObject(name, { samples, values, times }, buffers, config, FloatArray) {
   const { unit, axes } = CHANNELS[name];
-  const size = samples * FloatArray.BYTES_PER_ELEMENT;
-  const arrays = axes.map((axis, k) => [axis, new FloatArray(buffers[values], k * size, samples)]);
+  const axisArray = (k) => arrayIn(buffers[values], FloatArray, k * samples, samples);
+  const arrays = axes.map((axis, k) => [axis, axisArray(k)]);
   const rate = config[name === 'quaternion' ? 'gyro' : name].frequency;
-  return { rate, unit, time: new Float64Array(buffers[times], 0, samples), ...Object.fromEntries(arrays) };
+  return { rate, unit, time: arrayIn(buffers[times], Float64Array, 0, samples), ...Object.fromEntries(arrays) };
 }
 
 /** `list` tells which channels came, and where in `buffers` theirs are. */

@@ -41,6 +41,7 @@ class SampleSeries {
 
   [[nodiscard]] const std::array<AxisCalibration, Axes>& calibration() const { return calibration_; }
   [[nodiscard]] std::size_t size() const { return samples_.size(); }
+  static constexpr std::size_t axes() { return Axes; }
 
   void reserve(std::size_t count) { samples_.reserve(count); }
 

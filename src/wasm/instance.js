@@ -90,6 +90,11 @@ class Instance {
     return this.withBytes(textsOf(values), (at, size) => this.takeReply(this.exports.vortena_run(at, size)));
   }
 
+  /** The same with its arrays as they are in the memory of this instance, which nothing else may be run on any more. */
+  runLast(...values) {
+    return this.withBytes(textsOf(values), (at, size) => this.readReply(this.exports.vortena_run(at, size) >>> 0, keptArray));
+  }
+
   /** Pieces of the CSV of a file; the first step decodes the recording. */
   * csvPieces(path, onFraction = () => {}) {
     const { vortena_begin_csv: begin, vortena_next_csv: next, vortena_end_csv: end } = this.exports;
@@ -127,30 +132,33 @@ class Instance {
     }
   }
 
-  /** `json` is bytes, as some are no text that JavaScript has. Throws the failure. */
   takeReply(pointer) {
     const reply = pointer >>> 0;
-    if (reply === 0) {
-      throw noMemory();
-    }
     try {
-      const [json, jsonSize, failure, failureSize, arrays, count] = new Uint32Array(this.buffer, reply, 6);
-      if (failureSize > 0) {
-        throw this.failureOf(JSON.parse(this.text(failure, failureSize)));
-      }
-      return { json: this.heap.slice(json, json + jsonSize), buffers: this.takeArrays(reply, arrays, count) };
+      return this.readReply(reply, (at, size, k) => {
+        const buffer = this.buffer.slice(at, at + size);
+        this.exports.vortena_release_array(reply, k);
+        return buffer;
+      });
     } finally {
       this.exports.vortena_release(reply);
     }
   }
 
-  takeArrays(reply, arrays, count) {
-    return Array.from({ length: count }, (_, k) => {
+  /** `json` is bytes, as some are no text that JavaScript has. Throws the failure. */
+  readReply(reply, takeArray) {
+    if (reply === 0) {
+      throw noMemory();
+    }
+    const [json, jsonSize, failure, failureSize, arrays, count] = new Uint32Array(this.buffer, reply, 6);
+    if (failureSize > 0) {
+      throw this.failureOf(JSON.parse(this.text(failure, failureSize)));
+    }
+    const buffers = Array.from({ length: count }, (_, k) => {
       const [at, size] = new Uint32Array(this.buffer, arrays + 8 * k, 2);
-      const buffer = this.buffer.slice(at, at + size);
-      this.exports.vortena_release_array(reply, k);
-      return buffer;
+      return takeArray.call(this, at, size, k);
     });
+    return { json: this.heap.slice(json, json + jsonSize), buffers };
   }
 
   /** As the native entry's failures, but for the name of a failure of the system. */
@@ -361,6 +369,10 @@ class Instance {
     }
     this.handles.clear();
   }
+}
+
+function keptArray(at, size) {
+  return new Uint8Array(this.buffer, at, size);
 }
 
 function noMemory() {

@@ -17,13 +17,19 @@ function exchange(watch) {
   watch[STOP] = Atomics.load(control, STOP);
 }
 
+/** Of the module, or of its instance: one that has no room, or cannot grow, is a RangeError. */
+function failureOf(failure) {
+  const code = failure instanceof RangeError ? 'ERR_NO_MEMORY' : 'ERR_INTERNAL';
+  return failure instanceof Error ? { code, message: failure.message } : failure;
+}
+
 function answer() {
   try {
     const instance = instantiate(diskFiles, exchange, compiled);
     const { json, buffers } = instance.run(name, ...values);
     return { json: new TextDecoder().decode(json), buffers };
   } catch (failure) {
-    return { failure: failure.code ? failure : { code: 'ERR_INTERNAL', message: failure.message } };
+    return { failure: failureOf(failure) };
   }
 }
 

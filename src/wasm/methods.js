@@ -73,8 +73,10 @@ function utf8(text) {
   return Buffer.concat(parts.map((part, k) => (k % 2 === 1 ? bytesOfHalf(part) : Buffer.from(part))));
 }
 
-function messageOf({ code, message }) {
-  return code === 'ERR_NO_MEMORY' ? 'Not enough memory for this call' : message || 'The call failed';
+/** An instance that has no room, or cannot grow, is a RangeError. */
+function messageOf(failure) {
+  const isMemory = failure.code === 'ERR_NO_MEMORY' || failure instanceof RangeError;
+  return isMemory ? 'Not enough memory for this call' : failure.message || 'The call failed';
 }
 
 /** The answer up to its first zero byte. */
@@ -84,13 +86,14 @@ function textOf({ json }) {
 }
 
 function run(name, ...values) {
-  const instance = instantiate(diskFiles);
+  let instance;
   try {
+    instance = instantiate(diskFiles);
     return textOf(instance.run(name, ...values.map((value) => (isString(value) ? utf8(value) : value.map(utf8)))));
   } catch (failure) {
     throw new Error(messageOf(failure));
   } finally {
-    instance.closeFiles();
+    instance?.closeFiles();
   }
 }
 

@@ -82,9 +82,14 @@ function makeReader(provide) {
     return { instance, files, paths, names, listener };
   }
 
-  async function run({ instance, listener, names }, ...values) {
+  function run(opened, ...values) {
+    return runBy('run', opened, ...values);
+  }
+
+  /** `way` is how the instance, which was opened for this, hands out arrays. */
+  async function runBy(way, { instance, listener, names }, ...values) {
     try {
-      const { json, buffers } = instance.run(...values);
+      const { json, buffers } = instance[way](...values);
       return { result: JSON.parse(decoder.decode(json)), buffers };
     } catch (failure) {
       listener.throwIfStopped();
@@ -129,8 +134,9 @@ function makeReader(provide) {
   async function readSamples(recording, options = {}) {
     args.checkOptions(options);
     const { values, answer } = samplesRequest(options);
+    const way = args.flag(options, 'transferable', false) ? 'run' : 'runLast';
     const opened = await open([recording], options);
-    return answer(await run(opened, 'readSamples', opened.paths[0], ...values));
+    return answer(await runBy(way, opened, 'readSamples', opened.paths[0], ...values));
   }
 
   async function inspect(recording, options = {}) {

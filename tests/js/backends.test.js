@@ -43,7 +43,7 @@ function makeRecordings(folder) {
 for (const [backend, there, suites] of [
   ['prebuilt', isThere('prebuilds'), ['methods', 'sets']],
   ['node-api', isThere('build/Release/vortena.node', 'prebuilds'), ['methods', 'sets', 'limits']],
-  ['wasm', isThere('wasm/vortena.wasm'), ['methods', 'sets', 'promises']],
+  ['wasm', isThere('wasm/vortena.wasm'), ['methods', 'sets', 'limits', 'promises']],
 ]) {
   const skip = !there && !demanded.includes(backend) && `there is no ${backend} backend`;
 

@@ -27,6 +27,7 @@ test('answers for bytes are those for files', { skip }, async (t) => {
     const bytes = fs.readFileSync(file);
     for (const [method, options] of [
       ['inspect'], ['readConfig', { timeZone: 'Europe/Berlin' }], ['readSamples'],
+      ['readSamples', { transferable: true }],
       ['readSamples', { precision: 'float32', channels: ['gyro', 'accel'], gyroscopeOffset: { x: 1, y: 2, z: 3 } }],
     ]) {
       assert.deepEqual(await settled(wasm[method](bytes, options)), await settled(promises[method](file, options)), `${method} of ${name}`);
