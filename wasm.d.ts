@@ -12,7 +12,13 @@ import type {
 } from './promises.js';
 
 export { VortenaError } from './promises.js';
-export type * from './promises.js';
+// By name: a star would let functions be imported that are not here, those for files.
+export type {
+  Axes, BaroSeries, Bins, ChannelLevels, ChannelName, ChannelReport, Channels, ChannelSettings, ErrorCode, ErrorReason, Gap,
+  GyroscopeOptions, InertialSeries, InertialSettings, JobOptions, LevelOptions, Progress, QualityReport, QuaternionSeries,
+  RecordingConfig, SampleOptions, SampleSet, ScheduleGroup, SensorSettings, SynchronisedUnit, UnitLevels, ValueSeries, WallTime,
+  ZoneOptions,
+} from './promises.js';
 
 /**
  * The bytes of a recording, which stay as they are. A Blob, or a File that was picked or dropped, is read piece by piece
