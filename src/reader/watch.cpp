@@ -21,7 +21,7 @@ void show(Watch* watch) {
   vortena_look(watch);
 }
 #else
-void show(Watch*) {}
+void show(Watch* /*watch*/) {}
 #endif
 
 }  // namespace
