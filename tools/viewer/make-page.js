@@ -1,28 +1,25 @@
 // A page of one recording, or of a synchronised set, that holds all it needs.
 'use strict';
 
-const fs = require('node:fs');
 const path = require('node:path');
 const zlib = require('node:zlib');
 const { levels } = require('vortena-reader/promises');
+const { frame } = require('./frame.js');
+const { describeUnit, isCurve } = require('./page/description.js');
 const { packSamples, toPlanes } = require('./page/packing.js');
-
-const MODULES = ['scales', 'attitude', 'packing', 'recording', 'plotting', 'chart', 'box', 'picture', 'quality', 'main'];
 
 /** Of the page; what is left to data is four in base64 for three. */
 const MOST_BYTES = 8_000_000;
 const MOST_BINS = 200_000;
 const MOST_SAMPLES_IN_PAGE = 1_500_000; // of all channels; more never fit
 const MOST_COARSE_BINS = 8192;
-const ACCELEROMETER_KEY = 1;
-const ORIENTATION_KEY = 10;
-const EVENT_KEY = 11;
-const CURVE_KEYS = [1, 2, 3, 5, 10];
 const SENSORS = { 1: 'accel', 2: 'gyro' };
 const COUNTS = 2 ** 15;
 const BARO_QUANTA = [1 / 4096, 0.01]; // mbar, degrees
 const ATTITUDE_ROWS = 4;
+const POLICY = "default-src 'none'; script-src 'unsafe-inline'; style-src 'unsafe-inline'; img-src data: blob:; connect-src 'self'";
 
+const asJson = (value) => JSON.stringify(value).replace(/</g, '\\u003c');
 const deflate = (parts) =>
   zlib.deflateRawSync(Buffer.concat(parts.map((part) => Buffer.from(part.buffer, part.byteOffset, part.byteLength))));
 
@@ -71,8 +68,6 @@ function joined(kept) {
   return [toPlanes(codes)];
 }
 
-const isCurve = ({ key, levels: list }) => CURVE_KEYS.includes(key) && list.length > 0;
-
 /** The finest levels that fit into `room` bytes of base64. */
 function fitLevels(units, room) {
   const channels = units.flatMap((unit) => unit.channels.filter(isCurve));
@@ -104,101 +99,25 @@ function fitSamples(units, room) {
   return bytes <= room ? packed : new Map();
 }
 
-const pairs = (flat) => Array.from({ length: flat.length / 2 }, (_, i) => [flat[2 * i], flat[2 * i + 1]]);
-
-function eventsOf({ channels }) {
-  const events = channels.find(({ key }) => key === EVENT_KEY)?.kept;
-  return events ? Array.from(events.time, (time, i) => [time, events.axes[0][i]]) : [];
-}
-
-/** The orientation has a row for each sample of the accelerometer. */
-function gapsOf(channel, { channels }) {
-  return pairs((channel.key === ORIENTATION_KEY ? channels.find(({ key }) => key === ACCELEROMETER_KEY) : channel).gaps);
-}
-
-/** Of a channel that was sampled by a clock; else what the samples' span says. */
-function rateOf({ key, samples }, { report, start, end }) {
-  const name = { 1: 'accel', 2: 'gyro', 3: 'baro', 5: 'mag', 10: 'accel' }[key];
-  return report.channels[name]?.measuredRate ?? Math.max(samples - 1, 1) / Math.max(end - start, 1e-9);
-}
-
 /** The page's data: a description, and blobs that it refers to by number. */
 function describe(units, names, { levelsOf, samplesOf, served }) {
   const blobs = [];
   const add = (data) => blobs.push(data.toString('base64')) - 1;
-  const described = units.map((unit, unitNumber) => ({
-    name: names[unitNumber],
-    config: { ...unit.config, unknownFrames: undefined },
-    report: unit.report,
-    start: unit.start,
-    end: unit.end,
-    shift: unit.shift,
-    events: eventsOf(unit),
-    channels: unit.channels.filter(isCurve).map((channel) => {
-      const { levels: list, coarse, coarseBytes, fineBytes } = levelsOf.get(channel);
-      const kept = samplesOf.get(channel);
-      const { key, samples: count, gapCount, scales, attitudes } = channel;
-      return {
-        key,
-        unitNumber,
-        sampleCount: count,
-        rate: rateOf(channel, unit),
-        gapCount,
-        gaps: gapsOf(channel, unit),
-        scales,
-        attitudes,
-        levels: list,
-        coarse,
-        coarseData: add(coarseBytes),
-        fineData: fineBytes && add(fineBytes),
-        ...(kept ? { samples: kept.samples, sampleData: add(kept.data) } : {}),
-      };
-    }),
-  }));
+  const dataOf = (channel) => {
+    const { levels: list, coarse, coarseBytes, fineBytes } = levelsOf.get(channel);
+    const kept = samplesOf.get(channel);
+    const levelData = { levels: list, coarse, coarseData: add(coarseBytes), fineData: fineBytes && add(fineBytes) };
+    return kept ? { ...levelData, samples: kept.samples, sampleData: add(kept.data) } : levelData;
+  };
+  const described = units.map((unit, unitNumber) => describeUnit(unit, { name: names[unitNumber], unitNumber, dataOf }));
   return { description: { origin: Math.min(...units.map(({ start }) => start)), served, units: described }, blobs };
 }
 
-const fileText = (...names) => fs.readFileSync(path.join(__dirname, ...names), 'utf8');
-
-/** The modules of page/ as one script; each sees the others by the names that it requires. */
-function bundle() {
-  const modules = MODULES.map((name) => `'./${name}.js': (module, require) => {${fileText('page', `${name}.js`)}\n}`);
-  return `(() => {
-const sources = {${modules.join(',\n')}};
-const loaded = {};
-function require(name) {
-  if (!loaded[name]) {
-    loaded[name] = { exports: {} };
-    sources[name](loaded[name], require);
-  }
-  return loaded[name].exports;
-}
-require('./main.js');
-})();`;
-}
-
-/** Text within an element must not end it. */
-const enclosed = (text) => text.replace(/<\/(script|style)/gi, '<\\/$1').replace(/<!--/g, '<\\!--');
-const asJson = (value) => JSON.stringify(value).replace(/</g, '\\u003c');
-const asHtml = (text) => text.replace(/[&<>]/g, (c) => `&#${c.charCodeAt()};`);
-
-/** The page around its data. */
-function frame() {
-  const plotting = path.dirname(require.resolve('uplot/package.json'));
-  const library = (...names) => fs.readFileSync(path.join(plotting, ...names), 'utf8');
-  const parts = {
-    STYLE: library('dist', 'uPlot.min.css') + fileText('style.css'),
-    LICENCE: asHtml(library('LICENSE')),
-    UPLOT: enclosed(library('dist', 'uPlot.iife.min.js')),
-    SCRIPT: enclosed(bundle()),
-  };
-  return fileText('page.html').replace(/\{\{(STYLE|LICENCE|UPLOT|SCRIPT)\}\}/g, (_, name) => parts[name]);
-}
-
 function fill(html, { description, blobs }) {
-  const data = blobs.map((blob, k) => `<script type="text/plain" id="data-${k}">${blob}</script>`).join('\n');
-  const parts = { DESCRIPTION: asJson(description), DATA: data };
-  return html.replace(/\{\{(DESCRIPTION|DATA)\}\}/g, (_, name) => parts[name]);
+  const scripts = blobs.map((blob, k) => `<script type="text/plain" id="data-${k}">${blob}</script>`);
+  return html.replace('{{DATA}}', () =>
+    [`<script type="application/json" id="description">${asJson(description)}</script>`, ...scripts].join('\n'),
+  );
 }
 
 /**
@@ -212,7 +131,7 @@ async function makePage(recordings, { synchronised = recordings.length > 1, serv
     mostBins: MOST_BINS,
     mostSamples: served ? Number.MAX_SAFE_INTEGER : MOST_SAMPLES_IN_PAGE,
   });
-  const html = frame();
+  const html = frame({ main: 'main', title: 'Recording', generator: 'vortena view', policy: POLICY });
   const names = recordings.map((recording) => path.basename(recording));
   const bare = describe(units, names, { levelsOf: fitLevels(units, 0).packed, samplesOf: new Map(), served });
   const room = MOST_BYTES - Buffer.byteLength(fill(html, { ...bare, blobs: [] })) - 1000;
@@ -221,4 +140,4 @@ async function makePage(recordings, { synchronised = recordings.length > 1, serv
   return { html: fill(html, describe(units, names, { levelsOf: packed, samplesOf, served })), units };
 }
 
-module.exports = { isCurve, makePage, quantaOf };
+module.exports = { makePage, quantaOf };

@@ -1,35 +1,11 @@
-// The page: unpacks the recordings, lays charts and panels out, and keeps view, cursor and playback.
+// A page that holds its recordings: unpacks and shows them.
 'use strict';
 
-const { Box } = require('./box.js');
-const { Chart, element } = require('./chart.js');
-const { savePicture } = require('./picture.js');
-const { VERDICTS, channelRows, placesOf, unitRows } = require('./quality.js');
-const { Channel } = require('./recording.js');
-const { unpackSamples } = require('./packing.js');
-const { clockText, durationText, numberText, timeText } = require('./scales.js');
-
-const COLOURS = ['--curve-x', '--curve-y', '--curve-z', '--curve-norm'];
-const ORDER = [1, 2, 10, 3, 5];
-const MOVE_SHARE = 0.2;
-const ZOOM_FACTOR = 0.5;
-const FEWEST_SECONDS = 0.01;
-const LONG_SECONDS = 1800; // from here on, curves cover each other
-const EMPTY_SHARE = 0.9;
-const FRAGMENT_MS = 250;
-const FETCH_MS = 120;
+const { Page } = require('./page.js');
+const { Channel, unitFrom } = require('./recording.js');
+const { fromPlanes, inflate, unpackSamples } = require('./packing.js');
 
 const byId = (id) => document.getElementById(id);
-
-async function inflate(base64) {
-  const text = atob(base64);
-  const bytes = new Uint8Array(text.length);
-  for (let i = 0; i < text.length; i += 1) {
-    bytes[i] = text.charCodeAt(i);
-  }
-  const stream = new Blob([bytes]).stream().pipeThrough(new DecompressionStream('deflate-raw'));
-  return new Uint8Array(await new Response(stream).arrayBuffer());
-}
 
 /** Bytes that the page holds under a number. */
 async function blob(number) {
@@ -39,457 +15,38 @@ async function blob(number) {
   return bytes;
 }
 
-/** On the page, times begin with the set's first sample. */
-function shiftTimes(channel, origin) {
-  channel.levels.forEach((bins) => {
-    bins.start -= origin;
-  });
-  channel.gaps = channel.gaps.map(([start, end]) => [start - origin, end - origin]);
-  if (channel.samples) {
-    channel.samples.first -= origin;
-  }
-}
-
-/** What the first view needs. */
-async function loadChannel(description, origin) {
-  shiftTimes(description, origin);
-  return new Channel(description, await blob(description.coarseData));
+/** With what the first view needs. */
+async function loadChannel(description) {
+  return new Channel(description, fromPlanes(await blob(description.coarseData)));
 }
 
 /** The finer levels and the samples, which nobody sees before. */
 async function loadRest(channel) {
   if (channel.fineData !== undefined) {
-    channel.addFineLevels(await blob(channel.fineData));
+    channel.addFineLevels(fromPlanes(await blob(channel.fineData)));
   }
   if (channel.sampleData !== undefined) {
     channel.setSamples(unpackSamples(channel.samples, await blob(channel.sampleData)), -Infinity, Infinity);
   }
 }
 
-async function loadUnit(unit, origin) {
-  const channels = await Promise.all(unit.channels.map((channel) => loadChannel(channel, origin)));
-  channels.sort((a, b) => ORDER.indexOf(a.key) - ORDER.indexOf(b.key));
-  return {
-    ...unit,
-    channels,
-    toOwnClock: origin - unit.shift,
-    events: unit.events.map(([time, value]) => [time - origin, value]),
-  };
-}
-
-function chartDescriptions(unit, several) {
-  const prefix = several ? `${unit.name} · ` : '';
-  return unit.channels.flatMap((channel) => {
-    const common = { unitData: unit, channel, gaps: channel.gaps, events: unit.events };
-    if (channel.key === 3) {
-      return [
-        ['Pressure', 'mbar', '--curve-z'],
-        ['Temperature', '°C', '--curve-x'],
-      ].map(([title, unitText, colour], index) => ({
-        ...common,
-        title: prefix + title,
-        unit: unitText,
-        decimals: 2,
-        curves: [{ index, name: title.toLowerCase(), colour, shown: true, alpha: 1 }],
-      }));
-    }
-    const curves = channel.curves.map((name, index) => ({ index, name, colour: COLOURS[index], shown: name !== 'norm' }));
-    return [{ ...common, title: prefix + channel.title, unit: channel.unit, decimals: channel.decimals, curves }];
-  });
-}
-
-class Page {
-  constructor(description, units) {
-    this.description = description;
-    this.units = units;
-    const end = Math.max(...units.map((unit) => unit.end)) - description.origin;
-    this.full = { from: 0, to: Math.max(end, FEWEST_SECONDS) };
-    this.view = this.firstView();
-    this.cursor = (this.view.from + this.view.to) / 2;
-    this.history = [];
-    this.notes = [];
-    this.lanes = this.view.to - this.view.from > LONG_SECONDS;
-    this.colours = new Map();
-  }
-
-  /** Of a chart's plot: one unit's charts fill the window. */
-  get chartHeight() {
-    const count = Math.max(1, this.charts?.length ?? 3);
-    return this.units.length > 1 ? 110 : Math.min(260, Math.max(110, (innerHeight - 120) / count - 66));
-  }
-
-  /** All, unless a block with a wrong time leaves nearly all of it empty. */
-  firstView() {
-    const gaps = this.units.flatMap(({ channels }) => channels[0]?.gaps ?? []);
-    const [start, end] = gaps.find(([from, to]) => to - from > EMPTY_SHARE * this.full.to) ?? [this.full.to, this.full.to];
-    return start >= this.full.to - end ? { from: 0, to: start } : { from: end, to: this.full.to };
-  }
-
-  start() {
-    this.readFragment();
-    this.describe();
-    const column = byId('charts');
-    const descriptions = this.units.map((unit) => chartDescriptions(unit, this.units.length > 1));
-    // Of several units, the same quantities one below another.
-    this.charts = ORDER.flatMap((key) => descriptions.flat().filter(({ channel }) => channel.key === key)).map(
-      (description) => new Chart(column, description, this),
-    );
-    this.charts.forEach((chart) => chart.resize());
-    this.boxes = this.units.filter(({ channels }) => channels.some(({ key }) => key === 10)).map((unit) => this.addBox(unit));
-    this.units.forEach((unit) => this.addQuality(unit));
-    this.listen();
-    this.draw();
-    this.setCursor(this.cursor);
-    byId('lanes').checked = this.lanes;
-    ['svg', 'png', 'play'].forEach((id) => {
-      byId(id).disabled = this.charts.length === 0;
-    });
-    document.documentElement.dataset.ready = 'true';
-  }
-
-  colour(name, alpha = 1) {
-    const key = `${name} ${alpha}`;
-    if (!this.colours.has(key)) {
-      const value = getComputedStyle(document.documentElement).getPropertyValue(name).trim();
-      const percent = Math.round(alpha * 255)
-        .toString(16)
-        .padStart(2, '0');
-      this.colours.set(key, /^#[0-9a-f]{6}$/i.test(value) ? value + percent : value);
-    }
-    return this.colours.get(key);
-  }
-
-  describe() {
-    const { units, full } = this;
-    const names = units.map(({ name }) => name).join(', ');
-    document.title = `${names} – Vortena`;
-    byId('name').textContent = names;
-    const facts = [timeText(full.to, full.to < 100 ? 1 : 0)];
-    const start = this.clockAt(0);
-    if (start) {
-      facts.push(`from ${start} (unit's clock)`);
-    }
-    if (units.length > 1) {
-      facts.push(`${units.length} units on one clock`);
-    }
-    byId('facts').textContent = facts.join(' · ');
-  }
-
-  /** The first unit's clock; its header says when it began. */
-  clockAt(time, decimals = 0) {
-    const [{ config, report, toOwnClock }] = this.units;
-    return clockText(config.createdAt, time + toOwnClock - (report.clock.first ?? 0), decimals);
-  }
-
-  addBox(unit) {
-    const holder = byId('boxes').appendChild(element('figure'));
-    const canvas = holder.appendChild(element('canvas', { role: 'img', 'aria-label': `Attitude of ${unit.name} at the cursor` }));
-    const caption = holder.appendChild(element('figcaption'));
-    return {
-      box: new Box(canvas, this),
-      channel: unit.channels.find(({ key }) => key === 10),
-      caption,
-      canvas,
-      name: this.units.length > 1 ? `${unit.name}: ` : '',
-    };
-  }
-
-  addQuality(unit) {
-    const panel = byId('quality').appendChild(element('section', { class: 'quality' }));
-    if (this.units.length > 1) {
-      panel.append(element('h3', {}, unit.name));
-    }
-    panel.append(element('p', { class: `verdict ${unit.report.verdict}` }, VERDICTS[unit.report.verdict]));
-    const list = panel.appendChild(element('ul', { class: 'notes' }));
-    unit.report.notes.forEach(({ code, severity, text }) => {
-      this.notes.push({ code, unit, item: list.appendChild(element('li', { class: severity }, text)) });
-    });
-    this.addTable(panel, channelRows(unit.report));
-    this.addTable(panel, unitRows(unit));
-  }
-
-  addPlaces() {
-    this.notes.forEach(({ code, unit, item }) => placesOf(code, unit).forEach((place) => this.addPlace(item, place, unit)));
-  }
-
-  /** A way to where a note is about. Reports keep their unit's own clock. */
-  addPlace(item, { text, time, from, to }, unit) {
-    const common = -unit.toOwnClock;
-    const button = item.appendChild(
-      element('button', { type: 'button', class: 'place' }, `${timeText(time + common, 1)} ${text}`),
-    );
-    button.addEventListener('click', () => {
-      this.setView(from + common, to + common);
-      this.setCursor(time + common);
-    });
-  }
-
-  addTable(panel, rows) {
-    const table = panel.appendChild(element('table'));
-    rows.forEach(([name, text]) => {
-      const row = table.appendChild(element('tr'));
-      row.append(element('th', { scope: 'row' }, name), element('td', {}, text));
-    });
-  }
-
-  /** Keeps the span within the recording. */
-  setView(from, to, { remember = true } = {}) {
-    const span = Math.min(this.full.to, Math.max(to - from, FEWEST_SECONDS));
-    const middle = (from + to) / 2;
-    const start = Math.min(Math.max(to - from === span ? from : middle - span / 2, 0), this.full.to - span);
-    if (start === this.view.from && start + span === this.view.to) {
-      return;
-    }
-    if (remember) {
-      this.history.push(this.view);
-    }
-    this.view = { from: start, to: start + span };
-    if (this.cursor < start || this.cursor > start + span) {
-      this.cursor = start + span / 2; // values and attitude are of a time that is shown
-    }
-    this.draw();
-  }
-
-  showAll() {
-    this.setView(this.full.from, this.full.to);
-  }
-
-  goBack() {
-    const last = this.history.pop();
-    if (last) {
-      this.setView(last.from, last.to, { remember: false });
-    }
-  }
-
-  move(share) {
-    const { from, to } = this.view;
-    const by = Math.min(Math.max(share * (to - from), -from), this.full.to - to);
-    this.setView(from + by, to + by, { remember: false });
-  }
-
-  /** `around` keeps its place on the screen. */
-  zoom(factor, around = this.cursor) {
-    const { from, to } = this.view;
-    const fixed = around >= from && around <= to ? around : (from + to) / 2;
-    this.setView(fixed - (fixed - from) * factor, fixed + (to - fixed) * factor);
-  }
-
-  draw() {
-    this.charts.forEach((chart) => chart.draw());
-    this.showView();
-    this.showCursor();
-    this.fetchSamples();
-    this.writeFragment();
-  }
-
-  resize() {
-    this.colours.clear();
-    this.charts.forEach((chart) => chart.resize());
-    this.showView();
-    this.showCursor();
-  }
-
-  showView() {
-    if (this.charts.length === 0) {
-      byId('view').textContent = 'There are no samples with a time: nothing can be drawn.';
-      return;
-    }
-    const { from, to } = this.view;
-    const decimals = to - from < 1 ? 3 : to - from < 100 ? 1 : 0;
-    const coarsest = Math.max(...this.charts.map(({ resolution }) => resolution));
-    const drawn = coarsest > 0 ? `each bar is the minimum and maximum of ${durationText(coarsest)}` : 'every sample is drawn';
-    const limit = this.charts.some(({ channel }) => !this.description.served && channel.wantsSamples(from, to, 1000))
-      ? '; the page holds no finer level: see vortena view --serve'
-      : '';
-    byId('view').textContent =
-      `${timeText(from, decimals)} to ${timeText(to, decimals)} (${durationText(to - from)}) · ${drawn}${limit}`;
-  }
-
-  setCursor(time) {
-    this.cursor = Math.min(Math.max(time, 0), this.full.to);
-    this.showCursor();
-  }
-
-  showCursor() {
-    this.charts.forEach((chart) => chart.showCursor());
-    const clock = this.clockAt(this.cursor, 2);
-    const event = this.units[0].events.find(([time]) => Math.abs(time - this.cursor) <= (this.view.to - this.view.from) / 400);
-    byId('time').textContent =
-      this.charts.length === 0
-        ? ''
-        : `${timeText(this.cursor, 3)}${clock ? ` · ${clock}` : ''}${event ? ` · event ${event[1]}` : ''}`;
-    this.boxes.forEach(({ box, channel, caption, name, canvas }) => {
-      const angles = box.draw(channel.attitudeAt(this.cursor));
-      const [roll, pitch, heading] = (angles ?? []).map((angle) => `${numberText(angle, 1)}°`);
-      caption.textContent = angles
-        ? `${name}roll ${roll}, pitch ${pitch}, heading ${heading} (relative)`
-        : `${name}no orientation here`;
-      canvas.dataset.angles = (angles ?? []).join(' ');
-    });
-    this.writeFragment();
-  }
-
-  /** From the server, where the page has one; a whole screen more on either side. */
-  fetchSamples() {
-    clearTimeout(this.fetchTimer);
-    if (!this.description.served) {
-      return;
-    }
-    const { from, to } = this.view;
-    const missing = [...new Set(this.charts.map(({ channel }) => channel))].filter((channel) =>
-      channel.wantsSamples(from, to, 1000),
-    );
-    if (missing.length > 0) {
-      this.fetchTimer = setTimeout(() => this.fetchMissing(missing, 2 * from - to, 2 * to - from), FETCH_MS);
-    }
-  }
-
-  async fetchMissing(channels, from, to) {
-    const { origin } = this.description;
-    try {
-      await Promise.all(
-        channels.map(async (channel) => {
-          const answer = await fetch(
-            `samples?unit=${channel.unitNumber}&key=${channel.key}&from=${from + origin}&to=${to + origin}`,
-          );
-          if (!answer.ok) {
-            throw new Error(answer.statusText);
-          }
-          const samples = JSON.parse(answer.headers.get('x-samples'));
-          channel.setSamples(
-            unpackSamples({ ...samples, first: samples.first - origin }, new Uint8Array(await answer.arrayBuffer())),
-            from,
-            to,
-          );
-        }),
-      );
-      this.charts.forEach((chart) => chart.draw());
-      this.showView();
-      this.showCursor();
-    } catch {
-      byId('view').textContent += ' · the server has ended';
-    }
-  }
-
-  togglePlay() {
-    const button = byId('play');
-    this.playing = !this.playing;
-    button.textContent = this.playing ? 'Pause' : 'Play';
-    if (this.playing) {
-      this.cursor = this.cursor >= this.full.to ? 0 : this.cursor;
-      this.lastFrame = performance.now();
-      requestAnimationFrame((now) => this.playOn(now));
-    }
-  }
-
-  playOn(now) {
-    if (!this.playing) {
-      return;
-    }
-    const next = this.cursor + (Math.max(0, now - this.lastFrame) / 1000) * Number(byId('speed').value);
-    this.lastFrame = now;
-    const { from, to } = this.view;
-    this.setCursor(next);
-    if (next > to || next < from) {
-      this.setView(this.cursor, this.cursor + (to - from), { remember: false });
-    }
-    if (next >= this.full.to) {
-      this.togglePlay();
-    } else {
-      requestAnimationFrame((time) => this.playOn(time));
-    }
-  }
-
-  readFragment() {
-    const numbers = /^#t=([\d.]+)-([\d.]+)(?:&c=([\d.]+))?$/.exec(location.hash)?.slice(1).map(Number);
-    if (numbers && numbers[1] > numbers[0] && numbers[0] < this.full.to) {
-      this.view = { from: numbers[0], to: Math.min(numbers[1], this.full.to) };
-      this.cursor = Number.isFinite(numbers[2]) ? Math.min(numbers[2], this.full.to) : (numbers[0] + this.view.to) / 2;
-    }
-  }
-
-  /** Browsers allow few changes in a second. */
-  writeFragment() {
-    clearTimeout(this.fragmentTimer);
-    this.fragmentTimer = setTimeout(() => {
-      const [from, to, cursor] = [this.view.from, this.view.to, this.cursor].map((time) => Number(time.toFixed(4)));
-      history.replaceState(null, '', `#t=${from}-${to}&c=${cursor}`);
-    }, FRAGMENT_MS);
-  }
-
-  listen() {
-    const actions = {
-      all: () => this.showAll(),
-      back: () => this.goBack(),
-      'zoom-in': () => this.zoom(ZOOM_FACTOR),
-      'zoom-out': () => this.zoom(1 / ZOOM_FACTOR),
-      left: () => this.move(-MOVE_SHARE),
-      right: () => this.move(MOVE_SHARE),
-      play: () => this.togglePlay(),
-      svg: () => savePicture('svg', this.charts, this, byId('name').textContent),
-      png: () => savePicture('png', this.charts, this, byId('name').textContent),
-    };
-    Object.entries(actions).forEach(([id, action]) => byId(id).addEventListener('click', action));
-    byId('lanes').addEventListener('change', ({ target }) => {
-      this.lanes = target.checked;
-      this.resize();
-    });
-    document.addEventListener('keydown', (event) => this.onKey(event));
-    addEventListener('resize', () => this.resize());
-    addEventListener('hashchange', () => {
-      this.readFragment();
-      this.draw();
-    });
-    addEventListener('beforeprint', () => this.forPrint(true));
-    addEventListener('afterprint', () => this.forPrint(false));
-    matchMedia('(prefers-color-scheme: dark)').addEventListener('change', () => this.resize());
-  }
-
-  forPrint(on) {
-    document.documentElement.classList.toggle('print', on);
-    this.resize();
-  }
-
-  onKey(event) {
-    const step = (this.view.to - this.view.from) / 500;
-    const keys = {
-      ArrowLeft: () => (event.shiftKey ? this.setCursor(this.cursor - step) : this.move(-MOVE_SHARE)),
-      ArrowRight: () => (event.shiftKey ? this.setCursor(this.cursor + step) : this.move(MOVE_SHARE)),
-      '+': () => this.zoom(ZOOM_FACTOR),
-      '=': () => this.zoom(ZOOM_FACTOR),
-      '-': () => this.zoom(1 / ZOOM_FACTOR),
-      '−': () => this.zoom(1 / ZOOM_FACTOR),
-      Home: () => this.showAll(),
-      Backspace: () => this.goBack(),
-      ' ': () => this.togglePlay(),
-    };
-    const isTaken =
-      event.ctrlKey ||
-      event.metaKey ||
-      event.altKey ||
-      event.target.matches('select, input') ||
-      (event.key === ' ' && event.target.matches('button'));
-    if (!isTaken && keys[event.key]) {
-      event.preventDefault();
-      keys[event.key]();
-    }
-  }
+async function loadUnit(description, origin) {
+  const unit = unitFrom(description, origin);
+  return { ...unit, channels: await Promise.all(unit.channels.map(loadChannel)) };
 }
 
 /** Drawn first from what is quickly there. */
 async function main() {
-  const description = JSON.parse(byId('description').textContent);
-  const units = await Promise.all(description.units.map((unit) => loadUnit(unit, description.origin)));
-  const page = new Page(description, units);
+  const { origin, served, units: descriptions } = JSON.parse(byId('description').textContent);
+  const units = await Promise.all(descriptions.map((description) => loadUnit(description, origin)));
+  const page = new Page(units, { served });
   globalThis.vortenaPage = page;
   page.start();
   await new Promise((resolve) => {
     requestAnimationFrame(() => setTimeout(resolve)); // painted
   });
   await Promise.all(units.flatMap(({ channels }) => channels.map(loadRest)));
-  page.draw();
-  page.addPlaces();
-  document.documentElement.dataset.whole = 'true';
+  page.complete();
 }
 
 main().catch((error) => {

@@ -82,4 +82,15 @@ function unpackSamples({ first, ticksPerSecond, count, scales }, bytes) {
   return { time, axes };
 }
 
-module.exports = { NONE, fromPlanes, packSamples, toPlanes, unpackSamples };
+/** Bytes that stand in a page as base64 of their deflated form. */
+async function inflate(base64) {
+  const text = atob(base64);
+  const bytes = new Uint8Array(text.length);
+  for (let i = 0; i < text.length; i += 1) {
+    bytes[i] = text.charCodeAt(i);
+  }
+  const stream = new Blob([bytes]).stream().pipeThrough(new DecompressionStream('deflate-raw'));
+  return new Uint8Array(await new Response(stream).arrayBuffer());
+}
+
+module.exports = { NONE, fromPlanes, inflate, packSamples, toPlanes, unpackSamples };

@@ -3,7 +3,7 @@
 'use strict';
 
 const { anglesOf } = require('./attitude.js');
-const { NONE, fromPlanes } = require('./packing.js');
+const { NONE } = require('./packing.js');
 
 const CHANNELS = {
   1: { name: 'accel', title: 'Acceleration', unit: 'g', decimals: 3, curves: ['X', 'Y', 'Z', 'norm'] },
@@ -20,6 +20,8 @@ const CHANNELS = {
   5: { name: 'mag', title: 'Three-axis raw channel', unit: 'counts', decimals: 0, curves: ['X', 'Y', 'Z', 'norm'] },
 };
 
+/** Of channels, from top to bottom. */
+const ORDER = [1, 2, 10, 3, 5];
 /** More samples than these in a column of the screen are drawn from a level. */
 const SAMPLES_PER_COLUMN = 24;
 /** Up to these, a line from sample to sample is drawn. */
@@ -97,14 +99,14 @@ class Samples {
 }
 
 class Channel {
-  /** `levels` are the finest first; `coarse` of them are in `coarseBytes`. */
-  constructor(description, coarseBytes) {
+  /** `levels` are the finest first; `codes` are of the last `coarse` of them. */
+  constructor(description, codes) {
     Object.assign(this, description, CHANNELS[description.key]);
-    this.readyLevels = this.readLevels(this.levels.slice(-this.coarse), fromPlanes(coarseBytes));
+    this.readyLevels = this.readLevels(this.levels.slice(-this.coarse), codes);
   }
 
-  addFineLevels(bytes) {
-    this.readyLevels.unshift(...this.readLevels(this.levels.slice(0, -this.coarse), fromPlanes(bytes)));
+  addFineLevels(codes) {
+    this.readyLevels.unshift(...this.readLevels(this.levels.slice(0, -this.coarse), codes));
   }
 
   /** Holes in a curve: where an interval is longer than two usual ones. */
@@ -270,6 +272,28 @@ class Channel {
   }
 }
 
+/** A channel's description with times from `origin` on. */
+function channelFrom({ levels, gaps, samples, ...description }, origin) {
+  return {
+    ...description,
+    levels: levels.map((bins) => ({ ...bins, start: bins.start - origin })),
+    gaps: gaps.map(([start, end]) => [start - origin, end - origin]),
+    ...(samples ? { samples: { ...samples, first: samples.first - origin } } : {}),
+  };
+}
+
+/** A unit's description, its times from `origin` of its clock on, its channels in the order of the page. */
+function unitFrom(unit, origin) {
+  const channels = unit.channels.map((channel) => channelFrom(channel, origin));
+  return {
+    ...unit,
+    origin,
+    channels: channels.sort((a, b) => ORDER.indexOf(a.key) - ORDER.indexOf(b.key)),
+    toOwnClock: origin - unit.shift,
+    events: unit.events.map(([time, value]) => [time - origin, value]),
+  };
+}
+
 /** Bounds by column of the screen. */
 class Bars {
   constructor(from, to, columns, circular) {
@@ -345,4 +369,4 @@ class Bars {
   }
 }
 
-module.exports = { CHANNELS, Channel, lowerBound };
+module.exports = { CHANNELS, Channel, ORDER, lowerBound, unitFrom };
