@@ -7,7 +7,7 @@ function define(program) {
   program
     .command('view')
     .description('Makes a page with the curves, the attitude and the quality of a recording.')
-    .argument('<file...>', 'a recording; with --sync, the recordings of a set')
+    .argument('[file...]', 'a recording; with --sync, the recordings of a set; without, the page that reads them itself')
     .option('-o, --out <page>', 'the page (default: beside the first recording, with .html for its ending)')
     .option('--sync', 'several recordings on one clock, in one page')
     .option('--overwrite', 'replace another file of the name of the page')
@@ -20,6 +20,9 @@ function define(program) {
 
 function check(files, { sync, serve, out }) {
   const { UsageError } = require('../exit-status.js');
+  if (files.length === 0 && (sync || serve || out)) {
+    throw new UsageError('--sync, --serve and -o want recordings. Without any, there is the page that reads them itself.');
+  }
   if (files.length > 1 && !sync) {
     throw new UsageError('several recordings come into one page as a set: use --sync, or one call for each.');
   }
@@ -37,6 +40,9 @@ async function view(files, options) {
   const { makeReport } = require('../report.js');
 
   check(files, options);
+  if (files.length === 0) {
+    return showReader(options);
+  }
   try {
     return await (options.serve ? servePage : writePage)(files, options);
   } catch (error) {
@@ -129,6 +135,24 @@ async function writePage(files, { out = pageOf(files[0]), sync = false, overwrit
   process.stdout.write(`${out}\n`);
   if (open) {
     openInBrowser(require('node:path').resolve(out));
+  }
+  return OK;
+}
+
+/** The page that lies beside those that make pages: people drop recordings on it. */
+function showReader({ open }) {
+  const fs = require('node:fs');
+  const path = require('node:path');
+  const { FAILED, OK } = require('../exit-status.js');
+
+  const reader = path.join(__dirname, '..', '..', 'viewer', 'reader.html');
+  if (!fs.existsSync(reader)) {
+    process.stderr.write(`${reader} is not there. In a checkout, script/build-wasm makes it.\n`);
+    return FAILED;
+  }
+  process.stdout.write(`${reader}\n`);
+  if (open) {
+    openInBrowser(reader);
   }
   return OK;
 }

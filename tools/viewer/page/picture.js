@@ -2,6 +2,7 @@
 'use strict';
 
 const { marksOf, trace } = require('./plotting.js');
+const { save } = require('./saving.js');
 const { timeText } = require('./scales.js');
 
 const LEFT = 64;
@@ -133,14 +134,6 @@ async function pngOf(svg) {
   canvas.height = image.height * PNG_SCALE;
   canvas.getContext('2d').drawImage(image, 0, 0, canvas.width, canvas.height);
   return new Promise((resolve) => canvas.toBlob(resolve, 'image/png'));
-}
-
-function save(blob, name) {
-  const link = document.createElement('a');
-  link.href = URL.createObjectURL(blob);
-  link.download = name;
-  link.click();
-  setTimeout(() => URL.revokeObjectURL(link.href), 10_000);
 }
 
 async function savePicture(kind, charts, page, heading) {

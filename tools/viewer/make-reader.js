@@ -1,0 +1,57 @@
+// node make-reader.js: makes reader.html, the page that reads recordings itself, from the pages' code and the reader as
+// WebAssembly.
+'use strict';
+
+const crypto = require('node:crypto');
+const fs = require('node:fs');
+const path = require('node:path');
+const zlib = require('node:zlib');
+const esbuild = require('esbuild');
+const { enclosed, fileText, frame, scriptsOf } = require('./frame.js');
+
+const READER = path.join(__dirname, 'reader.html');
+const WASM = path.join(__dirname, '..', '..', 'wasm', 'vortena.wasm');
+
+function workerScript() {
+  const { outputFiles } = esbuild.buildSync({
+    entryPoints: [path.join(__dirname, 'reader-worker.js')],
+    bundle: true,
+    format: 'iife',
+    platform: 'browser',
+    target: 'es2022',
+    minify: true,
+    legalComments: 'inline',
+    write: false,
+  });
+  return outputFiles[0].text;
+}
+
+const hashOf = (script) => `'sha256-${crypto.createHash('sha256').update(script).digest('base64')}'`;
+
+/** Nothing but the page's own scripts runs, and nothing connects. Workers made from blobs are held to it as well. */
+function policy() {
+  const scripts = scriptsOf('reader').map(hashOf).join(' ');
+  return (
+    `default-src 'none'; script-src ${scripts} 'wasm-unsafe-eval'; worker-src blob:; style-src 'unsafe-inline'; ` +
+    "img-src data: blob:; connect-src 'none'; base-uri 'none'; form-action 'none'"
+  );
+}
+
+function makeReader() {
+  const page = frame({
+    main: 'reader',
+    title: 'Recordings – Vortena',
+    generator: 'vortena reader',
+    policy: policy(),
+    style: fileText('reader.css'),
+    sources: fileText('sources.html'),
+  });
+  const wasm = zlib.deflateRawSync(fs.readFileSync(WASM), { level: 9 }).toString('base64');
+  const data = [
+    `<script type="text/plain" id="worker">${enclosed(workerScript())}</script>`,
+    `<script type="text/plain" id="wasm">${wasm}</script>`,
+  ];
+  return page.replace('{{DATA}}', () => data.join('\n'));
+}
+
+fs.writeFileSync(READER, makeReader());

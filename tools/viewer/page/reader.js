@@ -1,0 +1,257 @@
+// A page without recordings of its own: reads those that are dropped on it or chosen, shows them and saves their CSV.
+'use strict';
+
+const { element } = require('./chart.js');
+const { describeUnit } = require('./description.js');
+const { Jobs } = require('./jobs.js');
+const { Page } = require('./page.js');
+const { Channel, unitFrom } = require('./recording.js');
+const { openOutput } = require('./saving.js');
+const { numberText } = require('./scales.js');
+
+/** Of all recordings together; what the page keeps of them stays below some 300 MB. */
+const MOST_BINS = 1_000_000;
+const MOST_SAMPLES = 4_000_000;
+const STAGES = {
+  decode: 'reading',
+  orientation: 'orientation',
+  synchronise: 'bringing onto one clock',
+  levels: 'levels for drawing',
+  write: 'CSV',
+};
+const ADVICE = {
+  ERR_NO_MEMORY: ' In a terminal, “vortena view” and “vortena convert” read recordings that are too large for a page.',
+};
+
+const byId = (id) => document.getElementById(id);
+const csvName = (recording) => `${recording.replace(/\.[^.]*$/, '')}.csv`;
+
+function channelOf(description, { codes, kept }, origin) {
+  const channel = new Channel(description, codes);
+  if (kept) {
+    channel.setSamples({ time: kept.time.map((time) => time - origin), axes: kept.axes }, -Infinity, Infinity);
+  }
+  return channel;
+}
+
+/** A unit of `levels()` as the page shows it. */
+function unitOf(unit, name, unitNumber, origin) {
+  const dataOf = ({ levels }) => ({ levels, coarse: levels.length });
+  const shown = unitFrom(describeUnit(unit, { name, unitNumber, dataOf }), origin);
+  const read = new Map(unit.channels.map((channel) => [channel.key, channel]));
+  return { ...shown, channels: shown.channels.map((channel) => channelOf(channel, read.get(channel.key), origin)) };
+}
+
+class Reader {
+  constructor(jobs) {
+    Object.assign(this, { jobs, files: [], onOneClock: false });
+    this.listen();
+    document.documentElement.dataset.waiting = 'true';
+  }
+
+  listen() {
+    const picker = byId('files');
+    ['choose', 'choose-first'].forEach((id) => byId(id).addEventListener('click', () => picker.click()));
+    picker.addEventListener('change', () => {
+      this.open([...picker.files]);
+      picker.value = ''; // the same may be chosen again
+    });
+    byId('cancel').addEventListener('click', () => this.cancel());
+    byId('work').addEventListener('cancel', () => this.cancel());
+    byId('one-clock').addEventListener('change', ({ target }) => this.setOneClock(target.checked));
+    this.listenToDrops();
+  }
+
+  listenToDrops() {
+    const mark = (on) => document.documentElement.classList.toggle('dropping', on);
+    addEventListener('dragover', (event) => {
+      event.preventDefault();
+      mark(event.dataTransfer.types.includes('Files'));
+    });
+    addEventListener('dragleave', ({ relatedTarget }) => mark(relatedTarget !== null));
+    addEventListener('drop', (event) => {
+      event.preventDefault();
+      mark(false);
+      this.drop(event.dataTransfer);
+    });
+  }
+
+  drop({ items, files }) {
+    const isFolder = [...items].filter(({ kind }) => kind === 'file').map((item) => item.webkitGetAsEntry?.()?.isDirectory);
+    const folders = [...files].filter((_, k) => isFolder[k]);
+    this.open(
+      [...files].filter((_, k) => !isFolder[k]),
+      folders.map(({ name }) => `${name} is a folder. Drop the recordings that are in it.`),
+    );
+  }
+
+  cancel() {
+    this.running?.abort();
+  }
+
+  /** One work at a time, with its progress and a way out. What it throws is told, and gives undefined. */
+  async work(task) {
+    this.cancel();
+    const running = new AbortController();
+    this.running = running;
+    this.tell([]);
+    this.tellProgress('', {});
+    if (!byId('work').open) {
+      byId('work').showModal();
+    }
+    try {
+      return await task(running.signal);
+    } catch (error) {
+      if (!running.signal.aborted) {
+        this.tell([this.sentence(error)]);
+      }
+      return undefined;
+    } finally {
+      if (this.running === running) {
+        byId('work').close();
+      }
+    }
+  }
+
+  tellProgress(name, { stage, fraction }) {
+    byId('work-name').textContent = name;
+    byId('work-stage').textContent = stage ? `${STAGES[stage]}, ${numberText(100 * fraction, 0)} %` : 'beginning';
+    byId('work-share').value = fraction ?? 0;
+  }
+
+  /** Failures, one a line, or news, in the place of what was told before. */
+  tell(sentences, news = '') {
+    byId('trouble').replaceChildren(...sentences.map((text) => element('li', {}, text)));
+    byId('news').textContent = news;
+  }
+
+  sentence({ message, code }, name) {
+    return `${code || !name ? '' : `${name} cannot be read: `}${message}${ADVICE[code] ?? ''}`;
+  }
+
+  run(job, files, name, { signal, ...rest }) {
+    return this.jobs.run(job, files, { signal, onProgress: (progress) => this.tellProgress(name, progress), ...rest });
+  }
+
+  /** What can be read of the files is shown, and what cannot is told. */
+  async open(files, remarks = []) {
+    const failures = [...remarks];
+    const loaded = await this.work((signal) => this.load(files, failures, signal));
+    if (loaded) {
+      this.tell(failures);
+    }
+    if (loaded?.length > 0) {
+      this.show(loaded, false);
+    }
+  }
+
+  /** One after another, as memory is given back between them: `[{ file, unit }]`. */
+  async load(files, failures, signal) {
+    const loaded = [];
+    const options = { mostBins: Math.ceil(MOST_BINS / files.length), mostSamples: Math.floor(MOST_SAMPLES / files.length) };
+    for (const [k, file] of files.entries()) {
+      const name = files.length > 1 ? `${file.name}, ${k + 1} of ${files.length}` : file.name;
+      try {
+        const { units } = await this.run('levels', [file], name, { signal, options });
+        loaded.push({ file, unit: units[0] });
+      } catch (error) {
+        signal.throwIfAborted();
+        failures.push(this.sentence(error, file.name));
+      }
+    }
+    return loaded;
+  }
+
+  async setOneClock(on) {
+    const { files } = this;
+    const options = { synchronised: true, mostBins: MOST_BINS, mostSamples: MOST_SAMPLES };
+    const loaded = await this.work(async (signal) => {
+      if (!on) {
+        return this.load(files, [], signal);
+      }
+      const { units } = await this.run('levels', files, 'All recordings', { signal, options });
+      return units.map((unit, k) => ({ file: files[k], unit }));
+    });
+    if (loaded) {
+      this.show(loaded, on);
+    }
+    byId('one-clock').checked = this.onOneClock;
+  }
+
+  /** In the place of those that are shown. */
+  show(loaded, onOneClock) {
+    this.page?.close();
+    const common = Math.min(...loaded.map(({ unit }) => unit.start));
+    const units = loaded.map(({ file, unit }, k) => unitOf(unit, file.name, k, onOneClock ? common : unit.start));
+    Object.assign(this, { files: loaded.map(({ file }) => file), onOneClock, outputs: undefined });
+    document.documentElement.dataset.shown = 'true';
+    this.showSources();
+    this.page = new Page(units, { onOneClock });
+    globalThis.vortenaPage = this.page;
+    this.page.start();
+    this.page.complete();
+  }
+
+  showSources() {
+    byId('clock').hidden = this.files.length < 2;
+    byId('one-clock').checked = this.onOneClock;
+    byId('saves').replaceChildren(
+      ...this.files.map(({ name }, k) => {
+        const button = element('button', { type: 'button' }, `Save ${csvName(name)}`);
+        button.addEventListener('click', () => this.save(k));
+        return button;
+      }),
+    );
+  }
+
+  async save(k) {
+    const name = csvName(this.files[k].name);
+    const output = await openOutput(name);
+    if (!output) {
+      return;
+    }
+    const bytes = await this.work((signal) => this.write(k, output, signal));
+    if (bytes) {
+      this.tell([], `${name} is saved, ${numberText(bytes / 1e6, 1)} MB${this.onOneClock ? ', on the common clock' : ''}.`);
+    }
+  }
+
+  /** Whole, or not there. Resolves with the size. */
+  async write(k, output, signal) {
+    let bytes = 0;
+    const onPiece = (piece) => {
+      bytes += piece.size ?? piece.length;
+      return output.write(piece);
+    };
+    try {
+      if (this.onOneClock) {
+        await onPiece(await this.synchronisedCsv(k, signal));
+      } else {
+        await this.run('csv', [this.files[k]], csvName(this.files[k].name), { signal, onPiece });
+      }
+      await output.close();
+      return bytes;
+    } catch (error) {
+      await output.abort();
+      throw error;
+    }
+  }
+
+  /** All CSVs of a set are made at once, and kept for those that are saved next. */
+  async synchronisedCsv(k, signal) {
+    if (!this.outputs) {
+      const outputs = await this.run('synchronise', this.files, 'All recordings', { signal });
+      this.outputs = outputs.map((bytes) => new Blob([bytes]));
+    }
+    return this.outputs[k];
+  }
+}
+
+async function main() {
+  globalThis.vortenaReader = new Reader(await Jobs.from(byId('worker').textContent, byId('wasm').textContent));
+}
+
+main().catch((error) => {
+  byId('trouble').append(element('li', {}, `This page cannot read recordings: ${error.message}. It needs a browser of 2023 or newer.`));
+  throw error;
+});
