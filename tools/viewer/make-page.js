@@ -17,7 +17,8 @@ const SENSORS = { 1: 'accel', 2: 'gyro' };
 const COUNTS = 2 ** 15;
 const BARO_QUANTA = [1 / 4096, 0.01]; // mbar, degrees
 const ATTITUDE_ROWS = 4;
-const POLICY = "default-src 'none'; script-src 'unsafe-inline'; style-src 'unsafe-inline'; img-src data: blob:; connect-src 'self'";
+const POLICY =
+  "default-src 'none'; script-src 'unsafe-inline'; style-src 'unsafe-inline'; img-src data: blob:; connect-src 'self'";
 
 const asJson = (value) => JSON.stringify(value).replace(/</g, '\\u003c');
 const deflate = (parts) =>

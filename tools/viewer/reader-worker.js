@@ -44,8 +44,8 @@ async function start({ module, job, files, options }) {
   try {
     await reader.initialise(module);
     await jobs[job](files, options);
-  } catch ({ message, code, name }) {
-    postMessage({ failure: { message, code, name } });
+  } catch ({ message, code }) {
+    postMessage({ failure: { message, code } });
   }
 }
 

@@ -8,20 +8,11 @@ const { Page } = require('./page.js');
 const { Channel, unitFrom } = require('./recording.js');
 const { openOutput } = require('./saving.js');
 const { numberText } = require('./scales.js');
+const { Work, sentence, tell, tellProgress } = require('./work.js');
 
 /** Of all recordings together; what the page keeps of them stays below some 300 MB. */
-const MOST_BINS = 1_000_000;
+const MOST_BINS = 500_000;
 const MOST_SAMPLES = 4_000_000;
-const STAGES = {
-  decode: 'reading',
-  orientation: 'orientation',
-  synchronise: 'bringing onto one clock',
-  levels: 'levels for drawing',
-  write: 'CSV',
-};
-const ADVICE = {
-  ERR_NO_MEMORY: ' In a terminal, “vortena view” and “vortena convert” read recordings that are too large for a page.',
-};
 
 const byId = (id) => document.getElementById(id);
 const csvName = (recording) => `${recording.replace(/\.[^.]*$/, '')}.csv`;
@@ -44,7 +35,7 @@ function unitOf(unit, name, unitNumber, origin) {
 
 class Reader {
   constructor(jobs) {
-    Object.assign(this, { jobs, files: [], onOneClock: false });
+    Object.assign(this, { jobs, work: new Work(), files: [], onOneClock: false });
     this.listen();
     document.documentElement.dataset.waiting = 'true';
   }
@@ -56,8 +47,6 @@ class Reader {
       this.open([...picker.files]);
       picker.value = ''; // the same may be chosen again
     });
-    byId('cancel').addEventListener('click', () => this.cancel());
-    byId('work').addEventListener('cancel', () => this.cancel());
     byId('one-clock').addEventListener('change', ({ target }) => this.setOneClock(target.checked));
     this.listenToDrops();
   }
@@ -85,63 +74,20 @@ class Reader {
     );
   }
 
-  cancel() {
-    this.running?.abort();
-  }
-
-  /** One work at a time, with its progress and a way out. What it throws is told, and gives undefined. */
-  async work(task) {
-    this.cancel();
-    const running = new AbortController();
-    this.running = running;
-    this.tell([]);
-    this.tellProgress('', {});
-    if (!byId('work').open) {
-      byId('work').showModal();
-    }
-    try {
-      return await task(running.signal);
-    } catch (error) {
-      if (!running.signal.aborted) {
-        this.tell([this.sentence(error)]);
-      }
-      return undefined;
-    } finally {
-      if (this.running === running) {
-        byId('work').close();
-      }
-    }
-  }
-
-  tellProgress(name, { stage, fraction }) {
-    byId('work-name').textContent = name;
-    byId('work-stage').textContent = stage ? `${STAGES[stage]}, ${numberText(100 * fraction, 0)} %` : 'beginning';
-    byId('work-share').value = fraction ?? 0;
-  }
-
-  /** Failures, one a line, or news, in the place of what was told before. */
-  tell(sentences, news = '') {
-    byId('trouble').replaceChildren(...sentences.map((text) => element('li', {}, text)));
-    byId('news').textContent = news;
-  }
-
-  sentence({ message, code }, name) {
-    return `${code || !name ? '' : `${name} cannot be read: `}${message}${ADVICE[code] ?? ''}`;
-  }
-
   run(job, files, name, { signal, ...rest }) {
-    return this.jobs.run(job, files, { signal, onProgress: (progress) => this.tellProgress(name, progress), ...rest });
+    return this.jobs.run(job, files, { signal, onProgress: (progress) => tellProgress(name, progress), ...rest });
   }
 
   /** What can be read of the files is shown, and what cannot is told. */
   async open(files, remarks = []) {
     const failures = [...remarks];
-    const loaded = await this.work((signal) => this.load(files, failures, signal));
-    if (loaded) {
-      this.tell(failures);
-    }
-    if (loaded?.length > 0) {
+    const task = async (signal) => {
+      const loaded = await this.load(files, failures, signal);
       this.show(loaded, false);
+      return loaded;
+    };
+    if (await this.work.run(task, 'The recordings cannot be shown')) {
+      tell(failures);
     }
   }
 
@@ -156,7 +102,7 @@ class Reader {
         loaded.push({ file, unit: units[0] });
       } catch (error) {
         signal.throwIfAborted();
-        failures.push(this.sentence(error, file.name));
+        failures.push(sentence(error, `${file.name} cannot be read`));
       }
     }
     return loaded;
@@ -164,22 +110,22 @@ class Reader {
 
   async setOneClock(on) {
     const { files } = this;
-    const options = { synchronised: true, mostBins: MOST_BINS, mostSamples: MOST_SAMPLES };
-    const loaded = await this.work(async (signal) => {
-      if (!on) {
-        return this.load(files, [], signal);
-      }
-      const { units } = await this.run('levels', files, 'All recordings', { signal, options });
-      return units.map((unit, k) => ({ file: files[k], unit }));
-    });
-    if (loaded) {
-      this.show(loaded, on);
-    }
+    const task = async (signal) => this.show(on ? await this.loadSet(files, signal) : await this.load(files, [], signal), on);
+    await this.work.run(task, 'The recordings cannot be brought onto one clock');
     byId('one-clock').checked = this.onOneClock;
   }
 
-  /** In the place of those that are shown. */
+  async loadSet(files, signal) {
+    const options = { synchronised: true, mostBins: MOST_BINS, mostSamples: MOST_SAMPLES };
+    const { units } = await this.run('levels', files, 'All recordings', { signal, options });
+    return units.map((unit, k) => ({ file: files[k], unit }));
+  }
+
+  /** In the place of those that are shown, unless there are none. */
   show(loaded, onOneClock) {
+    if (loaded.length === 0) {
+      return;
+    }
     this.page?.close();
     const common = Math.min(...loaded.map(({ unit }) => unit.start));
     const units = loaded.map(({ file, unit }, k) => unitOf(unit, file.name, k, onOneClock ? common : unit.start));
@@ -210,9 +156,9 @@ class Reader {
     if (!output) {
       return;
     }
-    const bytes = await this.work((signal) => this.write(k, output, signal));
+    const bytes = await this.work.run((signal) => this.write(k, output, signal), `${name} cannot be saved`);
     if (bytes) {
-      this.tell([], `${name} is saved, ${numberText(bytes / 1e6, 1)} MB${this.onOneClock ? ', on the common clock' : ''}.`);
+      tell([], `${name} is saved, ${numberText(bytes / 1e6, 1)} MB${this.onOneClock ? ', on the common clock' : ''}.`);
     }
   }
 
@@ -252,6 +198,6 @@ async function main() {
 }
 
 main().catch((error) => {
-  byId('trouble').append(element('li', {}, `This page cannot read recordings: ${error.message}. It needs a browser of 2023 or newer.`));
+  tell([`This page cannot read recordings: ${error.message}. It needs a browser of 2023 or newer.`]);
   throw error;
 });

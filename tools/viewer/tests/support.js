@@ -65,7 +65,7 @@ async function startBrowser() {
 }
 
 /** A tab that notes whatever goes wrong in it, and whatever it asks the network for. */
-async function open(browser, address, { offline = true } = {}) {
+async function open(browser, address, { offline = true, ready = 'html[data-whole]' } = {}) {
   const context = await browser.newContext({ viewport: { width: 1200, height: 900 }, offline });
   const tab = await context.newPage();
   tab.faults = [];
@@ -74,8 +74,32 @@ async function open(browser, address, { offline = true } = {}) {
   tab.on('pageerror', (error) => tab.faults.push(error.stack));
   tab.on('request', (request) => tab.requests.push(request.url()));
   await tab.goto(address);
-  await tab.waitForSelector('html[data-whole]');
+  await tab.waitForSelector(ready);
   return tab;
+}
+
+/** The page that reads recordings itself. Browsers under control have nobody who answers a dialog of theirs. */
+async function openReader(browser, options) {
+  const address = pathToFileURL(path.join(root, 'tools', 'viewer', 'reader.html')).href;
+  const tab = await open(browser, address, { ready: 'html[data-waiting]', ...options });
+  await tab.evaluate(() => {
+    globalThis.showSaveFilePicker = undefined;
+  });
+  return tab;
+}
+
+/** Drops files on the page, as from a file manager. */
+async function drop(tab, files) {
+  const dropped = files.map((file) => ({ name: path.basename(file), base64: fs.readFileSync(file, 'base64') }));
+  await tab.evaluate((list) => {
+    const dataTransfer = new DataTransfer();
+    for (const { name, base64 } of list) {
+      dataTransfer.items.add(new File([Uint8Array.from(atob(base64), (c) => c.charCodeAt(0))], name));
+    }
+    for (const type of ['dragover', 'drop']) {
+      document.body.dispatchEvent(new DragEvent(type, { dataTransfer, bubbles: true, cancelable: true }));
+    }
+  }, dropped);
 }
 
 /** Numbers as the page writes them; bounds as two. */
@@ -100,10 +124,12 @@ const readouts = (tab) =>
 const view = (tab) => tab.evaluate(() => globalThis.vortenaPage.view);
 
 module.exports = {
+  drop,
   folder,
   makePage,
   numbersOf,
   open,
+  openReader,
   readCsv,
   readouts,
   run,
