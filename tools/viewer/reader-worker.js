@@ -33,8 +33,7 @@ async function csv([file]) {
 }
 
 async function synchronise(files) {
-  const names = files.map(({ name }) => name);
-  const { outputs } = await reader.synchronise(files, { names, onProgress });
+  const { outputs } = await reader.synchronise(files, { onProgress });
   postMessage({ answer: outputs }, [...new Set(outputs.map(({ buffer }) => buffer))]);
 }
 
