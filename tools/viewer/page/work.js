@@ -12,7 +12,7 @@ const STAGES = {
   write: 'CSV',
 };
 const ADVICE = {
-  ERR_NO_MEMORY: ' In a terminal, “vortena view” and “vortena convert” read recordings that are too large for a page.',
+  ERR_NO_MEMORY: '. In a terminal, “vortena view” and “vortena convert” read recordings that are too large for a page.',
 };
 
 const byId = (id) => document.getElementById(id);
