@@ -45,8 +45,8 @@ function scriptsOf(main) {
   return [fs.readFileSync(path.join(plotting, 'dist', 'uPlot.iife.min.js'), 'utf8'), bundle(main)].map(enclosed);
 }
 
-/** A page without data, for which it has the place {{DATA}}; `sources` is HTML above the recording. */
-function frame({ main, title, generator, policy, style = '', sources = '' }) {
+/** A page without data, for which it has the place {{DATA}}. `sources` is HTML above the recording, `licences` below uPlot's. */
+function frame({ main, title, generator, policy, style = '', sources = '', licences = '' }) {
   const plotting = path.dirname(require.resolve('uplot/package.json'));
   const library = (...names) => fs.readFileSync(path.join(plotting, ...names), 'utf8');
   const parts = {
@@ -56,6 +56,7 @@ function frame({ main, title, generator, policy, style = '', sources = '' }) {
     STYLE: library('dist', 'uPlot.min.css') + fileText('style.css') + style,
     SOURCES: sources,
     LICENCE: asHtml(library('LICENSE')),
+    LICENCES: licences,
     SCRIPTS: scriptsOf(main)
       .map((script) => `<script>${script}</script>`)
       .join('\n'),

@@ -11,6 +11,9 @@ const { enclosed, fileText, frame, scriptsOf } = require('./frame.js');
 
 const READER = path.join(__dirname, 'reader.html');
 const WASM = path.join(__dirname, '..', '..', 'wasm', 'vortena.wasm');
+const LICENCES =
+  '<p>The reader holds parts of musl, © 2005–2020 Rich Felker and others, and of Emscripten, © its authors, under the same ' +
+  'licence, and libc++ of the LLVM project, under Apache-2.0 with LLVM exceptions.</p>';
 
 function workerScript() {
   const { outputFiles } = esbuild.buildSync({
@@ -46,6 +49,7 @@ function makeReader() {
     policy: policy(),
     style: fileText('reader.css'),
     sources: fileText('sources.html'),
+    licences: LICENCES,
   });
   const wasm = zlib.deflateRawSync(fs.readFileSync(WASM), { level: 9 }).toString('base64');
   const data = [

@@ -59,7 +59,7 @@ class Page {
   /** Of a chart's plot: one unit's charts fill the window. */
   get chartHeight() {
     const count = Math.max(1, this.charts?.length ?? 3);
-    return this.units.length > 1 ? 110 : Math.min(260, Math.max(110, (innerHeight - 120) / count - 66));
+    return this.units.length > 1 ? 110 : Math.min(260, Math.max(110, (innerHeight - byId('charts').offsetTop) / count - 66));
   }
 
   /** All, unless a block with a wrong time leaves nearly all of it empty. */
