@@ -282,6 +282,12 @@ class Chart {
     );
   }
 
+  /** Engines keep closures of plots in their caches: what is large is let go by hand. */
+  close() {
+    this.plot.destroy();
+    Object.assign(this, { channel: undefined, gaps: [], events: [], drawn: [] });
+  }
+
   showCursor() {
     const {
       view: { from, to },

@@ -23,7 +23,7 @@ const byId = (id) => document.getElementById(id);
 function chartDescriptions(unit, several) {
   const prefix = several ? `${unit.name} · ` : '';
   return unit.channels.flatMap((channel) => {
-    const common = { unitData: unit, channel, gaps: channel.gaps, events: unit.events };
+    const common = { channel, gaps: channel.gaps, events: unit.events };
     if (channel.key === 3) {
       return [
         ['Pressure', 'mbar', '--curve-z'],
@@ -106,11 +106,12 @@ class Page {
     this.listening.abort();
     clearTimeout(this.fetchTimer);
     clearTimeout(this.fragmentTimer);
-    this.charts.forEach((chart) => chart.plot.destroy());
+    this.charts.forEach((chart) => chart.close());
     ['charts', 'boxes', 'quality'].forEach((id) => byId(id).replaceChildren());
     history.replaceState(null, '', '#');
     delete document.documentElement.dataset.ready;
     delete document.documentElement.dataset.whole;
+    Object.assign(this, { units: [], charts: [], boxes: [], notes: [] });
   }
 
   colour(name, alpha = 1) {

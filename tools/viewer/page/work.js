@@ -24,7 +24,7 @@ function sentence({ message, code }, refused) {
 
 /** Failures, one a line, or news, in the place of what was told before. */
 function tell(sentences, news = '') {
-  byId('trouble').replaceChildren(...sentences.map((text) => element('li', {}, text)));
+  byId('trouble').replaceChildren(...sentences.map((text) => element('p', {}, text)));
   byId('news').textContent = news;
 }
 

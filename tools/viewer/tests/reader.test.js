@@ -33,8 +33,8 @@ const shown = (tab, names) =>
   );
 const textOf = (tab, id) => tab.evaluate((name) => document.getElementById(name).textContent, id);
 const trouble = async (tab) => {
-  await tab.waitForFunction(() => document.querySelector('#trouble li') && !document.querySelector('dialog[open]'));
-  return tab.locator('#trouble li').allTextContents();
+  await tab.waitForFunction(() => document.querySelector('#trouble p') && !document.querySelector('dialog[open]'));
+  return tab.locator('#trouble p').allTextContents();
 };
 
 async function saved(tab, name) {
