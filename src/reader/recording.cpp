@@ -81,12 +81,22 @@ class Loader {
   }
 
   void reserve() {
-    // A file may claim any size: no reservation goes further beyond what was decoded than this.
-    constexpr std::uint64_t kForesight = 64;
     if (next_ > foreseen_) {
-      foreseen_ = std::min(report_->blocks, next_ * kForesight);
+      foreseen_ = std::min(report_->blocks, next_ * foresight());
       decoder_.reserve(foreseen_, next_);
     }
+  }
+
+  /// A file may claim any size: no reservation goes further beyond what was decoded than so many times it.
+  [[nodiscard]] std::uint64_t foresight() const {
+    constexpr std::uint64_t kForesight = 64;
+#if defined(__EMSCRIPTEN__)
+    // Each further stage would leave a hole in memory that never goes back. What an instance asks for is taken from the
+    // system when it is touched.
+    return next_ > kPieceBlocks ? report_->blocks / next_ + 1 : kForesight;
+#else
+    return kForesight;
+#endif
   }
 
   LoadReport* report_;

@@ -102,10 +102,16 @@ class Reader {
         loaded.push({ file, unit: units[0] });
       } catch (error) {
         signal.throwIfAborted();
-        failures.push(sentence(error, `${file.name} cannot be read`));
+        failures.push(this.failureOf(file, error));
       }
     }
     return loaded;
+  }
+
+  /** A CSV needs less memory than a view. */
+  failureOf(file, error) {
+    const text = sentence(error, `${file.name} cannot be read`);
+    return error.code === 'ERR_NO_MEMORY' ? [`${text} Its CSV can be saved here: `, this.saveButton(file)] : text;
   }
 
   async setOneClock(on) {
@@ -141,39 +147,41 @@ class Reader {
   showSources() {
     byId('clock').hidden = this.files.length < 2;
     byId('one-clock').checked = this.onOneClock;
-    byId('saves').replaceChildren(
-      ...this.files.map(({ name }, k) => {
-        const button = element('button', { type: 'button' }, `Save ${csvName(name)}`);
-        button.addEventListener('click', () => this.save(k));
-        return button;
-      }),
-    );
+    byId('saves').replaceChildren(...this.files.map((file, k) => this.saveButton(file, k)));
   }
 
-  async save(k) {
-    const name = csvName(this.files[k].name);
+  /** `k` is the place of a file that is shown: of a set its CSV is on the common clock. */
+  saveButton(file, k) {
+    const button = element('button', { type: 'button' }, `Save ${csvName(file.name)}`);
+    button.addEventListener('click', () => this.save(file, this.onOneClock ? k : undefined));
+    return button;
+  }
+
+  async save(file, placeInSet) {
+    const name = csvName(file.name);
     const output = await openOutput(name);
     if (!output) {
       return;
     }
-    const bytes = await this.work.run((signal) => this.write(k, output, signal), `${name} cannot be saved`);
+    const bytes = await this.work.run((signal) => this.write(file, placeInSet, output, signal), `${name} cannot be saved`);
     if (bytes) {
-      tell([], `${name} is saved, ${numberText(bytes / 1e6, 1)} MB${this.onOneClock ? ', on the common clock' : ''}.`);
+      const clock = placeInSet === undefined ? '' : ', on the common clock';
+      tell([], `${name} is saved, ${numberText(bytes / 1e6, 1)} MB${clock}.`);
     }
   }
 
   /** Whole, or not there. Resolves with the size. */
-  async write(k, output, signal) {
+  async write(file, placeInSet, output, signal) {
     let bytes = 0;
     const onPiece = (piece) => {
       bytes += piece.size ?? piece.length;
       return output.write(piece);
     };
     try {
-      if (this.onOneClock) {
-        await onPiece(await this.synchronisedCsv(k, signal));
+      if (placeInSet === undefined) {
+        await this.run('csv', [file], csvName(file.name), { signal, onPiece });
       } else {
-        await this.run('csv', [this.files[k]], csvName(this.files[k].name), { signal, onPiece });
+        await onPiece(await this.synchronisedCsv(placeInSet, signal));
       }
       await output.close();
       return bytes;

@@ -12,7 +12,7 @@ const STAGES = {
   write: 'CSV',
 };
 const ADVICE = {
-  ERR_NO_MEMORY: '. In a terminal, “vortena view” and “vortena convert” read recordings that are too large for a page.',
+  ERR_NO_MEMORY: '. In a terminal, “vortena view” reads recordings that are too large for a page.',
 };
 
 const byId = (id) => document.getElementById(id);
@@ -22,9 +22,14 @@ function sentence({ message, code }, refused) {
   return `${typeof code === 'string' ? '' : `${refused}: `}${message}${ADVICE[code] ?? ''}`;
 }
 
-/** Failures, one a line, or news, in the place of what was told before. */
-function tell(sentences, news = '') {
-  byId('trouble').replaceChildren(...sentences.map((text) => element('p', {}, text)));
+/** Failures, one a line, or news, in the place of what was told before. A failure is a text, or a list with a button in it. */
+function tell(failures, news = '') {
+  const paragraphs = failures.map((failure) => {
+    const paragraph = element('p');
+    paragraph.append(...[failure].flat());
+    return paragraph;
+  });
+  byId('trouble').replaceChildren(...paragraphs);
   byId('news').textContent = news;
 }
 

@@ -117,6 +117,21 @@ test('writes straight into a file where the browser can, piece by piece, and dro
   await tab.context().close();
 });
 
+test('offers the CSV of what is too large to be shown', async () => {
+  const tab = await openReader(browser);
+  await tab.evaluate(() => {
+    const { jobs } = globalThis.vortenaReader;
+    const run = jobs.run.bind(jobs);
+    const refused = Object.assign(new Error('swing.bin needs more memory'), { code: 'ERR_NO_MEMORY' });
+    jobs.run = (job, ...rest) => (job === 'levels' ? Promise.reject(refused) : run(job, ...rest));
+  });
+  await drop(tab, [recording]);
+  assert.match((await trouble(tab)).join(), /swing\.bin needs more memory.+terminal.+can be saved here/);
+  assert.ok((await saved(tab, 'swing.csv')).equals(csv));
+  assert.deepEqual(tab.faults, []);
+  await tab.context().close();
+});
+
 test('brings a set onto one clock where it can, and says why where it cannot', async () => {
   const [hip, foot] = support.simulateWalk();
   const { outputs } = await synchronise([hip, foot], support.folder);
