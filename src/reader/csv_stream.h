@@ -11,9 +11,9 @@
 #include <string_view>
 #include <vector>
 
+#include "reader/counted_recording.h"
 #include "reader/csv_export.h"
 #include "reader/outcome.h"
-#include "reader/recording.h"
 #include "tracker/tracker.h"
 
 namespace vortena {

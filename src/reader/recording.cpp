@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "reader/counted_recording.h"
 #include "reader/data_packages.h"
 #include "reader/file_access.h"
 #include "reader/header_frames.h"

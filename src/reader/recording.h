@@ -5,7 +5,6 @@
 #include <istream>
 #include <span>
 
-#include "reader/data_packages.h"
 #include "reader/load_report.h"
 #include "reader/recording_model.h"
 #include "reader/watch.h"
@@ -16,12 +15,6 @@ namespace vortena {
 struct Recording {
   kiv_Config config;
   SensorMap sensors;
-};
-
-/// A recording whose samples are still what the file holds, counts and ticks: a third of a Recording's memory.
-struct CountedRecording {
-  kiv_Config config;
-  PackageDecoder packages{config};
 };
 
 struct LoadOptions {
@@ -41,9 +34,5 @@ LoadReport load_recording(Recording* recording, std::istream& stream, const Load
 
 /// The same from memory.
 LoadReport load_recording(Recording* recording, std::span<const std::uint8_t> bytes, const LoadOptions& options = {});
-
-/// The same, without channels' counts in the report.
-LoadReport load_counts(CountedRecording* recording, const char* path, const LoadOptions& options = {});
-LoadReport load_counts(CountedRecording* recording, std::istream& stream, const LoadOptions& options = {});
 
 }  // namespace vortena
