@@ -39,6 +39,14 @@ std::ofstream create_output_file(const char* path) {
   return std::ofstream(file, std::ios::binary | std::ios::trunc);
 }
 
+bool read_failed(const std::istream& stream) {
+#ifdef _LIBCPP_VERSION
+  return stream.fail() && (!stream.eof() || errno != 0);  // its streams take a failure for the end of the file
+#else
+  return stream.fail() && !stream.eof();
+#endif
+}
+
 std::error_code last_system_error() {
   return {errno != 0 ? errno : EIO, std::generic_category()};
 }

@@ -19,6 +19,9 @@ std::ifstream open_recording(const char* path, std::error_code* failure);
 /// be created: opening it would wait for a reader, perhaps for ever.
 std::ofstream create_output_file(const char* path);
 
+/// Whether the last read, with errno 0 before it, met a failure rather than the end.
+bool read_failed(const std::istream& stream);
+
 /// The system's reason for the failure that just happened, or "input/output error" where it told none.
 std::error_code last_system_error();
 

@@ -33,7 +33,7 @@ Outcome read_header(kiv_Config* config, const char* path) {
   if (!failure) {
     errno = 0;
     stream.read(reinterpret_cast<char*>(block.data()), block.size());
-    failure = stream.fail() && !stream.eof() ? last_system_error() : failure;
+    failure = read_failed(stream) ? last_system_error() : failure;
   }
   if (failure) {
     return {.problem = Problem::kUnreadable, .stage = Stage::kDecoding, .failure = failure};

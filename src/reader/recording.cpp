@@ -158,7 +158,7 @@ LoadReport load(Target* recording, std::istream& stream, const LoadOptions& opti
   Loader loader(&report, options);
   std::array<std::uint8_t, kBlockSize> first{};
   const std::size_t got = read_bytes(stream, first);
-  if (got < kBlockSize && !stream.eof()) {
+  if (read_failed(stream)) {
     report.failure = last_system_error();
     return report;
   }
