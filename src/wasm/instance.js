@@ -56,12 +56,21 @@ class Instance {
   importsFor(module) {
     const imports = { env: { ...this.runtime(), ...this.systemCalls() }, wasi_snapshot_preview1: this.wasi() };
     for (const { module: group, name, kind } of WebAssembly.Module.imports(module)) {
-      if (kind === 'function' && !imports[group][name]) {
-        // Releases of the C library name calls that this module never makes.
-        imports[group][name] = () => (group === 'env' ? -errorNumber('ENOSYS') : errorNumber('ENOSYS'));
+      if (kind === 'function') {
+        imports[group][name] ??= this.unknown(group, name);
       }
     }
     return imports;
+  }
+
+  /** Releases of the C library name calls that this module never makes. Those of its runtime have no error to answer. */
+  unknown(group, name) {
+    if (group === 'env' && !name.startsWith('__syscall_')) {
+      return () => {
+        throw new WebAssembly.RuntimeError(`${name} is missing`);
+      };
+    }
+    return () => (group === 'env' ? -errorNumber('ENOSYS') : errorNumber('ENOSYS'));
   }
 
   attach(instance) {
@@ -178,16 +187,20 @@ class Instance {
   }
 
   runtime() {
+    const copy = (to, from, size) => void this.heap.copyWithin(to >>> 0, from >>> 0, (from >>> 0) + (size >>> 0));
+    const abort = () => {
+      throw new WebAssembly.RuntimeError('abort');
+    };
     return {
       vortena_look: (watch) => this.look(new Int32Array(this.buffer, watch >>> 0, 4)),
       emscripten_resize_heap: (bytes) => this.grow(bytes >>> 0),
       emscripten_notify_memory_growth: () => {},
-      emscripten_memcpy_big: (to, from, size) => void this.heap.copyWithin(to >>> 0, from >>> 0, (from >>> 0) + (size >>> 0)),
-      emscripten_memcpy_js: (to, from, size) => void this.heap.copyWithin(to >>> 0, from >>> 0, (from >>> 0) + (size >>> 0)),
+      emscripten_memcpy_big: copy,
+      emscripten_memcpy_js: copy,
+      _emscripten_memcpy_js: copy,
       emscripten_get_now: () => performance.now(),
-      abort: () => {
-        throw new WebAssembly.RuntimeError('abort');
-      },
+      abort,
+      _abort_js: abort,
       strftime_l: () => 0,
     };
   }

@@ -16,6 +16,9 @@ const outcomes = [];
 const digest = (bytes) => createHash('sha256').update(bytes).digest('hex');
 const withGetter = (get) => Object.defineProperty([], 0, { get });
 
+/** The system's names of errors are the same everywhere, and their descriptions are its own. */
+const named = (message) => message.replace(/\b(E[A-Z0-9]+): .*/, '$1');
+
 /** For JSON: bulk as digests, and of errors what a caller can see. */
 function plain(key, value) {
   if (ArrayBuffer.isView(value)) {
@@ -23,7 +26,7 @@ function plain(key, value) {
   }
   if (value instanceof Error) {
     const { name, message, constructor, stack, ...members } = value;
-    return { name, message, constructor: constructor.name, keys: Object.getOwnPropertyNames(value), cause: value.cause, members };
+    return { name, message: named(message), constructor: constructor.name, keys: Object.getOwnPropertyNames(value), cause: value.cause, members };
   }
   return typeof value === 'number' && !Number.isFinite(value) ? String(value) : value;
 }
@@ -121,7 +124,10 @@ function comparePaths() {
 async function comparePromises(recordings) {
   await settle('convert', '../in/whole.bin', 'nowhere/out.csv');
   await settle('convert', '../in/whole.bin', '../in/whole.bin');
-  for (const recording of [...recordings, '../in/none.bin', '../in']) {
+  fs.symlinkSync('loop', 'promised/loop');
+  await settle('convert', '../in/whole.bin', 'promised/loop');
+  fs.unlinkSync('promised/loop');
+  for (const recording of [...recordings, '../in/none.bin', '../in', '/proc/self/mem']) {
     await settle('convert', recording, `promised/${path.basename(recording)}.csv`);
     await settle('convert', recording, `promised/${path.basename(recording)}.rest.csv`, { gyroscopeOffset: 'rest' });
     await settle('readSamples', recording);
