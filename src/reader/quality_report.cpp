@@ -80,7 +80,9 @@ std::optional<std::chrono::sys_seconds> calendar_time(const kiv_Config::DateStru
   }
   const year_month_day day(year{date.year}, month{static_cast<unsigned>(date.month)},
                            std::chrono::day{static_cast<unsigned>(date.day)});
-  return day.ok() ? std::optional(sys_days(day) + hours(date.hour) + minutes(date.minute) + seconds(date.second))
+  // As seconds first: hours and minutes may be counted in 32 bits, which late years are too much for.
+  return day.ok() ? std::optional(sys_seconds(sys_days(day)) + hours(date.hour) + minutes(date.minute) +
+                                  seconds(date.second))
                   : std::nullopt;
 }
 

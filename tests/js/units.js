@@ -75,6 +75,7 @@ function recordings(folder) {
     'blank.bin': [first, ...data.map((block, k) => (k % 5 === 1 ? Buffer.alloc(512) : block))],
     'header.bin': [first],
     'stray.bin': [headerBlock(), dataBlock(1000)],
+    'late.bin': [headerBlock({ extra: [...frame(3, 0, [0, 0, 0, 1, 1, ...be(1970, 2)]), ...frame(3, 6, [59, 59, 23, 31, 12, ...be(9999, 2)])] })],
   };
   const files = Object.entries(damaged).map(([name, pieces]) => writeRecording(folder, name, pieces));
   return [path.join(folder, 'whole.bin'), unit(folder, 'no-gyro.bin', { gyro: false }), ...files];
