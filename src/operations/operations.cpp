@@ -216,7 +216,7 @@ Work levels(Arguments& arguments) {
   const std::vector<std::string> paths = arguments.texts();
   LevelOptions options;
   options.synchronised = arguments.truth();
-  options.most_bins = static_cast<std::size_t>(arguments.number());
+  options.most_bins = static_cast<std::uint64_t>(arguments.number());
   options.most_samples = static_cast<std::uint64_t>(arguments.number());
   return [=](Watch* watch) {
     LevelOptions watched = options;

@@ -50,7 +50,7 @@ std::uint64_t most_samples(const SensorMap& sensors) {
 }
 
 /// Where the finest level's bins lie.
-Bins finest_bins(const UnitLevels& unit, std::size_t most_bins) {
+Bins finest_bins(const UnitLevels& unit, std::uint64_t most_bins) {
   const double seconds = unit.end - unit.start;
   const double period = seconds / static_cast<double>(most_samples(unit.sensors));
   const double width = std::max(kSamplesPerBin * period, seconds / static_cast<double>(most_bins));
@@ -161,7 +161,7 @@ class LevelMaker {
   }
 
   bool add_levels(UnitLevels* unit) {
-    const Bins finest = finest_bins(*unit, std::max<std::size_t>(1, options_.most_bins / paths_.size()));
+    const Bins finest = finest_bins(*unit, std::max<std::uint64_t>(1, options_.most_bins / paths_.size()));
     for (auto entry = unit->sensors.begin(); entry != unit->sensors.end();) {
       const auto key = static_cast<ChannelKey>(entry->first);
       const bool shown = is_shown(entry->second, key);

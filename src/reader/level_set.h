@@ -17,10 +17,10 @@
 namespace vortena {
 
 struct LevelOptions {
-  Watch* watch = nullptr;          ///< outlives the call
-  bool synchronised = false;       ///< the recordings on one clock, cut to their common span
-  std::size_t most_bins = 200000;  ///< of the finest levels, all recordings together
-  std::uint64_t most_samples = 0;  ///< the samples are kept when all recordings together have no more
+  Watch* watch = nullptr;            ///< outlives the call
+  bool synchronised = false;         ///< the recordings on one clock, cut to their common span
+  std::uint64_t most_bins = 200000;  ///< of the finest levels, all recordings together
+  std::uint64_t most_samples = 0;    ///< the samples are kept when all recordings together have no more
 };
 
 struct ChannelLevels {
