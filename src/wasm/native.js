@@ -25,10 +25,20 @@ function failureOfWorker(error) {
   return { code: outOfMemory ? 'ERR_NO_MEMORY' : 'ERR_INTERNAL', message: error.message };
 }
 
+function startWorker(workerData) {
+  try {
+    return new Worker(path.join(__dirname, 'job-worker.js'), { workerData });
+  } catch (cause) {
+    if (cause.code !== 'ERR_WORKER_INIT_FAILED') {
+      throw cause;
+    }
+    throw Object.assign(new Error('No thread could be started', { cause }), { code: 'ERR_NO_MEMORY' });
+  }
+}
+
 function startJob(name, control, callback, ...values) {
   const ended = new Int32Array(new SharedArrayBuffer(Int32Array.BYTES_PER_ELEMENT));
-  const workerData = { module: compiledModule(), name, values, control, ended };
-  const worker = new Worker(path.join(__dirname, 'job-worker.js'), { workerData });
+  const worker = startWorker({ module: compiledModule(), name, values, control, ended });
   const job = { control, ended };
   const end = (failure, json, buffers) => {
     if (running.delete(job)) {
