@@ -3,7 +3,7 @@
 
 const { Instance } = require('./instance.js');
 const { Listener } = require('./listener.js');
-const { MemoryFiles } = require('./memory-files.js');
+const { MemoryFiles, WrittenFile } = require('./memory-files.js');
 const args = require('../promises/arguments.js');
 const { configurationObject } = require('../promises/configuration.js');
 const { VortenaError, vortenaError } = require('../promises/errors.js');
@@ -49,6 +49,15 @@ function recordingList(list) {
   return list;
 }
 
+/** A page may have room for a file's pieces, and none for the file. */
+function whole(written, names) {
+  try {
+    return written.take();
+  } catch (failure) {
+    throw asError(failure, names);
+  }
+}
+
 /** `provide()` gives what initialise() takes, for those who never call it. */
 function makeReader(provide) {
   let compiled;
@@ -60,7 +69,7 @@ function makeReader(provide) {
     try {
       await attempt;
     } catch (error) {
-      compiled = undefined;  // the next call tries again
+      compiled = compiled === attempt ? undefined : compiled;  // the next call tries again
       throw error;
     }
   }
@@ -75,10 +84,14 @@ function makeReader(provide) {
       await initialise();
     }
     const module = await compiled;
+    const names = recordings.map((recording, k) => recording.name ?? (recordings.length > 1 ? `recordings[${k}]` : 'recording'));
     const listener = new Listener(options);
     const instance = new Instance(files, listener.look);
-    instance.attach(await WebAssembly.instantiate(module, instance.importsFor(module)));
-    const names = recordings.map((recording, k) => recording.name ?? (recordings.length > 1 ? `recordings[${k}]` : 'recording'));
+    try {
+      instance.attach(await WebAssembly.instantiate(module, instance.importsFor(module)));
+    } catch (failure) {
+      throw asError(failure, names);
+    }
     return { instance, files, paths, names, listener };
   }
 
@@ -99,7 +112,10 @@ function makeReader(provide) {
 
   async function* csvPieces(recording, options = {}) {
     args.checkOptions(options);
-    const { instance, paths, names, listener } = await open([recording], options);
+    yield* piecesOf(await open([recording], options));
+  }
+
+  async function* piecesOf({ instance, paths, names, listener }) {
     let breath = performance.now();
     const tell = (fraction) => listener.tell('write', fraction);
     try {
@@ -118,17 +134,13 @@ function makeReader(provide) {
   }
 
   async function convert(recording, options = {}) {
-    const pieces = [];
-    for await (const piece of csvPieces(recording, options)) {
-      pieces.push(piece);
+    args.checkOptions(options);
+    const opened = await open([recording], options);
+    const csv = new WrittenFile();
+    for await (const piece of piecesOf(opened)) {
+      csv.append(piece);
     }
-    const csv = new Uint8Array(pieces.reduce((size, { length }) => size + length, 0));
-    let at = 0;
-    for (let piece = pieces.shift(); piece; piece = pieces.shift()) {
-      csv.set(piece, at);
-      at += piece.length;
-    }
-    return csv;
+    return whole(csv, opened.names);
   }
 
   async function readSamples(recording, options = {}) {
@@ -165,7 +177,7 @@ function makeReader(provide) {
     const opened = await open(recordings, options);
     const { result } = await run(opened, 'synchronise', opened.paths, '/out', false, ...offsets);
     const { clock, units } = setAnswer(result, opened.names);
-    const outputs = units.map(({ output }) => opened.files.take(output));
+    const outputs = units.map(({ output }) => whole(opened.files.take(output), opened.names));
     return { outputs, clock, units: units.map(({ output, ...unit }) => unit) };
   }
 
