@@ -17,17 +17,25 @@ const KNOWN_CAUSES = [
   [/\.node: cannot open shared object file/, 'it was built for another processor or system'],
 ];
 
+/** The first bytes of a file, and its size. */
+function beginning(file, length) {
+  const descriptor = fs.openSync(file, 'r');
+  try {
+    const head = Buffer.alloc(length);
+    fs.readSync(descriptor, head, 0, length, 0);
+    return { head, size: fs.fstatSync(descriptor).size };
+  } finally {
+    fs.closeSync(descriptor);
+  }
+}
+
 /** By the program interpreter that Node.js asks for: a musl system may load what was linked with glibc, and crash later. */
 function cLibrary() {
-  const head = Buffer.alloc(4096);
   try {
-    const file = fs.openSync(process.execPath, 'r');
-    fs.readSync(file, head, 0, head.length, 0);
-    fs.closeSync(file);
+    return beginning(process.execPath, 4096).head.includes('/ld-musl-') ? 'musl' : 'glibc';
   } catch {
     return 'glibc';
   }
-  return head.includes('/ld-musl-') ? 'musl' : 'glibc';
 }
 
 function target() {
@@ -62,11 +70,21 @@ function onlyKind() {
   return kind;
 }
 
+/** To load a library whose end is missing would end the process. What comes last in an ELF file is its table of sections. */
+function isCutOff(file) {
+  const { head, size } = beginning(file, 64);
+  const isElf = head.readUInt32BE(0) === 0x7f454c46 && head.readUInt16LE(4) === 0x0102;  // 64 bits, low byte first
+  return isElf && Number(head.readBigUInt64LE(40)) + head.readUInt16LE(58) * head.readUInt16LE(60) > size;
+}
+
 function open({ kind, file, entry = file, member }) {
   const missing = [file, entry].find((needed) => !fs.existsSync(needed));
   if (missing) {
     const why = kind === 'built' ? 'it is not built; some package managers run no install scripts' : 'it is not there';
     throw Object.assign(new Error(why), { isMissing: true });
+  }
+  if (isCutOff(file)) {
+    throw new Error('the file is cut off');
   }
   const binding = require(entry);
   const wanted = member ? binding[member] : binding;

@@ -77,6 +77,7 @@ function layOut(test, contents, scripts = ['build-addon.js', 'install.js']) {
 
 for (const [what, addon, sentence] of [
   ['damaged', () => 'not a module', /addon\.node: .*(too short|invalid)/],
+  ['cut off', () => fs.readFileSync(path.join(packagePath, 'build', 'Release', 'addon.node')).subarray(0, 1e5), /addon\.node: the file is cut off/],
   ['of a newer system', () => alteredModule(/GLIBCXX_3\.4\.2\d/, 'GLIBCXX_3.4.99'), /newer system.*GLIBCXX_3\.4\.99/],
   ['of another processor', () => alteredModule(/(?<=^[^]{18})../, '\xff\xff'), /another processor/],
   ['of another Node.js', () => alteredModule(/_ZN2v89Exception/, '_ZN2v89Exceptiox'), /another release of Node\.js/],
