@@ -87,6 +87,12 @@ test('wrong arguments, and modules that are none', { skip }, async () => {
   await assert.rejects(wasm.convert('a.bin'), TypeError);
   await assert.rejects(wasm.convert(new Blob(['x'])), /worker of a page/);
   await assert.rejects(wasm.levels(headerBlock()), TypeError);
+  for (const method of ['inspect', 'readConfig', 'convert']) {
+    const bytes = new Uint8Array(headerBlock());
+    const handedOn = assert.rejects(wasm[method](bytes), ({ code, cause }) => code === 'ERR_UNREADABLE' && cause.code === 'EIO');
+    structuredClone(bytes, { transfer: [bytes.buffer] });
+    await handedOn;
+  }
   await assert.rejects(wasm.readSamples(headerBlock(), { precision: 'float16' }), TypeError);
   await assert.rejects(wasm.initialise(new Uint8Array(100)), WebAssembly.CompileError);
   assert.equal((await wasm.readConfig(headerBlock())).deviceId, 1234);
