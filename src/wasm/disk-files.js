@@ -2,6 +2,12 @@
 'use strict';
 
 const fs = require('node:fs');
+const path = require('node:path');
+
+/** A path as the module takes it: its C library divides paths at "/" alone, which Windows takes as well. */
+function modulePath(text) {
+  return path.sep === '/' ? text : text.replaceAll(path.sep, '/');
+}
 
 function statusOf({ dev, ino, mode, nlink, uid, gid, size }) {
   const [permissions, links, user, group] = [mode, nlink, uid, gid].map(Number);
@@ -76,4 +82,4 @@ const diskFiles = {
   },
 };
 
-module.exports = { diskFiles };
+module.exports = { diskFiles, modulePath };

@@ -5,7 +5,7 @@
 const util = require('node:util');
 
 const { compiledModule, instantiate } = require('./compiled.js');
-const { diskFiles } = require('./disk-files.js');
+const { diskFiles, modulePath } = require('./disk-files.js');
 
 compiledModule();  // what keeps it from running comes out when this is loaded
 
@@ -99,25 +99,25 @@ function run(name, ...values) {
 
 exports.read = function read(...values) {
   checkArguments(values, [isString, isString]);
-  return run('read method', values[0], values[1]);
+  return run('read method', modulePath(values[0]), modulePath(values[1]));
 };
 
 exports.readAndSync2 = function readAndSync2(...values) {
   checkArguments(values, [isArray, isString]);
-  return run('readAndSync2 method', stringList(values[0]), values[1]);
+  return run('readAndSync2 method', stringList(values[0]).map(modulePath), modulePath(values[1]));
 };
 
 exports.readConfig = function readConfig(...values) {
   checkArguments(values, [isString]);
-  return run('readConfig method', values[0]);
+  return run('readConfig method', modulePath(values[0]));
 };
 
 exports.writeConfig = function writeConfig(...values) {
   checkArguments(values, [isString, isString]);
-  return run('writeConfig method', values[0], values[1]);
+  return run('writeConfig method', modulePath(values[0]), values[1]);
 };
 
 exports.readConfigDeviceId = function readConfigDeviceId(...values) {
   checkArguments(values, [isString]);
-  return run('readConfigDeviceId method', values[0]);
+  return run('readConfigDeviceId method', modulePath(values[0]));
 };

@@ -6,10 +6,12 @@ const path = require('node:path');
 const { Worker } = require('node:worker_threads');
 
 const { compiledModule } = require('./compiled.js');
+const { modulePath } = require('./disk-files.js');
 
 const STOP = 0;
 const LONGEST_WAIT_MS = 10_000;
-const OPERATIONS = ['convert', 'readSamples', 'inspect', 'synchronise', 'levels', 'readConfig', 'writeConfig'];
+/** Each with how many of its first values are paths, or lists of them. */
+const OPERATIONS = { convert: 2, readSamples: 1, inspect: 1, synchronise: 2, levels: 1, readConfig: 1, writeConfig: 1 };
 
 compiledModule();  // what keeps it from running comes out when this is loaded
 
@@ -51,8 +53,13 @@ function startJob(name, control, callback, ...values) {
   worker.on('exit', () => end({ code: 'ERR_INTERNAL', message: 'its thread ended' }));
 }
 
-for (const name of OPERATIONS) {
-  exports[name] = (control, callback, ...values) => startJob(name, control, callback, ...values);
+const modulePaths = (value) => (Array.isArray(value) ? value.map(modulePath) : modulePath(value));
+
+for (const [name, pathCount] of Object.entries(OPERATIONS)) {
+  exports[name] = (control, callback, ...values) => {
+    const paths = values.slice(0, pathCount).map(modulePaths);
+    startJob(name, control, callback, ...paths, ...values.slice(pathCount));
+  };
 }
 
 /** Tells all jobs to stop and waits until their files are gone. */

@@ -2,6 +2,7 @@
 'use strict';
 
 const assert = require('node:assert/strict');
+const { spawnSync } = require('node:child_process');
 const fs = require('node:fs');
 const path = require('node:path');
 const test = require('node:test');
@@ -99,4 +100,17 @@ test('wrong arguments, and modules that are none', { skip }, async () => {
   await wasm.initialise(fs.readFileSync(path.join(packagePath, 'wasm', 'vortena.wasm')));
   const { Uint8Array: ForeignArray } = vm.runInNewContext('globalThis'); // of another frame
   assert.equal((await wasm.readConfig(new ForeignArray(headerBlock()))).frequency, 100);
+});
+
+test('the fallback takes paths as Windows writes them', { skip }, (t) => {
+  const folder = scratchFolder(t);
+  fs.mkdirSync(path.join(folder, 'in'));
+  fs.mkdirSync(path.join(folder, 'out'));
+  writeRecording(folder, 'in/r.bin');
+  const script = String.raw`require('node:path').sep = '\\';
+    require(${JSON.stringify(path.resolve(packagePath))}).read('in\\r.bin', 'out\\a.csv');
+    require(${JSON.stringify(path.resolve(packagePath, 'promises.js'))}).convert('in\\r.bin', 'out\\b.csv');`;
+  const env = { ...process.env, VORTENA_BACKEND: 'wasm' };
+  const { stderr } = spawnSync(process.execPath, ['-e', script], { cwd: folder, encoding: 'utf8', env });
+  assert.deepEqual(fs.readdirSync(path.join(folder, 'out')).sort(), ['a.csv', 'b.csv'], stderr);
 });
