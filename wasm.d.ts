@@ -33,11 +33,14 @@ export interface CallOptions {
   onProgress?: (progress: Progress) => void;
 }
 
+export type WasmSource = WebAssembly.Module | BufferSource | Response | URL | string;
+
 /**
  * Readies the module, for those who do not want its default, the `vortena.wasm` beside this file: a compiled module, its
- * bytes, a Response, or a URL to fetch. Later calls use it. Other functions call it when nobody did.
+ * bytes, a Response, a URL to fetch, or a promise of one of these. Later calls use it. Other functions call it when nobody
+ * did.
  */
-export function initialise(wasm?: WebAssembly.Module | BufferSource | Response | URL | string): Promise<void>;
+export function initialise(wasm?: WasmSource | PromiseLike<WasmSource>): Promise<void>;
 
 /** The CSV of a recording, UTF-8, byte by byte that of `read`. */
 export function convert(recording: RecordingBytes, options?: CallOptions): Promise<Uint8Array>;

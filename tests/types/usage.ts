@@ -46,6 +46,7 @@ promises.backend().promises.kind === 'node-api';
 
 export async function useMemory(file: File, bytes: ArrayBuffer) {
   await wasm.initialise(new Uint8Array(8));
+  await wasm.initialise(fetch('vortena.wasm'));
   const sizes: number[] = [(await wasm.convert(bytes)).length];
   for await (const piece of wasm.csvPieces(file, { onProgress: ({ fraction }) => sizes.push(fraction) })) {
     sizes.push(piece.byteLength);
