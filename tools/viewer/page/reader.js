@@ -116,7 +116,11 @@ class Reader {
 
   async setOneClock(on) {
     const { files } = this;
-    const task = async (signal) => this.show(on ? await this.loadSet(files, signal) : await this.load(files, [], signal), on);
+    const failures = [];
+    const task = async (signal) => {
+      this.show(on ? await this.loadSet(files, signal) : await this.load(files, failures, signal), on);
+      tell(failures);
+    };
     await this.work.run(task, 'The recordings cannot be brought onto one clock');
     byId('one-clock').checked = this.onOneClock;
   }
