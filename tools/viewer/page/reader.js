@@ -162,9 +162,15 @@ class Reader {
   }
 
   async save(file, placeInSet) {
+    const { page } = this;
     const name = csvName(file.name);
     const output = await openOutput(name);
     if (!output) {
+      return;
+    }
+    if (page !== this.page) {
+      await output.abort(); // the person was asked for a while
+      tell([`${name} is not saved, as other recordings are shown now.`]);
       return;
     }
     const bytes = await this.work.run((signal) => this.write(file, placeInSet, output, signal), `${name} cannot be saved`);

@@ -184,6 +184,30 @@ test('stays usable after what is no recording, after cancelling, and after anoth
   await tab.context().close();
 });
 
+test('saves under a name only what has it', async () => {
+  const tab = await openReader(browser);
+  const file = support.simulate('gone.bin', 10);
+  await tab.setInputFiles('#files', file);
+  await shown(tab, 'gone.bin');
+  fs.unlinkSync(file);
+  await tab.getByRole('button', { name: 'Save gone.csv' }).click();
+  assert.match((await trouble(tab)).join(), /gone\.bin cannot be read: EIO/);
+  await tab.evaluate(() => {
+    const output = { write: async () => {}, close: async () => {}, abort: async () => {} };
+    globalThis.showSaveFilePicker = () =>
+      new Promise((resolve) => {
+        globalThis.pick = () => resolve({ createWritable: async () => output });
+      });
+  });
+  await tab.getByRole('button', { name: 'Save gone.csv' }).click();
+  await drop(tab, [recording]);
+  await shown(tab, 'swing.bin');
+  await tab.evaluate(() => globalThis.pick());
+  assert.match((await trouble(tab)).join(), /gone\.csv is not saved/);
+  assert.deepEqual(tab.faults, []);
+  await tab.context().close();
+});
+
 test('lets nothing out, from its workers neither', async () => {
   const asked = [];
   const server = http.createServer(({ url }, response) => response.end(String(asked.push(url)))).listen(0, '127.0.0.1');
