@@ -139,10 +139,16 @@ function firstThatLoads(candidates) {
   throw notLoaded(failures, only);
 }
 
+/** What was found first stays, whatever becomes of the environment. */
+function once(load) {
+  let loaded;
+  return () => (loaded ??= load());
+}
+
 /** `{ kind, file, binding }` of the five methods. Throws an Error of the code ERR_ADDON_NOT_BUILT. */
-const loadMethods = () => firstThatLoads(methodsCandidates());
+const loadMethods = once(() => firstThatLoads(methodsCandidates()));
 
 /** The same of the operations behind the promises. */
-const loadOperations = () => firstThatLoads(promisesCandidates());
+const loadOperations = once(() => firstThatLoads(promisesCandidates()));
 
 module.exports = { loadMethods, loadOperations };

@@ -174,6 +174,11 @@ PackedLevels::Scale scale_of(ChannelKey key, std::size_t curve, const Level& fin
     lowest = std::fmin(lowest, finest.curves[curve].low[i]);
     highest = std::fmax(highest, finest.curves[curve].high[i]);
   }
+  if (key == kQuaternionKey) {  // the last digits of an angle are each C library's own
+    constexpr double kMillionths = 1e6;
+    lowest = std::floor(lowest * kMillionths) / kMillionths;
+    highest = std::ceil(highest * kMillionths) / kMillionths;
+  }
   return highest > lowest ? PackedLevels::Scale{lowest, (highest - lowest) / kMostCodes}
                           : PackedLevels::Scale{std::isnan(lowest) ? 0 : lowest, 1};
 }
