@@ -58,7 +58,7 @@ Outcome outcome_of(const LoadReport& report) {
 
 Outcome load(LoadedRecording* loaded, const char* path, const LoadOptions& options, const GyroscopeOffset& offset) {
   loaded->load = load_recording(&loaded->recording, path, options);
-  Outcome outcome = outcome_of(loaded->load);
+  const Outcome outcome = outcome_of(loaded->load);
   return outcome.good() ? correct(loaded, offset) : outcome;
 }
 
