@@ -145,11 +145,7 @@ std::string failure_json(const Failure& failure) {
   return json.close();
 }
 
-}  // namespace
-
-namespace {
-
-/// What a call answers, as the loader reads it: four pairs of address and length.
+/// What a call answers, as the loader reads it: three pairs of address and length, or count.
 struct Reply {
   struct Bytes {
     const void* data;
@@ -189,7 +185,7 @@ Reply* make_reply(Answer answer) noexcept {
   }
 }
 
-/// Runs `work`, which makes an answer; what it throws becomes one.
+/// The reply of what `make` answers; what it throws becomes a failure.
 template <typename Make>
 Reply* guarded(Make make) noexcept {
   return make_reply(vortena::operations::run_guarded([&](vortena::Watch*) { return make(); }, nullptr));
