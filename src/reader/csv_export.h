@@ -13,7 +13,7 @@
 namespace vortena {
 
 /// A channel of the export, and where some of its samples are: axis a of sample first + i is values[a * stride + i],
-/// its time times[i].
+/// its time in s times[i].
 struct CsvChannel {
   std::uint64_t count = 0;  ///< samples in all; 0 when the channel is not taken
   std::uint64_t ratio = 1;  ///< rows per sample
@@ -48,7 +48,7 @@ class CsvExport {
  public:
   CsvExport(std::ostream& out, const kiv_Config& config, const SensorMap& sensors);
 
-  /// Of channels whose samples come in pieces: before rows are asked for, theirs must be there.
+  /// Of channels whose samples come in pieces: before rows are asked for, channels() must hold theirs.
   CsvExport(std::ostream& out, const kiv_Config& config, const CsvChannels& channels);
 
   [[nodiscard]] CsvChannels& channels() { return channels_; }

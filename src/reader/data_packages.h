@@ -44,6 +44,7 @@ class PackageDecoder {
  private:
   enum class Channel : std::uint8_t { kForeign, kSkipped, kAccel, kGyro, kBaro, kMag, kRadioByte, kRadioTime, kEvent };
 
+  /// The entries that transfer() fills, of present channels.
   void make_room(const kiv_Config& config, SensorMap* sensors);
   void decode_records(BlockBytes block);
   void decode_record(std::int64_t base_tick, const std::uint8_t* record);
