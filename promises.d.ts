@@ -26,14 +26,31 @@ export interface JobOptions {
    * Ends the job when it aborts: the promise rejects with its `reason`, nothing is written, memory is given back. A job
    * that is done before it notices resolves.
    */
-  signal?: AbortSignal;
+  signal?: AbortSignal | undefined;
   /** Called ten times a second while the job runs, and once at its end with a fraction of 1. Does not keep the process alive. */
-  onProgress?: (progress: Progress) => void;
+  onProgress?: ((progress: Progress) => void) | undefined;
 }
 
 export interface OutputOptions {
   /** Whether the bytes and the name are on the disk before the promise resolves. Default false. */
-  fsync?: boolean;
+  fsync?: boolean | undefined;
+}
+
+export interface ReplacingOptions {
+  /**
+   * Whether files that stand at the paths of outputs may be replaced; recordings never are. False rejects with
+   * `ERR_OUTPUT_EXISTS` when one stands there at the beginning or at the end. Default true. Where nothing stood at the
+   * beginning, nothing is replaced at the end in any case.
+   */
+  overwrite?: boolean | undefined;
+}
+
+export interface DamageOptions {
+  /**
+   * When the system cannot read all of the recording, convert what comes before the first unreadable block, which the
+   * report names, instead of rejecting with `ERR_UNREADABLE`. For dying media. Default false.
+   */
+  keepReadable?: boolean | undefined;
 }
 
 export interface ThreadOptions {
@@ -41,7 +58,7 @@ export interface ThreadOptions {
    * Whether the CSV may follow the filter on a second thread while fewer jobs run than there are processors. Default true;
    * false for those who run jobs in several processes, which do not know of each other.
    */
-  secondThread?: boolean;
+  secondThread?: boolean | undefined;
 }
 
 /** Angular rate about each axis, deg/s. */
@@ -57,18 +74,20 @@ export interface GyroscopeOptions {
    * values, and the report says so. `'rest'` takes the mean of the stretches in which the unit is still; without enough
    * of them the promise rejects with `ERR_NO_REST`. Default: nothing is subtracted.
    */
-  gyroscopeOffset?: 'rest' | Axes;
+  gyroscopeOffset?: 'rest' | Axes | undefined;
 }
 
 export type ErrorCode =
   | 'ERR_NOT_A_RECORDING'
   | 'ERR_UNREADABLE'
+  | 'ERR_RECORDING_CHANGED'
   | 'ERR_WRITE'
   | 'ERR_SYNC'
   | 'ERR_ORIENTATION'
   | 'ERR_NO_REST'
   | 'ERR_CONFIG_TEXT'
   | 'ERR_OUTPUT_CLASH'
+  | 'ERR_OUTPUT_EXISTS'
   | 'ERR_OUTPUT_IS_RECORDING'
   | 'ERR_NO_MEMORY'
   | 'ERR_INTERNAL';
@@ -206,7 +225,7 @@ export interface Conversion {
 export function convert(
   path: FilePath,
   csvPath: FilePath,
-  options?: JobOptions & OutputOptions & GyroscopeOptions & ThreadOptions,
+  options?: JobOptions & OutputOptions & ReplacingOptions & DamageOptions & GyroscopeOptions & ThreadOptions,
 ): Promise<Conversion>;
 
 /** Calendar date and time of day as the unit's clock showed it; all 0 when unknown. No time zone is known. */
@@ -313,7 +332,7 @@ export interface RecordingConfig {
 
 export interface ZoneOptions {
   /** IANA name of the zone that the unit's clock was set to, such as `'Europe/Berlin'`; for `config.start`. */
-  timeZone?: string;
+  timeZone?: string | undefined;
 }
 
 /** Samples of one channel. All arrays have one element a sample. */
@@ -373,12 +392,12 @@ export interface SampleSet<Values> {
 
 export interface SampleOptions extends JobOptions, GyroscopeOptions, ZoneOptions {
   /** Default: all. A channel that the recording does not have is left out. */
-  channels?: readonly ChannelName[];
+  channels?: readonly ChannelName[] | undefined;
   /**
    * Whether to compute the orientation. True rejects with `ERR_ORIENTATION` when it is not possible, as does a list of
    * channels with `'quaternion'`. Default: where it is possible, unless the list of channels is without it.
    */
-  orientation?: boolean;
+  orientation?: boolean | undefined;
 }
 
 /**
@@ -389,7 +408,7 @@ export interface SampleOptions extends JobOptions, GyroscopeOptions, ZoneOptions
  * CSV of `read` and `convert` keeps them. The orientation is computed from the series without them and can therefore
  * differ from that of the CSV.
  */
-export function readSamples(path: FilePath, options?: SampleOptions & { precision?: 'float64' }): Promise<SampleSet<Float64Array>>;
+export function readSamples(path: FilePath, options?: SampleOptions & { precision?: 'float64' | undefined }): Promise<SampleSet<Float64Array>>;
 /** Values as `Float32Array`s, in half the memory; times stay `Float64Array`s. */
 export function readSamples(path: FilePath, options: SampleOptions & { precision: 'float32' }): Promise<SampleSet<Float32Array>>;
 
@@ -465,11 +484,11 @@ export interface UnitLevels {
 
 export interface LevelOptions extends JobOptions {
   /** The recordings on one clock, cut to their common span. Default false. */
-  synchronised?: boolean;
+  synchronised?: boolean | undefined;
   /** Bins of the finest levels, all recordings together. Default 200,000. */
-  mostBins?: number;
+  mostBins?: number | undefined;
   /** Samples are kept when all recordings together have no more. Default 0; events are always kept. */
-  mostSamples?: number;
+  mostSamples?: number | undefined;
 }
 
 /**
@@ -489,7 +508,7 @@ export function levels(
 export function synchronise(
   paths: readonly FilePath[],
   outputFolder: FilePath,
-  options?: JobOptions & OutputOptions & { gyroscopeOffset?: 'rest' | Axes | readonly Axes[] },
+  options?: JobOptions & OutputOptions & ReplacingOptions & { gyroscopeOffset?: 'rest' | Axes | readonly Axes[] | undefined },
 ): Promise<SynchronisedSet>;
 
 /** Reads the configuration header; a file that is shorter than a block will do. */

@@ -1,51 +1,28 @@
 // The operations as promises; each runs on a thread of its own.
 'use strict';
 
-const util = require('node:util');
-
-const { loadMethods, loadOperations } = require('./src/loading.js');
+const { loadMethods } = require('./src/loading.js');
 const args = require('./src/promises/arguments.js');
 const { configurationObject, configurationText } = require('./src/promises/configuration.js');
-const { VortenaError, vortenaError } = require('./src/promises/errors.js');
-const { runJob } = require('./src/promises/job-queue.js');
+const { VortenaError } = require('./src/promises/errors.js');
 const { filePath, pathList } = require('./src/promises/paths.js');
 const { levelsRequest, samplesRequest, setAnswer } = require('./src/promises/requests.js');
-
-const { binding: native, ...operations } = loadOperations();
-
-// What ends a process from JavaScript ends no environment: jobs would be cut off, and leave parts of files.
-process.on('exit', () => native.endJobs());
-
-const ABOUT_OUTPUTS = new Set(['ERR_WRITE', 'ERR_OUTPUT_IS_RECORDING', 'ERR_OUTPUT_CLASH', 'ERR_CONFIG_TEXT']);
+const { backend: operations, native, run } = require('./src/promises/run.js');
 
 /** As the native entry names CSVs; for messages. */
 function csvName(recording) {
   return `${recording.split(/[\\/]/).at(-1).replace(/\.[^.]*$/, '')}.csv`;
 }
 
-/** Failures of the native entry are plain objects, but for that of starting a thread. */
-async function run(start, options, { recordings = [], outputs = [], folder }) {
-  try {
-    return await runJob(start, options, { sharedControl: native.sharedControl });
-  } catch (error) {
-    if (error?.systemError === undefined && error?.code !== 'ERR_NO_MEMORY') {
-      throw error;
-    }
-    const paths = ABOUT_OUTPUTS.has(error.code) ? outputs : recordings;
-    const systemName = error.systemError ? util.getSystemErrorName(-error.systemError) : undefined;
-    throw vortenaError({ ...error, systemName }, paths[error.recording] ?? paths[0] ?? outputs[0] ?? folder);
-  }
-}
-
 async function convert(recording, csv, options = {}) {
   const from = filePath(recording, 'path');
   const to = filePath(csv, 'csvPath');
   args.checkOptions(options);
-  const fsync = args.flag(options, 'fsync', false);
+  const flags = [args.flag(options, 'fsync', false), args.flag(options, 'overwrite', true), args.flag(options, 'keepReadable', false)];
   const secondThread = args.flag(options, 'secondThread', true);
   const offset = args.gyroscopeOffset(options);
   const { result } = await run(
-    (control, done, alone) => native.convert(control, done, from, to, fsync, alone && secondThread, ...offset),
+    (done, alone) => native.convert(done, from, to, ...flags, alone && secondThread, ...offset),
     options,
     { recordings: [from], outputs: [to] },
   );
@@ -57,14 +34,14 @@ async function readSamples(recording, options = {}) {
   args.checkOptions(options);
   const { values, answer } = samplesRequest(options);
   return answer(
-    await run((control, done) => native.readSamples(control, done, from, ...values), options, { recordings: [from] }),
+    await run((done) => native.readSamples(done, from, ...values), options, { recordings: [from] }),
   );
 }
 
 async function inspect(recording, options = {}) {
   const from = filePath(recording, 'path');
   args.checkOptions(options);
-  const { result } = await run((control, done) => native.inspect(control, done, from), options, { recordings: [from] });
+  const { result } = await run((done) => native.inspect(done, from), options, { recordings: [from] });
   return result;
 }
 
@@ -74,7 +51,7 @@ async function levels(recordings, options = {}) {
   args.checkOptions(options);
   const { values, answer } = levelsRequest(options);
   return answer(
-    await run((control, done) => native.levels(control, done, paths, ...values), options, { recordings: paths }),
+    await run((done) => native.levels(done, paths, ...values), options, { recordings: paths }),
   );
 }
 
@@ -82,10 +59,10 @@ async function synchronise(recordings, outputFolder, options = {}) {
   const paths = pathList(recordings);
   const folder = filePath(outputFolder, 'outputFolder');
   args.checkOptions(options);
-  const fsync = args.flag(options, 'fsync', false);
+  const flags = [args.flag(options, 'fsync', false), args.flag(options, 'overwrite', true)];
   const offsets = args.gyroscopeOffsets(options, paths.length);
   const { result } = await run(
-    (control, done) => native.synchronise(control, done, paths, folder, fsync, ...offsets),
+    (done) => native.synchronise(done, paths, folder, ...flags, ...offsets),
     options,
     { recordings: paths, outputs: paths.map((file) => `${folder}/${csvName(file)}`), folder },
   );
@@ -96,7 +73,7 @@ async function readConfig(recording, options = {}) {
   const from = filePath(recording, 'path');
   args.checkOptions(options);
   const formatter = args.formatter(options);
-  const start = (control, done) => native.readConfig(control, done, from);
+  const start = (done) => native.readConfig(done, from);
   const { result } = await run(start, options, { recordings: [from] });
   return configurationObject(result, formatter);
 }
@@ -108,7 +85,7 @@ async function writeConfig(file, config, options = {}) {
   args.check(isObject || typeof config === 'string', 'config is neither a string nor an object');
   const fsync = args.flag(options, 'fsync', false);
   const text = isObject ? configurationText(config, to) : config;
-  await run((control, done) => native.writeConfig(control, done, to, text, fsync), options, { outputs: [to] });
+  await run((done) => native.writeConfig(done, to, text, fsync), options, { outputs: [to] });
 }
 
 /** What the five methods and these promises run on. */

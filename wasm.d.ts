@@ -28,9 +28,9 @@ export type RecordingBytes = Uint8Array | ArrayBuffer | Blob;
 
 export interface CallOptions {
   /** Looked at every few milliseconds; as the call holds its thread, only `onProgress` can abort it on the way. */
-  signal?: AbortSignal;
+  signal?: AbortSignal | undefined;
   /** Called some ten times a second, from within the work. What it throws ends the call. */
-  onProgress?: (progress: Progress) => void;
+  onProgress?: ((progress: Progress) => void) | undefined;
 }
 
 export type WasmSource = WebAssembly.Module | BufferSource | Response | URL | string;
@@ -56,7 +56,7 @@ export interface MemoryOptions {
    * Whether the arrays are copied into memory of their own, which may be transferred to another thread. By default they
    * are views of the memory of the call, all of one buffer, which no thread can hand on: half the memory.
    */
-  transferable?: boolean;
+  transferable?: boolean | undefined;
 }
 
 /** The samples as typed arrays; the memory is freed with the last of them. */
@@ -94,6 +94,6 @@ export function synchronise(
   recordings: readonly RecordingBytes[],
   options?: CallOptions & {
     /** As of `synchronise` in `vortena-reader/promises`. */
-    gyroscopeOffset?: 'rest' | Axes | readonly Axes[];
+    gyroscopeOffset?: 'rest' | Axes | readonly Axes[] | undefined;
   },
 ): Promise<SynchronisedBytes>;

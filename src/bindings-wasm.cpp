@@ -140,7 +140,7 @@ std::string failure_json(const Failure& failure) {
   json.text("reason", failure.reason);
   json.text("stage", failure.stage);
   json.text("message", failure.message);
-  json.number("systemError", failure.system_error);
+  json.text("systemName", failure.system_name);
   json.number("recording", failure.recording);
   return json.close();
 }
@@ -241,7 +241,8 @@ VORTENA_EXPORT double vortena_csv_fraction(const vortena::CsvStream* stream) {
 }
 
 /// Where the members of a file's status are, which differ between releases of the C library: size of the record, then
-/// the offsets of device, file number, mode, links, user, group and size.
+/// the offsets of device, file number, mode, links, user, group, size, and seconds and
+/// nanoseconds of the time of change.
 VORTENA_EXPORT const std::uint32_t* vortena_status_layout() {
   using Status = struct stat;
   static constexpr std::uint32_t kLayout[] = {sizeof(Status),
@@ -251,6 +252,8 @@ VORTENA_EXPORT const std::uint32_t* vortena_status_layout() {
                                               offsetof(Status, st_nlink),
                                               offsetof(Status, st_uid),
                                               offsetof(Status, st_gid),
-                                              offsetof(Status, st_size)};
+                                              offsetof(Status, st_size),
+                                              offsetof(Status, st_mtim),
+                                              offsetof(Status, st_mtim) + offsetof(struct timespec, tv_nsec)};
   return kLayout;
 }

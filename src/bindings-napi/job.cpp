@@ -3,15 +3,18 @@
 #include "bindings-napi/job.h"
 
 #include <algorithm>
+#include <chrono>
+#include <condition_variable>
 #include <exception>
 #include <memory>
-#include <new>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <utility>
 #include <vector>
 
 #include "bindings-napi/values.h"
+#include "reader/large_array.h"
 
 namespace vortena::napi {
 namespace {
@@ -20,6 +23,11 @@ using operations::Answer;
 using operations::Failure;
 using operations::Memory;
 using operations::Work;
+using Arrays = std::vector<std::unique_ptr<Memory>>;
+
+/// Jobs notice their wish to stop within some milliseconds. Only the system can hold one longer, as a network drive
+/// may.
+constexpr std::chrono::milliseconds kLongestEnd{200};
 
 class Job;
 
@@ -28,82 +36,139 @@ struct Environment {
   std::vector<Job*> running;
 };
 
-class Job {
+/// Belongs to its thread and to the environment; whoever lets go last deletes it.
+class Job : public std::enable_shared_from_this<Job> {
  public:
-  Job(Environment* environment, Watch* watch, Work work)
-      : environment_(environment), watch_(watch), work_(std::move(work)) {
+  Job(Environment* environment, Work work) : environment_(environment), work_(std::move(work)) {
     environment_->running.push_back(this);
   }
   Job(const Job&) = delete;
   Job& operator=(const Job&) = delete;
   Job(Job&&) = delete;
   Job& operator=(Job&&) = delete;
-  ~Job() {
-    stop();
-    wait();
-    std::erase(environment_->running, this);
+  ~Job() = default;
+
+  bool open(napi_env env, napi_value callback, napi_value kept);
+  void start() {
+    thread_ = std::thread([job = shared_from_this()] { job->run(); });
+  }
+  void stop() { watch_.stop.store(1, std::memory_order_relaxed); }
+
+  /// From here on a thread that is still at work meets nothing of the environment.
+  void end_by(std::chrono::steady_clock::time_point deadline) {
+    std::unique_lock lock(mutex_);
+    alone_ = !changed_.wait_until(lock, deadline, [this] { return ended_; });
   }
 
-  /// Takes over a reference to the memory of the watch.
-  bool open(napi_env env, napi_value control, napi_value callback);
-  void start() {
-    thread_ = std::thread([this] { run(); });
-  }
-  void stop() { watch_->stop.store(1, std::memory_order_relaxed); }
-  void wait() {
-    if (thread_.joinable()) {
-      thread_.join();
-    }
-  }
+  [[nodiscard]] const Watch& watch() const { return watch_; }
+  [[nodiscard]] napi_threadsafe_function done() const { return done_; }
 
   static void deliver(napi_env env, napi_value callback, void* context, void* data);
   static void finalize(napi_env env, void* data, void* hint);
 
-  napi_threadsafe_function done() { return done_; }
-
  private:
-  void run() noexcept {
-    answer_ = operations::run_guarded(work_, watch_);
-    work_ = nullptr;
-    // An environment that closes has taken the function back already.
-    if (napi_call_threadsafe_function(done_, nullptr, napi_tsfn_nonblocking) != napi_closing) {
-      napi_release_threadsafe_function(done_, napi_tsfn_release);
-    }
-  }
+  void run() noexcept;
+  void leave_environment(napi_env env);
 
   Environment* environment_;
-  Watch* watch_;
+  Watch watch_;
   Work work_;
   Answer answer_;
-  napi_ref control_ = nullptr;
+  napi_ref kept_ = nullptr;
   napi_threadsafe_function done_ = nullptr;
   std::thread thread_;
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  bool ended_ = false;
+  bool alone_ = false;  ///< left behind by an environment that has ended
 };
 
-bool Job::open(napi_env env, napi_value control, napi_value callback) {
+using JobHandle = std::shared_ptr<Job>;
+
+/// A value of JavaScript that owns an object of ours.
+template <typename T>
+napi_value make_external(napi_env env, std::unique_ptr<T> object) {
+  napi_value value = nullptr;
+  const napi_finalize finalize = [](napi_env, void* data, void*) { delete static_cast<T*>(data); };
+  if (napi_create_external(env, object.get(), finalize, nullptr, &value) != napi_ok) {
+    return nullptr;
+  }
+  static_cast<void>(object.release());  // the finalizer's
+  return value;
+}
+
+/// What such a value owns; null for another value. Only this module's JavaScript calls with one.
+template <typename T>
+T* external(napi_env env, napi_value value) {
+  void* data = nullptr;
+  napi_valuetype type = napi_undefined;
+  const bool is_external = value != nullptr && napi_typeof(env, value, &type) == napi_ok && type == napi_external;
+  return is_external && napi_get_value_external(env, value, &data) == napi_ok ? static_cast<T*>(data) : nullptr;
+}
+
+/// `kept` lives as long as the job.
+bool Job::open(napi_env env, napi_value callback, napi_value kept) {
   const napi_value name = make_text(env, "vortena job");
-  // Referred to by the finalizer, which also runs when the environment ends.
-  return napi_create_reference(env, control, 1, &control_) == napi_ok &&
-         napi_create_threadsafe_function(env, callback, nullptr, name, 0, 1, this, Job::finalize, this, Job::deliver,
-                                         &done_) == napi_ok;
+  // The finalizer's share: it also runs when the environment ends.
+  auto share = std::make_unique<JobHandle>(shared_from_this());
+  if ((kept != nullptr && napi_create_reference(env, kept, 1, &kept_) != napi_ok) ||
+      napi_create_threadsafe_function(env, callback, nullptr, name, 0, 1, share.get(), Job::finalize, this,
+                                      Job::deliver, &done_) != napi_ok) {
+    leave_environment(env);
+    return false;
+  }
+  static_cast<void>(share.release());
+  return true;
+}
+
+void Job::run() noexcept {
+  answer_ = operations::run_guarded(work_, &watch_);
+  work_ = nullptr;
+  const std::lock_guard lock(mutex_);
+  ended_ = true;
+  changed_.notify_all();
+  // An environment that closes has taken the function back already.
+  if (!alone_ && napi_call_threadsafe_function(done_, nullptr, napi_tsfn_nonblocking) != napi_closing) {
+    napi_release_threadsafe_function(done_, napi_tsfn_release);
+  }
+}
+
+void Job::leave_environment(napi_env env) {
+  std::erase(environment_->running, this);
+  if (kept_ != nullptr) {
+    napi_delete_reference(env, kept_);
+    kept_ = nullptr;
+  }
 }
 
 void Job::finalize(napi_env env, void* data, void* /*hint*/) {
-  const std::unique_ptr<Job> job(static_cast<Job*>(data));
-  job->wait();
-  if (job->control_ != nullptr) {
-    napi_delete_reference(env, job->control_);
+  const std::unique_ptr<JobHandle> share(static_cast<JobHandle*>(data));
+  Job& job = **share;
+  if (job.thread_.joinable()) {
+    job.alone_ ? job.thread_.detach() : job.thread_.join();
   }
+  job.leave_environment(env);
 }
 
-napi_value make_number(napi_env env, int number) {
+napi_value make_number(napi_env env, double number) {
   napi_value value = nullptr;
-  return napi_create_int32(env, number, &value) == napi_ok ? value : nullptr;
+  return napi_create_double(env, number, &value) == napi_ok ? value : nullptr;
 }
 
 napi_value make_undefined(napi_env env) {
   napi_value value = nullptr;
   return napi_get_undefined(env, &value) == napi_ok ? value : nullptr;
+}
+
+napi_value make_list(napi_env env, const std::vector<double>& numbers) {
+  napi_value list = nullptr;
+  if (napi_create_array_with_length(env, numbers.size(), &list) != napi_ok) {
+    return nullptr;
+  }
+  for (std::uint32_t i = 0; i < numbers.size(); ++i) {
+    napi_set_element(env, list, i, make_number(env, numbers[i]));
+  }
+  return list;
 }
 
 void set_text(napi_env env, napi_value object, const char* name, const std::string& text) {
@@ -121,53 +186,9 @@ napi_value make_failure(napi_env env, const Failure& failure) {
   set_text(env, object, "reason", failure.reason);
   set_text(env, object, "stage", failure.stage);
   set_text(env, object, "message", failure.message);
-  set_member(env, object, "systemError", make_number(env, failure.system_error));
+  set_text(env, object, "systemName", failure.system_name);
   set_member(env, object, "recording", make_number(env, failure.recording));
   return object;
-}
-
-void release_memory(napi_env /*env*/, void* /*data*/, void* hint) {
-  const std::unique_ptr<Memory> memory(static_cast<Memory*>(hint));
-}
-
-napi_value copy_memory(napi_env env, const Memory& memory) {
-  napi_value buffer = nullptr;
-  void* to = nullptr;
-  if (napi_create_arraybuffer(env, memory.bytes, &to, &buffer) != napi_ok) {
-    return nullptr;
-  }
-  std::copy_n(static_cast<const char*>(memory.data), memory.bytes, static_cast<char*>(to));
-  return buffer;
-}
-
-/// The memory itself, or a copy where the runtime takes none from outside.
-napi_value make_buffer(napi_env env, std::unique_ptr<Memory> memory) {
-  napi_value buffer = nullptr;
-  if (memory->bytes == 0) {
-    return copy_memory(env, *memory);
-  }
-  Memory* const lent = memory.release();  // the finalizer's, which also runs where the memory is too large for a buffer
-  const napi_status status =
-      napi_create_external_arraybuffer(env, lent->data, lent->bytes, release_memory, lent, &buffer);
-  if (status == napi_no_external_buffers_allowed) {
-    memory.reset(lent);
-    return copy_memory(env, *memory);
-  }
-  return status == napi_ok ? buffer : nullptr;
-}
-
-napi_value make_buffers(napi_env env, std::vector<std::unique_ptr<Memory>>& memory) {
-  napi_value list = nullptr;
-  if (napi_create_array_with_length(env, memory.size(), &list) != napi_ok) {
-    return nullptr;
-  }
-  for (std::uint32_t i = 0; i < memory.size(); ++i) {
-    const napi_value buffer = make_buffer(env, std::move(memory[i]));
-    if (buffer == nullptr || napi_set_element(env, list, i, buffer) != napi_ok) {
-      return nullptr;
-    }
-  }
-  return list;
 }
 
 /// Whatever goes wrong on the way becomes the one failure that is left.
@@ -181,26 +202,17 @@ void Job::deliver(napi_env env, napi_value callback, void* context, void* /*data
   if (env == nullptr || callback == nullptr) {
     return;  // the environment ends, and nobody waits any more
   }
+  const napi_value undefined = make_undefined(env);
   const napi_value json = make_text(env, answer.json);
-  const napi_value buffers = make_buffers(env, answer.memory);
-  if (json == nullptr || buffers == nullptr) {
+  const napi_value arrays =
+      answer.memory.empty() ? undefined : make_external(env, std::make_unique<Arrays>(std::move(answer.memory)));
+  if (json == nullptr || arrays == nullptr) {
     clear_exception(env);
     answer.failure = {.code = "ERR_NO_MEMORY"};
   }
-  const napi_value undefined = make_undefined(env);
   const napi_value arguments[] = {make_failure(env, answer.failure), json == nullptr ? undefined : json,
-                                  buffers == nullptr ? undefined : buffers};
+                                  arrays == nullptr ? undefined : arrays};
   napi_call_function(env, undefined, callback, std::size(arguments), arguments, nullptr);
-}
-
-/// The control's memory as a watch; null when it is none.
-Watch* watch_in(napi_env env, napi_value control) {
-  napi_typedarray_type type = napi_int8_array;
-  std::size_t length = 0;
-  void* data = nullptr;
-  const bool is_control = napi_get_typedarray_info(env, control, &type, &length, &data, nullptr, nullptr) == napi_ok &&
-                          type == napi_int32_array && length * sizeof(std::int32_t) == sizeof(Watch);
-  return is_control ? new (data) Watch : nullptr;
 }
 
 void end_all(void* data) {
@@ -208,8 +220,9 @@ void end_all(void* data) {
   for (Job* job : environment->running) {
     job->stop();
   }
+  const auto deadline = std::chrono::steady_clock::now() + kLongestEnd;
   for (Job* job : environment->running) {
-    job->wait();
+    job->end_by(deadline);
   }
 }
 
@@ -220,6 +233,82 @@ Environment* environment_of(napi_env env) {
 
 void delete_environment(napi_env /*env*/, void* data, void* /*hint*/) {
   delete static_cast<Environment*>(data);
+}
+
+napi_value throw_wrong_arguments(napi_env env) {
+  napi_throw_type_error(env, nullptr, "Wrong arguments");
+  return nullptr;
+}
+
+/// `kept` may be null.
+napi_value start(napi_env env, napi_value callback, napi_value kept, Work work) {
+  Environment* const environment = environment_of(env);
+  if (environment == nullptr) {
+    return throw_wrong_arguments(env);
+  }
+  const auto job = std::make_shared<Job>(environment, std::move(work));
+  if (!job->open(env, callback, kept)) {
+    return throw_wrong_arguments(env);
+  }
+  try {
+    job->start();
+  } catch (const std::exception&) {
+    napi_release_threadsafe_function(job->done(), napi_tsfn_abort);
+    napi_throw_error(env, "ERR_NO_MEMORY", "No thread could be started");
+    return nullptr;
+  }
+  return make_external(env, std::make_unique<JobHandle>(job));
+}
+
+struct Place {
+  void* data = nullptr;
+  std::size_t bytes = 0;
+};
+
+/// The memory of ArrayBuffers, or nothing where one of them does not fit its array.
+std::vector<Place> places_in(napi_env env, napi_value buffers, const Arrays& arrays) {
+  std::vector<Place> places;
+  for (std::uint32_t i = 0; i < arrays.size(); ++i) {
+    napi_value buffer = nullptr;
+    Place place;
+    if (napi_get_element(env, buffers, i, &buffer) != napi_ok ||
+        napi_get_arraybuffer_info(env, buffer, &place.data, &place.bytes) != napi_ok ||
+        place.bytes != arrays[i]->bytes) {
+      return {};
+    }
+    places.push_back(place);
+  }
+  return places;
+}
+
+/// Gives the source back page by page, so that no two copies are in memory. False when the watch wants to stop.
+bool move_array(Memory& from, const Place& to, Watch* watch) {
+  constexpr std::size_t kPiece = std::size_t{1} << 20;
+  auto* const source = static_cast<std::byte*>(from.data);
+  for (std::size_t at = 0; at < from.bytes; at += kPiece) {
+    const std::size_t size = std::min(kPiece, from.bytes - at);
+    std::copy_n(source + at, size, static_cast<std::byte*>(to.data) + at);
+    give_back_pages(source + at, size);
+    if (!goes_on(watch, at)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+Work moving(std::shared_ptr<Arrays> arrays, std::vector<Place> places) {
+  return [arrays = std::move(arrays), places = std::move(places)](Watch* watch) {
+    Answer answer;
+    answer.json = "null";
+    for (std::size_t i = 0; i < arrays->size(); ++i) {
+      if (!move_array(*(*arrays)[i], places[i], watch)) {
+        answer.failure = {.code = "ABORT"};
+        break;
+      }
+      (*arrays)[i].reset();
+    }
+    return answer;
+  };
 }
 
 }  // namespace
@@ -238,27 +327,58 @@ napi_value end_jobs(napi_env env, napi_callback_info /*call*/) {
   return nullptr;
 }
 
-bool start_job(napi_env env, napi_value control, napi_value callback, Work work) {
-  Environment* const environment = environment_of(env);
-  Watch* const watch = watch_in(env, control);
-  if (watch == nullptr || environment == nullptr) {
-    napi_throw_type_error(env, nullptr, "Wrong arguments");
-    return false;
+napi_value start_job(napi_env env, napi_value callback, Work work) {
+  return start(env, callback, nullptr, std::move(work));
+}
+
+napi_value stop_job(napi_env env, napi_callback_info call) {
+  NapiArguments arguments(env, call);
+  if (auto* const job = external<JobHandle>(env, arguments.value())) {
+    (*job)->stop();
   }
-  auto job = std::make_unique<Job>(environment, watch, std::move(work));
-  if (!job->open(env, control, callback)) {
-    napi_throw_type_error(env, nullptr, "Wrong arguments");
-    return false;
+  return nullptr;
+}
+
+napi_value job_progress(napi_env env, napi_callback_info call) {
+  NapiArguments arguments(env, call);
+  const auto* const job = external<JobHandle>(env, arguments.value());
+  if (job == nullptr) {
+    return throw_wrong_arguments(env);
   }
-  Job* const opened = job.release();  // its finalizer's from here on
-  try {
-    opened->start();
-  } catch (const std::exception&) {
-    napi_release_threadsafe_function(opened->done(), napi_tsfn_abort);
-    napi_throw_error(env, "ERR_NO_MEMORY", "No thread could be started");
-    return false;
+  const Watch& watch = (*job)->watch();
+  return make_list(env, {static_cast<double>(watch.stage.load(std::memory_order_relaxed)),
+                         static_cast<double>(watch.done.load(std::memory_order_relaxed)),
+                         static_cast<double>(watch.total.load(std::memory_order_relaxed))});
+}
+
+napi_value array_sizes(napi_env env, napi_callback_info call) {
+  NapiArguments arguments(env, call);
+  const auto* const arrays = external<Arrays>(env, arguments.value());
+  if (arrays == nullptr) {
+    return throw_wrong_arguments(env);
   }
-  return true;
+  std::vector<double> sizes;
+  for (const auto& memory : *arrays) {
+    sizes.push_back(static_cast<double>(memory->bytes));
+  }
+  return make_list(env, sizes);
+}
+
+napi_value take_arrays(napi_env env, napi_callback_info call) {
+  NapiArguments arguments(env, call);
+  auto* const arrays = external<Arrays>(env, arguments.value());
+  const napi_value buffers = arguments.value();
+  const napi_value callback = arguments.value();
+  if (!arguments.good() || arrays == nullptr) {
+    return throw_wrong_arguments(env);
+  }
+  std::vector<Place> places = places_in(env, buffers, *arrays);
+  if (places.size() != arrays->size()) {
+    return throw_wrong_arguments(env);
+  }
+  auto taken = std::make_shared<Arrays>(std::move(*arrays));
+  arrays->clear();
+  return start(env, callback, buffers, moving(std::move(taken), std::move(places)));
 }
 
 }  // namespace vortena::napi

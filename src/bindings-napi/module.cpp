@@ -17,16 +17,15 @@ using vortena::operations::Operation;
 
 constexpr napi_property_attributes kPlain = napi_default_jsproperty;
 
-/// Every operation is called as (control, callback, ...arguments) and starts a job, see start_job(). Its function was
-/// made with the operation as data.
+/// Every operation is called as (callback, ...arguments) and starts a job, see start_job(). Its function was made with
+/// the operation as data.
 napi_value start(napi_env env, napi_callback_info call) {
   try {
     vortena::napi::NapiArguments arguments(env, call);
-    const napi_value control = arguments.value();
     const napi_value callback = arguments.value();
     vortena::operations::Work work = static_cast<const Operation*>(arguments.data())->prepare(arguments);
     if (arguments.good()) {
-      vortena::napi::start_job(env, control, callback, std::move(work));
+      return vortena::napi::start_job(env, callback, std::move(work));
     }
   } catch (const std::exception& error) {
     napi_throw_error(env, "ERR_NO_MEMORY", error.what());
@@ -43,7 +42,10 @@ napi_property_descriptor method(const char* name, napi_callback callback, const 
 NAPI_MODULE_INIT() {
   try {
     vortena::napi::prepare_environment(env);
-    std::vector<napi_property_descriptor> methods{method("endJobs", vortena::napi::end_jobs)};
+    std::vector<napi_property_descriptor> methods{
+        method("endJobs", vortena::napi::end_jobs), method("stopJob", vortena::napi::stop_job),
+        method("jobProgress", vortena::napi::job_progress), method("arraySizes", vortena::napi::array_sizes),
+        method("takeArrays", vortena::napi::take_arrays)};
     for (const Operation& operation : vortena::operations::all_operations()) {
       methods.push_back(method(operation.name, start, &operation));
     }

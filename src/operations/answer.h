@@ -13,11 +13,11 @@ namespace vortena::operations {
 /// Why an operation gave nothing. Empty texts say nothing.
 struct Failure {
   std::string code{};
-  std::string reason{};   ///< one of the code's reasons
-  std::string stage{};    ///< that it ended
-  std::string message{};  ///< a sentence
-  int system_error = 0;   ///< errno; 0 without
-  int recording = -1;     ///< of a set; -1 without
+  std::string reason{};       ///< one of the code's reasons
+  std::string stage{};        ///< that it ended
+  std::string message{};      ///< a sentence
+  std::string system_name{};  ///< of a failure of the system, as "ENOENT"
+  int recording = -1;         ///< of a set; -1 without
 };
 
 /// An array, and what it belongs to.

@@ -1,6 +1,8 @@
 // Tables from the core's enumerations to names in JavaScript.
 #include "operations/failures.h"
 
+#include "reader/error_names.h"
+
 namespace vortena::operations {
 namespace {
 
@@ -13,6 +15,8 @@ const char* code_of(Problem problem) {
       return "ABORT";
     case Problem::kUnreadable:
       return "ERR_UNREADABLE";
+    case Problem::kChanged:
+      return "ERR_RECORDING_CHANGED";
     case Problem::kTooShort:
     case Problem::kNoHeader:
       return "ERR_NOT_A_RECORDING";
@@ -26,6 +30,8 @@ const char* code_of(Problem problem) {
       return "ERR_WRITE";
     case Problem::kOutputIsRecording:
       return "ERR_OUTPUT_IS_RECORDING";
+    case Problem::kOutputExists:
+      return "ERR_OUTPUT_EXISTS";
     case Problem::kOutputClash:
       return "ERR_OUTPUT_CLASH";
     case Problem::kConfigurationText:
@@ -131,7 +137,7 @@ Failure failure_of(const Outcome& outcome) {
   failure.reason = reason_of(outcome);
   failure.stage = stage_name(outcome.stage);
   failure.message = outcome.failure ? outcome.failure.message() : outcome.message;
-  failure.system_error = outcome.failure.default_error_condition().value();
+  failure.system_name = error_name(outcome.failure);
   failure.recording = static_cast<int>(outcome.recording);
   return failure;
 }

@@ -23,6 +23,7 @@
 #include "reader/inspection.h"
 #include "reader/json_answers.h"
 #include "reader/json_object.h"
+#include "reader/publication.h"
 #include "reader/sample_set.h"
 #include "reader/set_conversion.h"
 
@@ -39,6 +40,10 @@ GyroscopeOffset take_offset(Arguments& arguments) {
     axis = arguments.number();
   }
   return offset;
+}
+
+Existing take_existing(Arguments& arguments) {
+  return arguments.truth() ? Existing::kReplace : Existing::kKeep;
 }
 
 Answer answer_of(const Outcome& outcome) {
@@ -162,6 +167,8 @@ Work convert(Arguments& arguments) {
   const std::string csv_path = arguments.text();
   ConversionOptions options;
   options.sync = arguments.truth();
+  options.existing = take_existing(arguments);
+  options.keep_readable = arguments.truth();
   options.second_thread = arguments.truth();
   options.gyroscope_offset = take_offset(arguments);
   return [=](Watch* watch) {
@@ -202,6 +209,7 @@ Work synchronise(Arguments& arguments) {
   const std::string folder = arguments.text();
   SetOptions options;
   options.sync = arguments.truth();
+  options.existing = take_existing(arguments);
   while (arguments.good() && arguments.any_left() && options.gyroscope_offsets.size() < paths.size()) {
     options.gyroscope_offsets.push_back(take_offset(arguments));
   }
@@ -245,9 +253,44 @@ Work write_config(Arguments& arguments) {
   return [=](Watch*) { return answer_of(write_header(path.c_str(), text.c_str(), sync)); };
 }
 
+Work check_place_of_output(Arguments& arguments) {
+  const std::string path = arguments.text();
+  const OutputPlace::Kind kind = arguments.truth() ? OutputPlace::Kind::kFolder : OutputPlace::Kind::kFile;
+  PublicationOptions options;
+  options.existing = take_existing(arguments);
+  options.may_begin_like_recording = arguments.truth();
+  return [=](Watch*) { return answer_of(check_place(path.c_str(), kind, options)); };
+}
+
+Work publish_output(Arguments& arguments) {
+  const std::string part = arguments.text();
+  const std::string path = arguments.text();
+  PublicationOptions options;
+  options.sync = arguments.truth();
+  options.existing = take_existing(arguments);
+  options.may_begin_like_recording = arguments.truth();
+  return [=](Watch*) {
+    const Publication publication = publish(part.c_str(), path.c_str(), options);
+    Answer answer = answer_of(publication.outcome);
+    if (publication.outcome.good()) {
+      JsonObject json;
+      json.text("aside", publication.aside);
+      answer.json = json.close();
+    }
+    return answer;
+  };
+}
+
 constexpr Operation kOperations[] = {
-    {"convert", convert}, {"readSamples", read_samples}, {"inspect", inspect},          {"synchronise", synchronise},
-    {"levels", levels},   {"readConfig", read_config},   {"writeConfig", write_config},
+    {"convert", convert},
+    {"readSamples", read_samples},
+    {"inspect", inspect},
+    {"synchronise", synchronise},
+    {"levels", levels},
+    {"readConfig", read_config},
+    {"writeConfig", write_config},
+    {"checkPlace", check_place_of_output},
+    {"publish", publish_output},
 };
 
 Answer failed(const char* code, const char* message) {

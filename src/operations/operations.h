@@ -15,7 +15,8 @@ struct Operation {
   Work (*prepare)(Arguments& arguments);
 };
 
-/// convert(path, csvPath, fsync, secondThread, offset): answers {rows, bytes, summary, report}.
+/// convert(path, csvPath, fsync, overwrite, keepReadable, secondThread, offset): answers {rows, bytes, summary,
+/// report}.
 ///
 /// readSamples(path, channels, orientation, orientationRequired, singlePrecision, offset): answers {config, report,
 /// channels} with each of the channels as {key, samples, values, times}, the last two being places among the arrays.
@@ -23,14 +24,18 @@ struct Operation {
 ///
 /// inspect(path): answers the report.
 ///
-/// synchronise(paths, folder, fsync, offsets): answers {source, start, duration, keys, units}, a unit being {output,
-/// rows, bytes, shifts, summary, report}. `offsets` is empty or has four elements for each path.
+/// synchronise(paths, folder, fsync, overwrite, offsets): answers {source, start, duration, keys, units}, a unit being
+/// {output, rows, bytes, shifts, summary, report}. `offsets` is empty or has four elements for each path.
 ///
 /// levels(paths, synchronised, mostBins, mostSamples): answers what levels_answer.h describes.
 ///
 /// readConfig(path): answers the header.
 ///
 /// writeConfig(path, text, fsync): answers null.
+///
+/// checkPlace(path, isFolder, overwrite, mayBeginLikeRecording): answers null.
+///
+/// publish(part, path, fsync, overwrite, mayBeginLikeRecording): answers {aside}.
 std::span<const Operation> all_operations();
 
 }  // namespace vortena::operations

@@ -4,11 +4,13 @@
 const SENTENCES = {
   ERR_NOT_A_RECORDING: 'is not a recording',
   ERR_UNREADABLE: 'cannot be read',
+  ERR_RECORDING_CHANGED: 'was changed while it was read: nothing was made of it',
   ERR_WRITE: 'cannot be written',
   ERR_SYNC: 'cannot be synchronised',
   ERR_ORIENTATION: 'gives no orientation',
   ERR_NO_REST: "gives no estimate of the gyroscope's offset",
   ERR_CONFIG_TEXT: 'cannot be written from this configuration',
+  ERR_OUTPUT_EXISTS: 'is there already',
   ERR_OUTPUT_CLASH: 'would be the output of more than one recording',
   ERR_OUTPUT_IS_RECORDING: 'is a recording and is not replaced',
   ERR_NO_MEMORY: 'needs more memory or threads than there are',
@@ -52,7 +54,7 @@ function systemCause({ systemName: code, systemError, message }) {
 /** `failure` is the native entry's; `path` is the file that it is about. */
 function vortenaError(failure, path) {
   const { code, reason, stage } = failure;
-  const cause = systemCause(failure);
+  const cause = code === 'ERR_OUTPUT_EXISTS' ? undefined : systemCause(failure);
   const details = cause?.message ?? REASONS[reason] ?? failure.message;
   const sentence = `${path} ${SENTENCES[code]}`;
   return new VortenaError(details ? `${sentence}: ${details}` : sentence, { code, reason, stage, path, cause });

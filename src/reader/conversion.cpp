@@ -110,16 +110,34 @@ Outcome check_paths(const char* path, const char* csv_path) {
                                       : check_output(csv_path);
 }
 
+/// Recording and output are looked at once more: much may have happened since. Nothing may fail behind this.
+Outcome appear(const char* path, const char* csv_path, const LoadedRecording& loaded, WholeFile* file, bool sync) {
+  if (Outcome outcome = unwritable(file->finish(sync)); !outcome.good()) {
+    return outcome;
+  }
+  if (Outcome outcome = require_unchanged(path, loaded); !outcome.good()) {
+    return outcome;
+  }
+  if (Outcome outcome = check_output(csv_path); !outcome.good()) {
+    return outcome;
+  }
+  return unwritable(file->appear(sync));
+}
+
 Outcome convert(const char* path, const char* csv_path, const ConversionOptions& options, Conversion* result) {
   if (Outcome outcome = check_paths(path, csv_path); !outcome.good()) {
     return outcome;
   }
-  LoadedRecording loaded;
-  if (Outcome outcome = load(&loaded, path, {.watch = options.watch}, options.gyroscope_offset); !outcome.good()) {
+  WholeFile file;
+  if (Outcome outcome = unwritable(file.claim(csv_path, options.existing)); !outcome.good()) {
     return outcome;
   }
-  WholeFile file;
-  if (Outcome outcome = unwritable(file.open(csv_path)); !outcome.good()) {
+  LoadedRecording loaded;
+  if (Outcome outcome = load(&loaded, path, {.watch = options.watch}, options.gyroscope_offset, options.keep_readable);
+      !outcome.good()) {
+    return outcome;
+  }
+  if (Outcome outcome = unwritable(file.create()); !outcome.good()) {
     return outcome;
   }
   if (Outcome outcome = write_rows({&loaded, &file, options}, result); !outcome.good()) {
@@ -128,7 +146,7 @@ Outcome convert(const char* path, const char* csv_path, const ConversionOptions&
   result->report = judge(loaded);
   result->config = std::move(loaded.recording.config);
   result->bytes = file.bytes_written();
-  return unwritable(file.commit(options.sync));  // last: nothing may fail behind it
+  return appear(path, csv_path, loaded, &file, options.sync);
 }
 
 }  // namespace

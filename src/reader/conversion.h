@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "reader/outcome.h"
+#include "reader/output_place.h"
 #include "reader/quality_report.h"
 #include "reader/recording_steps.h"
 
@@ -12,6 +13,9 @@ namespace vortena {
 struct ConversionOptions {
   Watch* watch = nullptr;  ///< outlives the call
   bool sync = false;       ///< on the disk before the call returns
+  Existing existing = Existing::kReplace;
+  /// Where the system cannot read all of the recording, what precedes the first unreadable block is converted.
+  bool keep_readable = false;
   /// The CSV follows the filter on a second thread; without threads, or when none can be had, it comes after it.
   bool second_thread = false;
   GyroscopeOffset gyroscope_offset;

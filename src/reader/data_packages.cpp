@@ -195,29 +195,34 @@ void PackageDecoder::reserve(std::uint64_t total_blocks, std::uint64_t decoded_b
   for_each_series([growth](ChannelKey, auto& series) { reserve_series(series, growth); });
 }
 
-void PackageDecoder::make_room(const kiv_Config& config, SensorMap* sensors) {
+void PackageDecoder::make_room(const kiv_Config& config, SensorMap* sensors, Watch* watch) {
   for_each_series([&](ChannelKey key, auto& series) {
     if (is_present(config, key)) {
-      sensors->try_emplace(key, series.axes(), series.ordered_samples().size());
+      sensors->try_emplace(key, series.axes(), series.ordered_samples(Patience(watch)).size());
     }
   });
 }
 
-std::map<ChannelKey, ChannelCounts> PackageDecoder::transfer(const kiv_Config& config, SensorMap* sensors) {
+void PackageDecoder::order(Watch* watch) {
+  for_each_series([watch](ChannelKey, auto& series) { series.ordered_samples(Patience(watch)); });
+}
+
+std::map<ChannelKey, ChannelCounts> PackageDecoder::transfer(const kiv_Config& config, SensorMap* sensors,
+                                                             Watch* watch) {
   std::map<ChannelKey, ChannelCounts> counts;
 #if defined(__EMSCRIPTEN__)
   // Memory never goes back from an instance. With all series made before the first accumulator goes, these leave one
   // hole, which the orientation fits into.
-  make_room(config, sensors);
+  make_room(config, sensors, watch);
 #endif
   for_each_series([&](ChannelKey key, auto& series) {
     if (is_present(config, key)) {
-      const auto& samples = series.ordered_samples();
+      const auto& samples = series.ordered_samples(Patience(watch));
       ChannelCounts& channel = counts.emplace(key, series.counts()).first->second;
       const auto from_header = static_cast<std::uint64_t>(
           std::count_if(channel.header_samples.begin(), channel.header_samples.end(),
                         [&](std::uint64_t at) { return is_at_full_scale(samples[at].counts); }));
-      const std::uint64_t at_full_scale = _transfertData(sensors, config, key, &series);
+      const std::uint64_t at_full_scale = _transfertData(sensors, config, key, &series, Patience(watch));
       channel.at_full_scale = at_full_scale - std::min(at_full_scale, from_header);
     }
   });
@@ -225,13 +230,15 @@ std::map<ChannelKey, ChannelCounts> PackageDecoder::transfer(const kiv_Config& c
 }
 
 template <std::size_t Axes>
-std::uint64_t _transfertData(SensorMap* sensors, const kiv_Config& config, int key, SampleSeries<Axes>* series) {
+std::uint64_t _transfertData(SensorMap* sensors, const kiv_Config& config, int key, SampleSeries<Axes>* series,
+                             Patience patience) {
   std::uint64_t at_full_scale = 0;
-  const auto& samples = series->ordered_samples();
+  const auto& samples = series->ordered_samples(patience);
   kiv_DataSensor& sensor = sensors->try_emplace(key, Axes, samples.size()).first->second;
   if (sensor.has_shape(Axes, samples.size())) {
     const double ticks_per_second = config.frequency;
     for (std::size_t i = 0; i < samples.size(); ++i) {
+      patience.step();
       sensor.timestamps[i] = static_cast<double>(samples[i].tick) / ticks_per_second;
       at_full_scale += is_at_full_scale(samples[i].counts) ? 1U : 0U;
       for (std::size_t axis = 0; axis < Axes; ++axis) {
@@ -243,8 +250,8 @@ std::uint64_t _transfertData(SensorMap* sensors, const kiv_Config& config, int k
   return at_full_scale;
 }
 
-template std::uint64_t _transfertData(SensorMap*, const kiv_Config&, int, SampleSeries<1>*);
-template std::uint64_t _transfertData(SensorMap*, const kiv_Config&, int, SampleSeries<2>*);
-template std::uint64_t _transfertData(SensorMap*, const kiv_Config&, int, SampleSeries<3>*);
+template std::uint64_t _transfertData(SensorMap*, const kiv_Config&, int, SampleSeries<1>*, Patience);
+template std::uint64_t _transfertData(SensorMap*, const kiv_Config&, int, SampleSeries<2>*, Patience);
+template std::uint64_t _transfertData(SensorMap*, const kiv_Config&, int, SampleSeries<3>*, Patience);
 
 }  // namespace vortena

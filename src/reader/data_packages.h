@@ -27,8 +27,12 @@ class PackageDecoder {
   /// Makes room for `total_blocks` blocks, on the evidence of the `decoded_blocks` decoded so far.
   void reserve(std::uint64_t total_blocks, std::uint64_t decoded_blocks);
 
-  /// Moves the series of every present channel into `sensors`, tells their counts and empties the accumulators.
-  std::map<ChannelKey, ChannelCounts> transfer(const kiv_Config& config, SensorMap* sensors);
+  /// Moves the series of every present channel into `sensors`, tells their counts and empties the accumulators. Throws
+  /// Stopped when the watch, which may be null, wants that.
+  std::map<ChannelKey, ChannelCounts> transfer(const kiv_Config& config, SensorMap* sensors, Watch* watch = nullptr);
+
+  /// Puts all samples into order. Throws Stopped as transfer() does.
+  void order(Watch* watch);
 
   [[nodiscard]] const PackageCounts& packages() const { return packages_; }
 
@@ -45,7 +49,7 @@ class PackageDecoder {
   enum class Channel : std::uint8_t { kForeign, kSkipped, kAccel, kGyro, kBaro, kMag, kRadioByte, kRadioTime, kEvent };
 
   /// The entries that transfer() fills, of present channels.
-  void make_room(const kiv_Config& config, SensorMap* sensors);
+  void make_room(const kiv_Config& config, SensorMap* sensors, Watch* watch);
   void decode_records(BlockBytes block);
   void decode_record(std::int64_t base_tick, const std::uint8_t* record);
   void count_foreign(const std::uint8_t* record);
@@ -68,11 +72,13 @@ class PackageDecoder {
 /// Moves an accumulator of one, two or three values per sample into the map under `key` and empties it. Time
 /// stamps are ticks over `config.frequency`, whatever that is. An entry that already stands under the key is
 /// filled in place when it has the same axis and sample counts; an entry of another shape stays as it is.
+/// Throws Stopped when `patience` ends.
 template <std::size_t Axes>
-std::uint64_t _transfertData(SensorMap* sensors, const kiv_Config& config, int key, SampleSeries<Axes>* series);
+std::uint64_t _transfertData(SensorMap* sensors, const kiv_Config& config, int key, SampleSeries<Axes>* series,
+                             Patience patience = Patience(nullptr));
 
-extern template std::uint64_t _transfertData(SensorMap*, const kiv_Config&, int, SampleSeries<1>*);
-extern template std::uint64_t _transfertData(SensorMap*, const kiv_Config&, int, SampleSeries<2>*);
-extern template std::uint64_t _transfertData(SensorMap*, const kiv_Config&, int, SampleSeries<3>*);
+extern template std::uint64_t _transfertData(SensorMap*, const kiv_Config&, int, SampleSeries<1>*, Patience);
+extern template std::uint64_t _transfertData(SensorMap*, const kiv_Config&, int, SampleSeries<2>*, Patience);
+extern template std::uint64_t _transfertData(SensorMap*, const kiv_Config&, int, SampleSeries<3>*, Patience);
 
 }  // namespace vortena

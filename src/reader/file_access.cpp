@@ -10,6 +10,17 @@ std::filesystem::path utf8_path(const char* path) {
   return {std::u8string(bytes.begin(), bytes.end())};
 }
 
+std::optional<FileState> file_state(const char* path) {
+  const std::filesystem::path file = utf8_path(path);
+  std::error_code failure;
+  FileState state;
+  state.bytes = std::filesystem::file_size(file, failure);
+  if (!failure) {
+    state.changed = std::filesystem::last_write_time(file, failure);
+  }
+  return failure ? std::nullopt : std::optional(state);
+}
+
 std::ifstream open_recording(const char* path, std::error_code* failure) {
   const std::filesystem::path file = utf8_path(path);
   const std::filesystem::file_status status = std::filesystem::status(file, *failure);

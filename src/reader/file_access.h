@@ -1,8 +1,10 @@
 // Paths and files. Paths come from JavaScript as UTF-8 on every platform; streams get them in the platform's own form.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <string>
 #include <system_error>
 
@@ -10,6 +12,17 @@ namespace vortena {
 
 /// `path` is zero-terminated UTF-8.
 std::filesystem::path utf8_path(const char* path);
+
+/// What tells one state of a file from another.
+struct FileState {
+  std::uintmax_t bytes = 0;
+  std::filesystem::file_time_type changed{};
+
+  bool operator==(const FileState&) const = default;
+};
+
+/// The state of the file at `path`; empty when it cannot be told, as of a file that is gone.
+std::optional<FileState> file_state(const char* path);
 
 /// The recording at `path`, open for binary reading; `*failure` tells why it is not. Only regular files are recordings:
 /// opening a pipe or a terminal could wait for ever.

@@ -30,15 +30,18 @@ Outcome read_header(kiv_Config* config, const char* path) {
   std::error_code failure;
   std::ifstream stream = open_recording(path, &failure);
   std::array<std::uint8_t, kBlockSize> block{};
+  bool is_short = false;
   if (!failure) {
     errno = 0;
     stream.read(reinterpret_cast<char*>(block.data()), block.size());
     failure = read_failed(stream) ? last_system_error() : failure;
+    is_short = static_cast<std::size_t>(stream.gcount()) < block.size();
   }
   if (failure) {
     return {.problem = Problem::kUnreadable, .stage = Stage::kDecoding, .failure = failure};
   }
-  return {.problem = _readConfig(config, block) ? Problem::kNone : Problem::kNoHeader, .stage = Stage::kDecoding};
+  const Problem without_header = is_short ? Problem::kTooShort : Problem::kNoHeader;
+  return {.problem = _readConfig(config, block) ? Problem::kNone : without_header, .stage = Stage::kDecoding};
 }
 
 Outcome write_header(const char* path, const char* text, bool sync) {

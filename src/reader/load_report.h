@@ -50,6 +50,7 @@ struct LoadReport {
   std::uint64_t bytes = 0;          ///< size of the file
   std::uint64_t blocks = 0;         ///< whole blocks in it, the header block included
   std::uint64_t cut_off_bytes = 0;  ///< behind the last whole block
+  bool changed = false;             ///< the file, by its size or time of change, since its reading began
   std::optional<std::uint64_t> first_unreadable_block;  ///< reading ended before it
   PackageCounts packages;                               ///< of all blocks but the first
   std::map<ChannelKey, ChannelCounts> channels;         ///< of the channels that the header names

@@ -17,6 +17,7 @@ enum class Problem : std::uint8_t {
   kNone,
   kStopped,            ///< its watch wanted it to stop
   kUnreadable,         ///< a recording; `failure` is the system's reason
+  kChanged,            ///< a recording, while it was read or converted
   kTooShort,           ///< for a recording
   kNoHeader,           ///< no recording
   kOrientation,        ///< wanted and not possible; `orientation` tells why
@@ -24,6 +25,7 @@ enum class Problem : std::uint8_t {
   kSynchronisation,    ///< `synchronisation` tells why
   kUnwritable,         ///< an output; `failure` is the system's reason
   kOutputIsRecording,  ///< an output is an input, or begins like a recording
+  kOutputExists,       ///< an output that may not be replaced, or that appeared meanwhile
   kOutputClash,        ///< two recordings for one output
   kConfigurationText,  ///< `message` tells where and why
 };

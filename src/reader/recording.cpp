@@ -5,6 +5,7 @@
 #include <array>
 #include <cerrno>
 #include <fstream>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -58,6 +59,7 @@ class Loader {
   }
 
   void finish(CountedRecording* recording) {
+    decoder_.order(options_.watch);
     report_->status = LoadStatus::kRead;
     report_->packages = decoder_.packages();
     recording->config = std::move(config_);
@@ -65,9 +67,9 @@ class Loader {
   }
 
   void finish(Recording* recording) {
+    report_->channels = decoder_.transfer(config_, &recording->sensors, options_.watch);
     report_->status = LoadStatus::kRead;
     report_->packages = decoder_.packages();
-    report_->channels = decoder_.transfer(config_, &recording->sensors);
     recording->config = std::move(config_);
   }
 
@@ -152,6 +154,17 @@ bool take_all(Loader& loader, std::istream& stream) {
   return true;
 }
 
+/// Stopped here, a recording may be left with some of its channels.
+template <typename Target>
+void finish(Loader& loader, Target* recording, LoadReport* report) {
+  try {
+    loader.finish(recording);
+  } catch (const Stopped&) {
+    *recording = {};
+    report->status = LoadStatus::kStopped;
+  }
+}
+
 template <typename Target>
 LoadReport load(Target* recording, std::istream& stream, const LoadOptions& options) {
   LoadReport report;
@@ -174,15 +187,26 @@ LoadReport load(Target* recording, std::istream& stream, const LoadOptions& opti
     report.first_unreadable_block = loader.next_block();
     report.failure = last_system_error();
   }
-  loader.finish(recording);
+  finish(loader, recording, &report);
   return report;
+}
+
+/// A file that is gone was still read to its end.
+bool has_changed(const std::optional<FileState>& before, const std::optional<FileState>& after) {
+  return before && after && *before != *after;
 }
 
 template <typename Target>
 LoadReport load(Target* recording, const char* path, const LoadOptions& options) {
+  const std::optional<FileState> before = file_state(path);
   LoadReport report;
   std::ifstream stream = open_recording(path, &report.failure);
-  return stream.is_open() ? load(recording, stream, options) : report;
+  if (!stream.is_open()) {
+    return report;
+  }
+  report = load(recording, stream, options);
+  report.changed = has_changed(before, file_state(path));
+  return report;
 }
 
 }  // namespace
@@ -216,7 +240,7 @@ LoadReport load_recording(Recording* recording, std::span<const std::uint8_t> by
       return report;
     }
   }
-  loader.finish(recording);
+  finish(loader, recording, &report);
   return report;
 }
 

@@ -50,16 +50,30 @@ Outcome correct(LoadedRecording* loaded, const GyroscopeOffset& offset) {
 
 }  // namespace
 
-Outcome outcome_of(const LoadReport& report) {
-  const Problem problem = problem_of(report.status);
+Outcome outcome_of(const LoadReport& report, bool keep_readable) {
+  Problem problem = problem_of(report.status);
+  if (problem == Problem::kNone && report.changed) {
+    return {.problem = Problem::kChanged, .stage = Stage::kDecoding};
+  }
+  if (problem == Problem::kNone && report.first_unreadable_block && !keep_readable) {
+    problem = Problem::kUnreadable;
+  }
   return problem == Problem::kNone ? Outcome()
                                    : Outcome{.problem = problem, .stage = Stage::kDecoding, .failure = report.failure};
 }
 
-Outcome load(LoadedRecording* loaded, const char* path, const LoadOptions& options, const GyroscopeOffset& offset) {
+Outcome load(LoadedRecording* loaded, const char* path, const LoadOptions& options, const GyroscopeOffset& offset,
+             bool keep_readable) {
+  loaded->state = file_state(path);
   loaded->load = load_recording(&loaded->recording, path, options);
-  const Outcome outcome = outcome_of(loaded->load);
+  const Outcome outcome = outcome_of(loaded->load, keep_readable);
   return outcome.good() ? correct(loaded, offset) : outcome;
+}
+
+Outcome require_unchanged(const char* path, const LoadedRecording& loaded) {
+  const std::optional<FileState> now = file_state(path);
+  const bool changed = now && loaded.state && *now != *loaded.state;
+  return {.problem = changed ? Problem::kChanged : Problem::kNone, .stage = Stage::kWriting};
 }
 
 Outcome orient(LoadedRecording* loaded, Watch* watch) {
@@ -84,7 +98,10 @@ Outcome stopped(Stage stage) {
 }
 
 Outcome unwritable(const std::error_code& failure) {
-  return {.problem = failure ? Problem::kUnwritable : Problem::kNone, .stage = Stage::kWriting, .failure = failure};
+  const Problem problem = !failure                            ? Problem::kNone
+                          : failure == std::errc::file_exists ? Problem::kOutputExists
+                                                              : Problem::kUnwritable;
+  return {.problem = problem, .stage = Stage::kWriting, .failure = failure};
 }
 
 Outcome check_output(const char* path, bool headers_alone) {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "reader/file_access.h"
 #include "reader/outcome.h"
 #include "reader/quality_report.h"
 #include "reader/recording.h"
@@ -23,16 +24,24 @@ struct GyroscopeOffset {
 struct LoadedRecording {
   Recording recording;
   LoadReport load;
+  std::optional<FileState> state;    ///< of the file, before it was read
   GyroscopeOffset offset;            ///< that was subtracted
   std::optional<RestEstimate> rest;  ///< from before that
   OrientationProblem orientation = OrientationProblem::kNone;
 };
 
 /// Loads the recording at `path` and subtracts the gyroscope's offset. `loaded` is freshly constructed.
-Outcome load(LoadedRecording* loaded, const char* path, const LoadOptions& options, const GyroscopeOffset& offset);
+Outcome load(LoadedRecording* loaded, const char* path, const LoadOptions& options, const GyroscopeOffset& offset,
+             bool keep_readable = false);
 
-/// How a loading ended.
-Outcome outcome_of(const LoadReport& report);
+/// A problem when the recording at `path` is not as it was when `loaded` was read from it: just before an output
+/// appears, as one that is newer than its recording passes for up to date.
+Outcome require_unchanged(const char* path, const LoadedRecording& loaded);
+
+/// How a loading ended. A recording of which the system could not read all, or that was changed meanwhile, is a
+/// problem: what is made of it would pass for the whole. With `keep_readable`, what precedes the first block that could
+/// not be read is good enough.
+Outcome outcome_of(const LoadReport& report, bool keep_readable = false);
 
 /// Adds the orientation where it is possible: that it is not is no failure, and stands in `loaded`.
 Outcome orient(LoadedRecording* loaded, Watch* watch);

@@ -14,6 +14,15 @@ bool is_earlier(const Sample& a, const Sample& b) {
   return a.tick < b.tick;
 }
 
+/// A comparison for a sort that may be told to stop.
+template <typename Element, typename Earlier>
+auto patiently(Patience& patience, Earlier earlier) {
+  return [&patience, earlier](const Element& a, const Element& b) {
+    patience.step();
+    return earlier(a, b);
+  };
+}
+
 /// Consecutive samples with ascending ticks.
 template <typename Sample>
 using Run = std::span<const Sample>;
@@ -21,9 +30,10 @@ using Run = std::span<const Sample>;
 /// The runs of `samples`, by their first ticks. A run also ends where the tick jumps further than one block can, so
 /// that blocks in random order seldom share a run and move as a whole.
 template <typename Sample>
-std::vector<Run<Sample>> runs_by_first_tick(const LargeArray<Sample>& samples) {
+std::vector<Run<Sample>> runs_by_first_tick(const LargeArray<Sample>& samples, Patience& patience) {
   constexpr std::int64_t kBlockTicks = UINT8_MAX;
-  const auto ends_run = [](const Sample& a, const Sample& b) {
+  const auto ends_run = [&patience](const Sample& a, const Sample& b) {
+    patience.step();
     return b.tick <= a.tick || b.tick - a.tick > kBlockTicks;
   };
   std::vector<Run<Sample>> runs;
@@ -33,7 +43,8 @@ std::vector<Run<Sample>> runs_by_first_tick(const LargeArray<Sample>& samples) {
     runs.emplace_back(&*begin, static_cast<std::size_t>(end - begin));
     begin = end;
   }
-  std::sort(runs.begin(), runs.end(), [](Run<Sample> a, Run<Sample> b) { return is_earlier(a.front(), b.front()); });
+  const auto begins_earlier = [](Run<Sample> a, Run<Sample> b) { return is_earlier(a.front(), b.front()); };
+  std::sort(runs.begin(), runs.end(), patiently<Run<Sample>>(patience, begins_earlier));
   return runs;
 }
 
@@ -50,14 +61,16 @@ std::span<Run<Sample>> overlapping(std::span<Run<Sample>> runs) {
 
 /// Sorted from file order and stable, so that of several samples at one tick the first in the file is the one kept.
 template <typename Sample>
-void append_sorted(std::span<Run<Sample>> runs, LargeArray<Sample>& samples) {
+void append_sorted(std::span<Run<Sample>> runs, LargeArray<Sample>& samples, Patience& patience) {
   const auto old_size = static_cast<std::ptrdiff_t>(samples.size());
-  std::sort(runs.begin(), runs.end(), [](Run<Sample> a, Run<Sample> b) { return a.data() < b.data(); });
+  const auto is_before = [](Run<Sample> a, Run<Sample> b) { return a.data() < b.data(); };
+  std::sort(runs.begin(), runs.end(), patiently<Run<Sample>>(patience, is_before));
   for (const Run<Sample> run : runs) {
+    patience.step();
     samples.insert(samples.end(), run.begin(), run.end());
   }
   if (runs.size() > 1) {
-    std::stable_sort(samples.begin() + old_size, samples.end(), is_earlier<Sample>);
+    std::stable_sort(samples.begin() + old_size, samples.end(), patiently<Sample>(patience, is_earlier<Sample>));
     const auto repeated = std::unique(samples.begin() + old_size, samples.end(),
                                       [](const Sample& a, const Sample& b) { return a.tick == b.tick; });
     samples.erase(repeated, samples.end());
@@ -90,13 +103,13 @@ void SampleSeries<Axes>::end_header_block(bool keep) {
 }
 
 template <std::size_t Axes>
-void SampleSeries<Axes>::order() {
-  auto runs = runs_by_first_tick(samples_);
+void SampleSeries<Axes>::order(Patience patience) {
+  auto runs = runs_by_first_tick(samples_, patience);
   LargeArray<Sample> ordered;
   ordered.reserve(samples_.size());
   for (std::span rest(runs); !rest.empty();) {
     const std::span group = overlapping(rest);
-    append_sorted(group, ordered);
+    append_sorted(group, ordered, patience);
     rest = rest.subspan(group.size());
   }
   const std::uint64_t dropped = samples_.size() - ordered.size();
@@ -131,9 +144,9 @@ void SampleSeries<Axes>::merge_header() {
 }
 
 template <std::size_t Axes>
-const LargeArray<typename SampleSeries<Axes>::Sample>& SampleSeries<Axes>::ordered_samples() {
+const LargeArray<typename SampleSeries<Axes>::Sample>& SampleSeries<Axes>::ordered_samples(Patience patience) {
   if (!ascending_) {
-    order();
+    order(patience);
   }
   if (header_waits_) {
     merge_header();

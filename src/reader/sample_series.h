@@ -11,6 +11,7 @@
 
 #include "reader/large_array.h"
 #include "reader/load_report.h"
+#include "reader/watch.h"
 
 namespace vortena {
 
@@ -60,8 +61,9 @@ class SampleSeries {
   /// With `keep`, its samples come before all others of the file.
   void end_header_block(bool keep);
 
-  /// The samples with strictly increasing ticks. The reference holds until the next change.
-  const LargeArray<Sample>& ordered_samples();
+  /// The samples with strictly increasing ticks. The reference holds until the next change. Throws Stopped when
+  /// `patience` ends; the samples are of no use then.
+  const LargeArray<Sample>& ordered_samples(Patience patience = Patience(nullptr));
 
   /// Of ordered samples.
   [[nodiscard]] ChannelCounts counts() const;
@@ -73,7 +75,7 @@ class SampleSeries {
   static constexpr std::int64_t kBeforeAll = std::numeric_limits<std::int64_t>::min();
 
   void append_late(std::int64_t tick, const Counts& counts);
-  void order();
+  void order(Patience patience);
   void merge_header();
 
   std::array<AxisCalibration, Axes> calibration_;

@@ -16,7 +16,7 @@ class SetConverter {
  public:
   SetConverter(std::span<const std::string> paths, const std::string& folder, const SetOptions& options,
                SetConversion* result)
-      : paths_(paths), options_(options), result_(*result), loaded_(paths.size()) {
+      : paths_(paths), options_(options), result_(*result), loaded_(paths.size()), files_(paths.size()) {
     for (const std::string& path : paths) {
       result_.units.emplace_back().output = csv_path_in(folder, path);
     }
@@ -24,7 +24,8 @@ class SetConverter {
 
   Outcome run() {
     for (const auto step : {&SetConverter::check_outputs, &SetConverter::load_all, &SetConverter::orient_all,
-                            &SetConverter::synchronise_all, &SetConverter::write_all, &SetConverter::commit_all}) {
+                            &SetConverter::synchronise_all, &SetConverter::write_all, &SetConverter::look_again,
+                            &SetConverter::commit_all}) {
       if (Outcome outcome = (this->*step)(); !outcome.good()) {
         return outcome;
       }
@@ -55,9 +56,11 @@ class SetConverter {
         }
       }
       const auto is_output = [&](const std::string& path) { return is_same_file(path.c_str(), output.c_str()); };
-      return std::any_of(paths_.begin(), paths_.end(), is_output)
-                 ? Outcome{.problem = Problem::kOutputIsRecording, .stage = Stage::kWriting}
-                 : check_output(output.c_str());
+      if (std::any_of(paths_.begin(), paths_.end(), is_output)) {
+        return Outcome{.problem = Problem::kOutputIsRecording, .stage = Stage::kWriting};
+      }
+      const Outcome outcome = check_output(output.c_str());
+      return outcome.good() ? unwritable(files_[i].claim(output.c_str(), options_.existing)) : outcome;
     });
   }
 
@@ -100,13 +103,13 @@ class SetConverter {
 
   Outcome write_all() {
     return for_each([this](std::size_t i) {
-      WholeFile& file = files_.emplace_back();
-      if (const std::error_code failure = file.open(result_.units[i].output.c_str())) {
+      WholeFile& file = files_[i];
+      if (const std::error_code failure = file.create()) {
         return unwritable(failure);
       }
-      // Names that differ may lead, through links, to one file that is not there yet.
-      const auto replaces_same = [&](const WholeFile& other) { return other.target() == file.target(); };
-      if (std::any_of(files_.begin(), files_.end() - 1, replaces_same)) {
+      // Names that differ may lead to one file that is not there yet: through links, or by their case.
+      const auto replaces_same = [&](const WholeFile& other) { return file.replaces_same(other); };
+      if (std::any_of(files_.begin(), files_.begin() + static_cast<std::ptrdiff_t>(i), replaces_same)) {
         return Outcome{.problem = Problem::kOutputClash, .stage = Stage::kWriting};
       }
       return write(i, file);
@@ -126,7 +129,19 @@ class SetConverter {
     return unwritable(file.finish(options_.sync));
   }
 
-  Outcome commit_all() { return unwritable(appear_together(files_, options_.sync)); }
+  Outcome look_again() {
+    return for_each([this](std::size_t i) {
+      const Outcome outcome = require_unchanged(paths_[i].c_str(), loaded_[i]);
+      return outcome.good() ? check_output(result_.units[i].output.c_str()) : outcome;
+    });
+  }
+
+  Outcome commit_all() {
+    const TogetherFailure failure = appear_together(files_, options_.sync);
+    Outcome outcome = unwritable(failure.failure);
+    outcome.recording = failure.file;
+    return outcome;
+  }
 
   std::span<const std::string> paths_;
   const SetOptions& options_;

@@ -7,14 +7,16 @@
 #include <vector>
 
 #include "reader/outcome.h"
+#include "reader/output_place.h"
 #include "reader/quality_report.h"
 #include "reader/recording_steps.h"
 
 namespace vortena {
 
 struct SetOptions {
-  Watch* watch = nullptr;                          ///< outlives the call
-  bool sync = false;                               ///< on the disk before the call returns
+  Watch* watch = nullptr;  ///< outlives the call
+  bool sync = false;       ///< on the disk before the call returns
+  Existing existing = Existing::kReplace;
   std::vector<GyroscopeOffset> gyroscope_offsets;  ///< one for each recording, or none
 };
 

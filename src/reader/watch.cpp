@@ -34,6 +34,13 @@ void begin_stage(Watch* watch, Stage stage, std::uint64_t total) {
   }
 }
 
+void Patience::ask() const {
+  show(watch_);
+  if (watch_->stop.load(std::memory_order_relaxed) != 0) {
+    throw Stopped{};
+  }
+}
+
 bool goes_on(Watch* watch, std::uint64_t done) {
   if (watch == nullptr) {
     return true;

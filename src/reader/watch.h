@@ -33,4 +33,28 @@ void begin_stage(Watch* watch, Stage stage, std::uint64_t total);
 /// Tells how far the stage is; false when the operation is to stop.
 bool goes_on(Watch* watch, std::uint64_t done);
 
+/// Thrown by a Patience, for loops that know no other way out, such as those of the standard library's sorts.
+struct Stopped {};
+
+/// Asks a watch now and then from the middle of a loop.
+class Patience {
+ public:
+  explicit Patience(Watch* watch) : watch_(watch) {}
+
+  /// Call it at every step. Throws Stopped when the operation is to stop.
+  void step() {
+    if (watch_ != nullptr && ++steps_ % kStepsBetween == 0) [[unlikely]] {
+      ask();
+    }
+  }
+
+ private:
+  static constexpr std::uint32_t kStepsBetween = 1U << 16U;  // a millisecond or less of most loops
+
+  void ask() const;
+
+  Watch* watch_;
+  std::uint32_t steps_ = 0;
+};
+
 }  // namespace vortena

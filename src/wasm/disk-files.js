@@ -9,9 +9,9 @@ function modulePath(text) {
   return path.sep === '/' ? text : text.replaceAll(path.sep, '/');
 }
 
-function statusOf({ dev, ino, mode, nlink, uid, gid, size }) {
+function statusOf({ dev, ino, mode, nlink, uid, gid, size, mtimeNs }) {
   const [permissions, links, user, group] = [mode, nlink, uid, gid].map(Number);
-  return { device: dev, number: ino, mode: permissions, links, user, group, bytes: size };
+  return { device: dev, number: ino, mode: permissions, links, user, group, bytes: size, changed: mtimeNs };
 }
 
 /** Where the system's own position is, nothing is told: pipes and terminals have no other. */
@@ -70,7 +70,10 @@ const diskFiles = {
   open: (path, options) => new DiskFile(fs.openSync(path, openFlags(options), options.mode)),
   status: (path, follow) => statusOf((follow ? fs.statSync : fs.lstatSync)(path, { bigint: true })),
   rename: fs.renameSync,
+  link: fs.linkSync,
   remove: fs.unlinkSync,
+  makeFolder: (path, mode) => fs.mkdirSync(path, mode),
+  removeFolder: fs.rmdirSync,
   readLink: (path) => fs.readlinkSync(path, 'buffer'),
   access: fs.accessSync,
   message(text) {

@@ -2,7 +2,7 @@
 // those of the object that it is given, see memory-files.js and disk-files.js.
 'use strict';
 
-const { errorNumber, nameOfErrorNumber } = require('./error-numbers.js');
+const { errorNumber } = require('./error-numbers.js');
 
 const PAGE = 65_536;
 const GROWTH = 16 * PAGE;
@@ -15,6 +15,10 @@ const O_RDONLY = 0;
 const O_CREAT = 0o100;
 const O_EXCL = 0o200;
 const O_TRUNC = 0o1000;
+
+const REMOVE_FOLDER = 0x200; // of unlinkat(), of musl
+
+const NS_PER_S = 1_000_000_000n;
 
 const SEEK_CUR = 1;
 const SEEK_END = 2;
@@ -42,8 +46,8 @@ function textsOf(values) {
 
 class Instance {
   /**
-   * `files` has open, status, rename, remove, readLink and access, which throw errors with a code as those of node:fs,
-   * path, which makes a path of its UTF-8, and message, which takes what is written on standard error. `look(watch)` is called every few milliseconds of an
+   * `files` has open, status, rename, link, remove, makeFolder, removeFolder, readLink and access, which throw errors
+   * with a code as those of node:fs, path, which makes a path of its UTF-8, and message, which takes what is written on standard error. `look(watch)` is called every few milliseconds of an
    * operation with its four numbers, stop, stage, done and total, as an Int32Array.
    */
   constructor(files, look = () => {}, environment = {}) {
@@ -77,8 +81,8 @@ class Instance {
     this.exports = instance.exports;
     this.exports.__wasm_call_ctors();
     const layout = this.exports.vortena_status_layout() >>> 0;
-    const [size, device, number, mode, links, user, group, bytes] = new Uint32Array(this.buffer, layout, 8);
-    this.layout = { size, device, number, mode, links, user, group, bytes };
+    const [size, device, number, mode, links, user, group, bytes, seconds, nanoseconds] = new Uint32Array(this.buffer, layout, 10);
+    this.layout = { size, device, number, mode, links, user, group, bytes, seconds, nanoseconds };
     return this;
   }
 
@@ -170,10 +174,9 @@ class Instance {
     return { json: this.heap.slice(json, json + jsonSize), buffers };
   }
 
-  /** As the native entry's failures, but for the name of a failure of the system. */
-  failureOf({ systemError, ...failure }) {
-    const known = Object.entries(failure).filter(([, value]) => value !== '');
-    return { ...Object.fromEntries(known), systemError: 0, systemName: nameOfErrorNumber(systemError) };
+  /** As the native entry's failures: without what is empty. */
+  failureOf(failure) {
+    return Object.fromEntries(Object.entries(failure).filter(([, value]) => value !== ''));
   }
 
   text(at, size) {
@@ -255,7 +258,8 @@ class Instance {
     return descriptor;
   }
 
-  putStatus({ device, number, mode, links, user, group, bytes }, at) {
+  /** `changed` is in nanoseconds. */
+  putStatus({ device, number, mode, links, user, group, bytes, changed }, at) {
     this.heap.fill(0, at, at + this.layout.size);
     const { view } = this;
     view.setUint32(at + this.layout.device, Number(BigInt.asUintN(32, BigInt(device))), true);
@@ -265,6 +269,9 @@ class Instance {
     view.setUint32(at + this.layout.user, user, true);
     view.setUint32(at + this.layout.group, group, true);
     view.setBigInt64(at + this.layout.bytes, BigInt(bytes), true);
+    // Seconds have 32 or 64 bits; the low ones come first.
+    view.setInt32(at + this.layout.seconds, Number(BigInt.asIntN(32, changed / NS_PER_S)), true);
+    view.setInt32(at + this.layout.nanoseconds, Number(changed % NS_PER_S), true);
   }
 
   putLink(target, at, room) {
@@ -288,7 +295,12 @@ class Instance {
       __syscall_rename: (from, to) => this.files.rename(at(from), at(to)),
       __syscall_renameat: (folder, from, other, to) => this.files.rename(at(from), at(to)),
       __syscall_unlink: (path) => this.files.remove(at(path)),
-      __syscall_unlinkat: (folder, path) => this.files.remove(at(path)),
+      __syscall_unlinkat: (folder, path, flags) => (flags & REMOVE_FOLDER ? this.files.removeFolder(at(path)) : this.files.remove(at(path))),
+      __syscall_rmdir: (path) => this.files.removeFolder(at(path)),
+      __syscall_mkdir: (path, mode) => this.files.makeFolder(at(path), mode),
+      __syscall_mkdirat: (folder, path, mode) => this.files.makeFolder(at(path), mode),
+      __syscall_link: (from, to) => this.files.link(at(from), at(to)),
+      __syscall_linkat: (folder, from, other, to) => this.files.link(at(from), at(to)),
       __syscall_readlink: (path, buffer, room) => this.putLink(this.files.readLink(at(path)), buffer >>> 0, room),
       __syscall_readlinkat: (folder, path, buffer, room) => this.putLink(this.files.readLink(at(path)), buffer >>> 0, room),
       __syscall_faccessat: (folder, path, wanted) => this.files.access(at(path), wanted),

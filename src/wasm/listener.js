@@ -1,7 +1,8 @@
 // An operation under way as its caller sees it: progress out, the wish to stop in.
 'use strict';
 
-const STAGES = [undefined, 'decode', 'orientation', 'write', 'synchronise', 'levels'];
+const { progressOf } = require('../promises/stages.js');
+
 const PROGRESS_MS = 100;
 
 class Listener {
@@ -11,17 +12,18 @@ class Listener {
 
   /** For an instance: the numbers of the operation, of which the first tells it to stop. */
   look(watch) {
-    const [, stage, done, total] = watch;
-    this.tell(STAGES[stage], total > 0 ? Math.min(1, done / total) : 0);
+    const { stage, fraction } = progressOf(watch.subarray(1));
+    this.tell(stage, fraction);
     watch[0] = this.signal?.aborted || this.thrown ? 1 : 0;
   }
 
   tell(stage, fraction) {
     const now = performance.now();
     if (this.onProgress && stage && !this.thrown && now - this.last >= PROGRESS_MS) {
+      const { onProgress } = this;
       this.last = now;
       try {
-        this.onProgress({ stage, fraction });
+        onProgress({ stage, fraction });
       } catch (error) {
         this.thrown = { error };
       }

@@ -138,7 +138,7 @@ class MemoryFiles {
 
   statusOf(entry) {
     const number = [...this.entries.values()].indexOf(entry) + 1;
-    return { device: 1, number, mode: REGULAR, links: 1, user: 0, group: 0, bytes: entry.size };
+    return { device: 1, number, mode: REGULAR, links: 1, user: 0, group: 0, bytes: entry.size, changed: 0n };
   }
 
   status(path) {
@@ -170,6 +170,19 @@ class MemoryFiles {
   rename(from, to) {
     this.entries.set(to, this.find(from));
     this.entries.delete(from);
+  }
+
+  /** There is nobody else who could take the name meanwhile. */
+  link(from, to) {
+    throw fault(this.entries.has(to) ? 'EEXIST' : 'EPERM', from);
+  }
+
+  makeFolder(path) {
+    throw fault('EPERM', path);
+  }
+
+  removeFolder(path) {
+    throw fault('ENOENT', path);
   }
 
   remove(path) {

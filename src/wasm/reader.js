@@ -175,7 +175,7 @@ function makeReader(provide) {
     args.checkOptions(options);
     const offsets = args.gyroscopeOffsets(options, recordingList(recordings).length);
     const opened = await open(recordings, options);
-    const { result } = await run(opened, 'synchronise', opened.paths, '/out', false, ...offsets);
+    const { result } = await run(opened, 'synchronise', opened.paths, '/out', false, true, ...offsets);
     const { clock, units } = setAnswer(result, opened.names);
     const outputs = units.map(({ output }) => whole(opened.files.take(output), opened.names));
     return { outputs, clock, units: units.map(({ output, ...unit }) => unit) };

@@ -100,6 +100,7 @@ test('wrong arguments are TypeErrors, before any file is touched', async (t) => 
   const folder = scratchFolder(t);
   const out = path.join(folder, 'x');
   for (const [name, ...args] of [
+    ['convert', 'x', out, { overwrite: 'no' }], ['convert', 'x', out, { keepReadable: 1 }],
     ['convert', 1, out], ['convert', 'x'], ['convert', 'x', 'a\0b'], ['convert', 'x', out, null],
     ['convert', 'x', out, { signal: {} }], ['convert', 'x', out, { onProgress: 1 }], ['convert', 'x', out, { fsync: 1 }],
     ['convert', 'x', out, { gyroscopeOffset: 'still' }], ['convert', 'x', out, { gyroscopeOffset: { x: 1, y: NaN, z: 1 } }],
@@ -131,6 +132,94 @@ test('links stay links, modes stay, and others see the old file or the new one',
   assert.ok(fs.lstatSync(link).isSymbolicLink());
   assert.equal(fs.statSync(target).mode & 0o777, 0o640);
   assert.deepEqual(fs.readdirSync(folder).sort(), ['link.csv', 'r.bin', 'target.csv']);
+});
+
+test('parts are for their owner alone; an output gets the rights of what it replaces, or of something new', { skip: os.platform() === 'win32' }, async (t) => {
+  const folder = scratchFolder(t);
+  const recording = longUnit(folder, 'r.bin', 5000);
+  const mode = (name) => fs.statSync(path.join(folder, name)).mode & 0o777;
+  const parts = new Set();
+  for (const before of [0o600, 0o640, 0o604, undefined]) {
+    const csv = path.join(folder, `${before}.csv`);
+    if (before !== undefined) {
+      fs.writeFileSync(csv, 'old');
+      fs.chmodSync(csv, before);
+    }
+    const job = reader.convert(recording, csv);
+    for (let running = true; running; job.then(() => { running = false; })) {
+      fs.readdirSync(folder).filter((name) => name.includes('.part-') && fs.existsSync(path.join(folder, name)))
+        .forEach((name) => fs.statSync(path.join(folder, name)).size > 0 && parts.add(mode(name)));
+      await sleep(1);
+    }
+    await job;
+    assert.equal(mode(`${before}.csv`), before ?? 0o666 & ~process.umask());
+  }
+  assert.ok(parts.has(0o600));
+});
+
+test('what appears while a job runs is not replaced, nor what is there without `overwrite`', async (t) => {
+  const folder = scratchFolder(t);
+  const recording = longUnit(folder, 'r.bin', 5000);
+  const csv = path.join(folder, 'r.csv');
+  const refused = { code: 'ERR_OUTPUT_EXISTS', path: csv };
+  const appeared = reader.convert(recording, csv);
+  await sleep(5);
+  fs.writeFileSync(csv, 'appeared');
+  await assert.rejects(appeared, refused);
+  await assert.rejects(reader.convert(recording, csv, { overwrite: false }), refused);
+  assert.equal(fs.readFileSync(csv, 'utf8'), 'appeared');
+  const becomesRecording = reader.convert(recording, csv);
+  await sleep(5);
+  fs.copyFileSync(recording, csv);
+  await assert.rejects(becomesRecording, { code: 'ERR_OUTPUT_IS_RECORDING' });
+  assert.deepEqual(fs.readdirSync(folder), ['r.bin', 'r.csv']);
+
+  const set = ['a', 'b'].map((name) => unit(folder, `${name}.bin`, { schedule: { second: 0, tick: 0 } }));
+  fs.writeFileSync(path.join(folder, 'b.csv'), 'old');
+  await assert.rejects(reader.synchronise(set, folder, { overwrite: false }), { code: 'ERR_OUTPUT_EXISTS', path: path.join(folder, 'b.csv') });
+  assert.ok(!fs.existsSync(path.join(folder, 'a.csv')));
+});
+
+test('a recording that changes while it is read gives nothing', async (t) => {
+  const folder = scratchFolder(t);
+  const recording = longUnit(folder, 'r.bin', 5000);
+  for (const start of [
+    () => reader.convert(recording, path.join(folder, 'r.csv')), () => reader.readSamples(recording),
+    () => reader.inspect(recording), () => reader.levels([recording]),
+  ]) {
+    const ended = start().then(() => 'done', (error) => error);
+    let end;
+    for (ended.then((value) => { end = value; }); !end; await sleep(1)) {
+      fs.appendFileSync(recording, Buffer.alloc(512));
+    }
+    assert.deepEqual([end.code, end.path], ['ERR_RECORDING_CHANGED', recording], `${start}`);
+  }
+  assert.deepEqual(fs.readdirSync(folder), ['r.bin']);
+});
+
+test('arrays can be handed on to another thread', async (t) => {
+  const { channels } = await reader.readSamples(longUnit(scratchFolder(t), 'r.bin', 2000));
+  const { x } = channels.accel;
+  const [first, length] = [x[0], x.length];
+  const moved = structuredClone(x, { transfer: [x.buffer] });
+  assert.deepEqual([moved[0], moved.length, x.length, channels.accel.z.length], [first, length, 0, 0]);
+});
+
+test('one signal serves thousands of jobs', async (t) => {
+  const recording = unit(scratchFolder(t), 'r.bin', { ticks: 10 });
+  const warnings = [];
+  const warn = (warning) => warnings.push(warning.message);
+  process.on('warning', warn);
+  const controller = new AbortController();
+  const begin = performance.now();
+  const jobs = Array.from({ length: 20_000 }, () => reader.inspect(recording, { signal: controller.signal }));
+  controller.abort();
+  const ends = await Promise.allSettled(jobs);
+  assert.ok(performance.now() - begin < 2000, `${performance.now() - begin} ms`);
+  assert.ok(ends.slice(os.availableParallelism()).every(({ reason }) => reason === controller.signal.reason));
+  await sleep(1);
+  process.off('warning', warn);
+  assert.deepEqual(warnings, []);
 });
 
 test('an abort at any time rejects with its reason and leaves nothing', async (t) => {
@@ -186,7 +275,7 @@ test('jobs wait their turn in order; one that is aborted while it waits never st
 test('progress goes forward through the stages and ends at 1', async (t) => {
   const folder = scratchFolder(t);
   const seen = [];
-  const recording = longUnit(folder, 'r.bin', 60_000);
+  const recording = longUnit(folder, 'r.bin', 150_000);
   await reader.convert(recording, path.join(folder, 'r.csv'), { onProgress: (progress) => seen.push(progress) });
   const place = ({ stage, fraction }) => ['decode', 'orientation', 'write'].indexOf(stage) + fraction / 2;
   assert.ok(seen.length >= 3, `${seen.length}`);

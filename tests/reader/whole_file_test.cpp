@@ -4,7 +4,10 @@
 #include <gmock/gmock.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 
+#include <algorithm>
+#include <array>
 #include <csignal>
 
 #include "tests/support/scratch_folder.h"
@@ -65,6 +68,47 @@ TEST(WholeFile, KeepsLinksAndModes) {
   EXPECT_EQ(fs::status(target).permissions(), fs::perms(0604));
 }
 
+/// With an entry for user 12345 that may read and write, which is shown as the group's bits.
+constexpr unsigned char kAccessList[] = {2,    0, 0, 0,                           // version
+                                         1,    0, 6, 0, 0xff, 0xff, 0xff, 0xff,   // owner rw
+                                         2,    0, 6, 0, 0x39, 0x30, 0,    0,      // user 12345 rw
+                                         4,    0, 0, 0, 0xff, 0xff, 0xff, 0xff,   // group none
+                                         0x10, 0, 6, 0, 0xff, 0xff, 0xff, 0xff,   // at most rw
+                                         0x20, 0, 0, 0, 0xff, 0xff, 0xff, 0xff};  // others none
+
+TEST(WholeFile, KeepsAccessLists) {
+  const ScratchFolder folder;
+  const std::string path = folder.write("out.csv", {'o'});
+  if (setxattr(path.c_str(), "system.posix_acl_access", kAccessList, sizeof kAccessList, 0) != 0) {
+    GTEST_SKIP() << "the file system has none";
+  }
+  EXPECT_FALSE(write_whole(path, "new"));
+  EXPECT_EQ(folder.read("out.csv"), "new");
+  std::array<unsigned char, 256> list{};
+  const ssize_t size = getxattr(path.c_str(), "system.posix_acl_access", list.data(), list.size());
+  ASSERT_EQ(size, static_cast<ssize_t>(sizeof kAccessList));
+  EXPECT_TRUE(std::equal(std::begin(kAccessList), std::end(kAccessList), list.begin()));
+}
+
+TEST(WholeFile, ReplacesNothingThatAppearedMeanwhile) {
+  const ScratchFolder folder;
+  const std::string path = folder.path("out.csv");
+  WholeFile file;
+  ASSERT_FALSE(file.open(path.c_str()));
+  file.stream() << "ours";
+  ASSERT_EQ(folder.write("out.csv", {'t', 'h', 'e', 'i', 'r', 's'}), path);
+  EXPECT_EQ(file.commit(false), std::errc::file_exists);
+  EXPECT_EQ(folder.read("out.csv"), "theirs");
+  WholeFile kept;
+  EXPECT_EQ(kept.open(path.c_str(), Existing::kKeep), std::errc::file_exists);
+  WholeFile other;
+  ASSERT_FALSE(other.open(path.c_str()));
+  fs::remove(path);
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  EXPECT_EQ(other.commit(false), std::errc::operation_not_supported) << "looked at again";
+  EXPECT_EQ(names_in(folder).size(), 1U);
+}
+
 TEST(WholeFile, RefusesWhatItCannotReplaceAndTellsWhy) {
   const ScratchFolder folder;
   fs::create_symlink("round", folder.path("round"));
@@ -112,11 +156,13 @@ TEST(WholeFile, SeveralAppearTogetherOrNotAtAll) {
       EXPECT_FALSE(files[next++].finish(false));
     }
     fs::create_directory(folder.path("last.csv"));  // too late for a check
-    const std::error_code failure = appear_together(files, false);
+    const TogetherFailure failure = appear_together(files, false);
     fs::remove(folder.path("last.csv"));
     return failure;
   };
-  EXPECT_TRUE(write_three());
+  const TogetherFailure failure = write_three();
+  EXPECT_TRUE(failure.failure);
+  EXPECT_EQ(failure.file, 2U);
   EXPECT_EQ(folder.read("replaced.csv"), "old");
   EXPECT_THAT(names_in(folder), ::testing::ElementsAre("replaced.csv"));
 }

@@ -3,7 +3,8 @@
 'use strict';
 
 const { Command, CommanderError } = require('commander');
-const { INTERNAL_FAULT, OK, UsageError, WRONG_USAGE } = require('./exit-status.js');
+const { FAILED, INTERNAL_FAULT, OK, UsageError, WRONG_USAGE } = require('./exit-status.js');
+const { printable } = require('./quantities.js');
 const { version } = require('../package.json');
 
 const VERBS = ['info', 'check', 'convert', 'sync', 'view', 'config'];
@@ -16,6 +17,7 @@ function commandLine() {
     .option('-V, --version', 'output the version, and what the reader runs on')
     .on('option:version', showVersion)
     .exitOverride()
+    .configureOutput({ writeErr: (text) => process.stderr.write(printable(text)) })
     .configureHelp({ showGlobalOptions: false });
   for (const verb of VERBS) {
     require(`./commands/${verb}.js`).define(program);
@@ -36,24 +38,30 @@ function statusOf(error) {
     return error.exitCode === OK ? OK : WRONG_USAGE; // commander has said what is wrong
   }
   if (error instanceof UsageError) {
-    process.stderr.write(`vortena: ${error.message}\n`);
+    process.stderr.write(`vortena: ${printable(error.message)}\n`);
     return WRONG_USAGE;
   }
   process.stderr.write(`vortena: ${error?.code === 'ERR_ADDON_NOT_BUILT' ? error.message : error?.stack}\n`);
   return INTERNAL_FAULT;
 }
 
-/** Leaves quietly when whoever read the results has gone, as `head` does. */
+/** Leaves quietly when whoever read the results has gone, as `head` does. A disk that takes no more of them is told. */
 function leaveWithReader(error) {
   if (error.code === 'EPIPE') {
     process.exit(BROKEN_PIPE);
   }
-  throw error;
+  process.stderr.write(`vortena: the results cannot be written: ${error.message}\n`);
+  process.exit(FAILED);
+}
+
+/** Nobody is left to tell. */
+function leave() {
+  process.exit(FAILED);
 }
 
 async function main(argv) {
   process.stdout.on('error', leaveWithReader);
-  process.stderr.on('error', leaveWithReader);
+  process.stderr.on('error', (error) => (error.code === 'EPIPE' ? leaveWithReader(error) : leave()));
   try {
     await commandLine().parseAsync(argv);
   } catch (error) {

@@ -3,6 +3,7 @@
 
 /** By the system's reason, which says more than the code of the reader. */
 const SYSTEM_ADVICE = {
+  EBUSY: 'It is in use: close the program that has it open.',
   ENOENT: 'Check the spelling; the file may have been moved or renamed since.',
   EACCES: 'Ask whoever owns it for permission.',
   EPERM: 'Ask whoever owns it for permission.',
@@ -11,7 +12,8 @@ const SYSTEM_ADVICE = {
   ENOSPC: 'The disk is full: make room, then run the same command again with --skip-existing.',
   EDQUOT: 'Your share of the disk is used up: make room, then run the same command again with --skip-existing.',
   EROFS: 'The disk cannot be written to: choose another folder with -o.',
-  EIO: 'The disk or card reports an error: copy the recording elsewhere and try the copy.',
+  EIO: 'The disk or card reports an error: copy the recording elsewhere and try the copy; convert --keep-readable saves what comes before the error.',
+  ESTALE: 'The network drive has lost the file: try again.',
   ENAMETOOLONG: 'The name is too long for the file system: rename the recording.',
   EMFILE: 'Too many files are open: use fewer jobs with -j.',
 };
@@ -19,6 +21,7 @@ const SYSTEM_ADVICE = {
 const ADVICE = {
   ERR_NOT_A_RECORDING: 'Copy it from the unit again; if it is no recording, take it out of the folder.',
   ERR_UNREADABLE: 'Copy it from the unit again, or try a copy on another disk.',
+  ERR_RECORDING_CHANGED: 'Wait until it is copied or recorded to its end, then run the same command again.',
   ERR_WRITE: 'Look at the output folder, or choose another one with -o.',
   ERR_OUTPUT_EXISTS: 'Use --skip-existing to keep what is there, or --overwrite to replace it.',
   ERR_OUTPUT_FOREIGN: 'Move it away, or choose another folder with -o.',
@@ -32,13 +35,18 @@ const ADVICE = {
   ERR_INTERNAL: 'This is a fault of the program: please report it, with the recording if that may leave the house.',
 };
 
+/** By the reader's reason. */
+const REASON_ADVICE = {
+  'too-few': 'Name the recordings of all units of the set.',
+};
+
 const systemCode = (error) => error?.cause?.code ?? (error?.syscall ? error.code : undefined);
 
-/** The reader's errors have codes of their own; those of node:fs are about `output`. */
+/** The reader's errors have codes of their own; those of node:fs are about `output`, or the file that they name. */
 function failureOf(error, output) {
   const details = { reason: error?.reason, stage: error?.stage, systemCode: systemCode(error) };
   if (error?.syscall) {
-    return failure('ERR_WRITE', `${output} cannot be written: ${error.message}`, details);
+    return failure('ERR_WRITE', `${output ?? error.path} cannot be written: ${error.message}`, details);
   }
   const known = error?.code in ADVICE;
   return failure(known ? error.code : 'ERR_INTERNAL', known ? error.message : (error?.stack ?? String(error)), details);
@@ -46,7 +54,7 @@ function failureOf(error, output) {
 
 /** Members that are not known are left out. */
 function failure(code, message, { reason, stage, systemCode: system } = {}) {
-  const advice = SYSTEM_ADVICE[system] ?? ADVICE[code];
+  const advice = SYSTEM_ADVICE[system] ?? REASON_ADVICE[reason] ?? ADVICE[code];
   return { code, reason, stage, systemCode: system, message, advice };
 }
 

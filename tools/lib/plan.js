@@ -3,19 +3,11 @@
 
 const fs = require('node:fs/promises');
 const path = require('node:path');
+const { clearParts } = require('vortena-reader/outputs');
 const { UsageError } = require('./exit-status.js');
 const { failure } = require('./failures.js');
-const { clearParts } = require('./parts.js');
-
-/** By --to: how an output is called, and what tells that it is whole. */
-const FORMATS = {
-  csv: { ending: '.csv' },
-  'csv.gz': { ending: '.csv.gz' },
-  parquet: { ending: '', proof: 'recording.json' },
-};
-
-const foldsCase = process.platform === 'win32' || process.platform === 'darwin';
-const keyOf = (output) => (foldsCase ? path.resolve(output).toLowerCase() : path.resolve(output));
+const { FORMATS, Made } = require('./made.js');
+const { Places } = require('./places.js');
 
 function outputOf({ below }, out, { ending }) {
   return path.join(out, below.slice(0, below.length - path.extname(below).length) + ending);
@@ -28,6 +20,13 @@ function refuse(first, second, output) {
   );
 }
 
+async function refuseFile(out) {
+  const stats = await fs.stat(out).catch(() => undefined);
+  if (stats && !stats.isDirectory()) {
+    throw new UsageError(`${out} is a file, and -o names the folder for the outputs. Nothing was done.`);
+  }
+}
+
 /** The folders above a path, the nearest first. */
 function* foldersAbove(file) {
   for (let folder = path.dirname(file); folder !== path.dirname(folder); folder = path.dirname(folder)) {
@@ -36,42 +35,34 @@ function* foldersAbove(file) {
 }
 
 /** Two recordings for one output, or, where outputs are folders, one output within another. */
-function refuseClashes(jobs) {
+async function refuseClashes(jobs) {
+  const places = new Places();
+  const keys = await Promise.all(jobs.map(({ output }) => places.keyOf(output)));
   const owners = new Map();
-  for (const { recording, output } of jobs) {
-    const owner = owners.get(keyOf(output));
+  jobs.forEach(({ recording, output }, k) => {
+    const owner = owners.get(keys[k]);
     if (owner) {
       refuse(owner, recording, output);
     }
-    owners.set(keyOf(output), recording);
-  }
-  for (const { recording, output } of jobs) {
-    const around = [...foldersAbove(path.resolve(output))].find((folder) => owners.has(keyOf(folder)));
+    owners.set(keys[k], recording);
+  });
+  jobs.forEach(({ recording }, k) => {
+    const around = [...foldersAbove(keys[k])].find((folder) => owners.has(folder));
     if (around) {
-      refuse(owners.get(keyOf(around)), recording, around);
+      refuse(owners.get(around), recording, around);
     }
-  }
-}
-
-async function timeOf(file) {
-  const stats = await fs.stat(file).catch(() => undefined);
-  return stats?.mtimeMs;
+  });
 }
 
 const exists = (output) => fs.lstat(output).then(() => true, () => false);
 
-/** An output that has its name is whole, as it gets it last. One that is older than its recording is of another one. */
-async function isUpToDate({ output, changed }, { proof }) {
-  const time = await timeOf(proof ? path.join(output, proof) : output);
-  return time !== undefined && time >= changed;
-}
-
-async function fateOf(job, format, { skipExisting, overwrite }) {
+/** Only an output that was seen, and is to be replaced, may be. */
+async function fateOf(job, made, { skipExisting, overwrite = false }) {
   if (skipExisting) {
-    return (await isUpToDate(job, format)) ? { ...job, skipped: 'exists' } : job;
+    return (await made.isUpToDate(job)) ? { ...job, skipped: 'exists' } : { ...job, overwrite: await exists(job.output) };
   }
   if (overwrite || !(await exists(job.output))) {
-    return job;
+    return { ...job, overwrite };
   }
   return { ...job, failure: failure('ERR_OUTPUT_EXISTS', `${job.output} is there already`) };
 }
@@ -82,11 +73,13 @@ async function fateOf(job, format, { skipExisting, overwrite }) {
  */
 async function planConversions(recordings, { out, to, shard = { index: 1, count: 1 }, skipExisting, overwrite }) {
   const format = FORMATS[to];
+  await refuseFile(out);
   const jobs = recordings.map((found) => (found.failure ? found : { ...found, output: outputOf(found, out, format) }));
-  refuseClashes(jobs.filter((job) => job.output));
+  await refuseClashes(jobs.filter((job) => job.output));
   await clearParts(jobs.filter((job) => job.output).map((job) => path.dirname(job.output))); // some outputs may come back
+  const made = new Made(format);
   const ours = jobs.filter((_, place) => place % shard.count === shard.index - 1);
-  return Promise.all(ours.map((job) => (job.failure ? job : fateOf(job, format, { skipExisting, overwrite }))));
+  return Promise.all(ours.map((job) => (job.failure ? job : fateOf(job, made, { skipExisting, overwrite }))));
 }
 
-module.exports = { FORMATS, planConversions };
+module.exports = { planConversions };

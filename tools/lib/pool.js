@@ -4,9 +4,9 @@
 
 const { fork } = require('node:child_process');
 const path = require('node:path');
+const { clearParts } = require('vortena-reader/outputs');
 const { failure } = require('./failures.js');
 const { memoryOf } = require('./memory.js');
-const { clearParts } = require('./parts.js');
 
 const WORKER = path.join(__dirname, 'worker.js');
 const PATIENCE_MS = 5000; // with a job that is to stop

@@ -76,11 +76,12 @@ class TextReport {
     }
   }
 
+  /** In a pipe paths stay as they are: another program may read them. */
   print(stream, line) {
     if (this.bars && stream.isTTY) {
       this.bars.print(printable(line));
     } else {
-      stream.write(`${line}\n`);
+      stream.write(`${stream.isTTY || stream === process.stderr ? printable(line) : line}\n`);
     }
   }
 

@@ -123,7 +123,7 @@ test('wrong usage and nothing found end with status 2 and one sentence', (t) => 
     assert.match(stderr, /^(vortena|error): .+\n/, args.join(' '));
   }
   assert.equal(vortena(['convert', path.join(folder, 'nothing.bin'), path.join(set, 'cut.bin'), '-o', empty]).status, 1);
-  assert.deepEqual(fs.readdirSync(empty), ['cut.csv']);
+  assert.deepEqual(listOf(empty), ['cut.csv']);
 });
 
 test('a terminal gets bars, and its cursor back', { skip: process.platform !== 'linux' }, (t) => {

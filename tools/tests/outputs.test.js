@@ -76,7 +76,7 @@ test('a Parquet folder is replaced whole; a folder of other things never', (t) =
   const out = path.join(folder, 'out');
   const convert = (...options) => vortena(['convert', path.join(folder, 'walk.bin'), '-o', out, '--to', 'parquet', '--json', ...options]);
   assert.equal(convert().status, 0);
-  fs.writeFileSync(path.join(out, 'walk/stale.parquet'), '');
+  fs.copyFileSync(path.join(out, 'walk/accel.parquet'), path.join(out, 'walk/stale.parquet'));
   assert.equal(convert('--skip-existing').events[0].event, 'skipped');
   assert.equal(convert('--overwrite').status, 0);
   assert.ok(!listOf(out).includes('walk/stale.parquet'));
@@ -86,8 +86,11 @@ test('a Parquet folder is replaced whole; a folder of other things never', (t) =
     const refused = convert(option).events.find(({ event }) => event === 'failed');
     assert.equal(refused?.code, 'ERR_OUTPUT_FOREIGN');
     assert.deepEqual(listOf(out), before);
-    assert.deepEqual(fs.readdirSync(out), ['walk']);
+    assert.deepEqual(fs.readdirSync(out).filter((name) => !name.startsWith('.vortena')), ['walk']);
   };
+  fs.copyFileSync(path.join(folder, 'walk.bin'), path.join(out, 'walk/recording.parquet'));
+  requireRefusal('--overwrite');
+  fs.rmSync(path.join(out, 'walk/recording.parquet'));
   fs.writeFileSync(path.join(out, 'walk/analysis.py'), '');
   fs.utimesSync(path.join(out, 'walk/recording.json'), 1000, 1000);
   ['--overwrite', '--skip-existing'].forEach(requireRefusal);
@@ -103,7 +106,7 @@ test('compressed CSV holds the CSV; a full disk is told and leaves the old file'
   assert.equal(convert().status + convert('--to', 'csv.gz', '--fsync').status, 0);
   const csv = fs.readFileSync(path.join(folder, 'walk.csv'));
   assert.deepEqual(zlib.gunzipSync(fs.readFileSync(path.join(folder, 'walk.csv.gz'))), csv);
-  assert.deepEqual(fs.readdirSync(folder).sort(), ['walk.bin', 'walk.csv', 'walk.csv.gz']);
+  assert.deepEqual(listOf(folder), ['walk.bin', 'walk.csv', 'walk.csv.gz']);
 
   assert.equal(convert('--to', 'parquet').status, 0);
   const before = listOf(folder);
@@ -120,9 +123,11 @@ test('compressed CSV holds the CSV; a full disk is told and leaves the old file'
 test('an output folder that cannot be made or a recording in the way is told for each', (t) => {
   const folder = scratchFolder(t);
   const recording = recordingIn(folder);
+  const intoItself = vortena(['convert', recording, '-o', recording]);
+  assert.deepEqual([intoItself.status, intoItself.stderr.split('\n').length], [2, 2], intoItself.stderr);
   fs.writeFileSync(path.join(folder, 'file'), '');
   for (const to of ['csv', 'csv.gz', 'parquet']) {
-    const { status, events } = vortena(['convert', recording, '-o', path.join(folder, 'file'), '--to', to, '--json']);
+    const { status, events } = vortena(['convert', recording, '-o', path.join(folder, 'file/below'), '--to', to, '--json']);
     assert.deepEqual([status, events.at(-2).event, events.at(-2).code], [1, 'failed', 'ERR_WRITE'], to);
     assert.ok(events.at(-2).message.includes(path.join(folder, 'file')) && events.at(-2).systemCode, events.at(-2).message);
   }
@@ -135,8 +140,9 @@ test('an output folder that cannot be made or a recording in the way is told for
     assert.equal(convert().code, 'ERR_OUTPUT_IS_RECORDING', to);
     assert.deepEqual(fs.readFileSync(output), fs.readFileSync(recording));
 
-    const gzipped = Buffer.concat([Buffer.from([0x1f, 0x8b, 8]), fs.readFileSync(recording)]);
-    fs.writeFileSync(output, to === 'csv' ? 'older' : gzipped);
+    fs.writeFileSync(output, Buffer.concat([Buffer.from([0x1f, 0x8b, 8]), fs.readFileSync(recording)]));
+    assert.equal(convert().code, 'ERR_OUTPUT_IS_RECORDING', 'one that begins like a compressed file');
+    fs.writeFileSync(output, 'older');
     fs.chmodSync(output, 0o640);
     assert.equal(convert().event, 'converted', to);
     assert.equal(fs.statSync(output).mode & 0o777, 0o640, to);

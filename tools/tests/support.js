@@ -38,9 +38,12 @@ async function until(find) {
   throw new Error(`waited in vain for ${find}`);
 }
 
+const NOTES = '.vortena-made.jsonl';
+
+/** Without the notes about what outputs were made from. */
 function listOf(folder) {
   const names = fs.readdirSync(folder, { recursive: true });
-  return names.filter((name) => fs.statSync(path.join(folder, name)).isFile()).sort();
+  return names.filter((name) => path.basename(name) !== NOTES && fs.statSync(path.join(folder, name)).isFile()).sort();
 }
 
 /** Of 63 samples a block, in order: takes about a second to convert. */

@@ -17,6 +17,7 @@ function define(program) {
     .addOption(new Option('--skip-existing', 'leave out what is done').conflicts('overwrite'))
     .option('--overwrite', 'replace outputs that are there')
     .addOption(new Option('--shard <i/n>', 'only the i-th of n parts of the recordings').argParser(shard))
+    .option('--keep-readable', 'of a recording that cannot be read to its end, convert what comes before')
     .option('--fsync', 'wait until each output is on the disk')
     .option('--json', 'tell what happens as JSON, one object a line')
     .option('-q, --quiet', 'tell failures only');
@@ -27,6 +28,7 @@ function define(program) {
 }
 
 async function convertAll(paths, options) {
+  const { noteMade } = require('../made.js');
   const { planConversions } = require('../plan.js');
   const { findRecordings } = require('../recordings.js');
   const { makeReport } = require('../report.js');
@@ -34,11 +36,16 @@ async function convertAll(paths, options) {
 
   const jobs = await planConversions(await findRecordings(paths, options), options);
   const report = makeReport(options);
-  const run = new Run(report, (job, result, ms) => tellConverted(report, job, result, ms));
+  const notes = [];
+  const run = new Run(report, (job, result, ms) => {
+    notes.push(noteMade(job, result.report.file.bytes));
+    tellConverted(report, job, result, ms);
+  });
   await run.over(
-    jobs.map((job) => ({ ...job, operation: options.to, fsync: Boolean(options.fsync) })),
+    jobs.map((job) => ({ ...job, operation: options.to, fsync: Boolean(options.fsync), keepReadable: Boolean(options.keepReadable) })),
     options,
   );
+  await Promise.all(notes);
   run.finish('converted', run.status);
   return run.status;
 }

@@ -54,16 +54,16 @@ async function synchroniseAll(files, options) {
   }
 }
 
-async function synchroniseInto({ out, fsync }, files, bars) {
-  const fs = require('node:fs/promises');
-  const { clearParts } = require('../parts.js');
-  await fs.mkdir(out, { recursive: true });
+async function synchroniseInto({ out, fsync, overwrite = false }, files, bars) {
+  const { clearParts } = require('vortena-reader/outputs');
+  const { makeFolder } = require('../outputs/whole.js');
+  await makeFolder(out);
   await clearParts([out]);
-  return synchroniseWithBar(bars, files, { out, fsync });
+  return synchroniseWithBar(bars, files, { out, fsync, overwrite });
 }
 
 /** `report` draws the bar, where one is wanted. */
-async function synchroniseWithBar(report, files, { out, fsync }) {
+async function synchroniseWithBar(report, files, { out, fsync, overwrite }) {
   const fs = require('node:fs/promises');
   const { Interruption } = require('../interruption.js');
   const { synchronise } = require('vortena-reader/promises');
@@ -79,7 +79,7 @@ async function synchroniseWithBar(report, files, { out, fsync }) {
   report?.started(job, process.pid);
   try {
     const onProgress = (progress) => report?.progressed(job, progress);
-    return await synchronise(files, out, { signal: controller.signal, onProgress, fsync: Boolean(fsync) });
+    return await synchronise(files, out, { signal: controller.signal, onProgress, fsync: Boolean(fsync), overwrite });
   } finally {
     interruption.end();
     report?.settled(job);

@@ -43,13 +43,14 @@ async function view(files, options) {
   if (files.length === 0) {
     return showReader(options);
   }
+  const out = options.out ?? pageOf(files[0]);
   try {
-    return await (options.serve ? servePage : writePage)(files, options);
+    return await (options.serve ? servePage : writePage)(files, { ...options, out });
   } catch (error) {
     if (error?.interrupted) {
       return error.interrupted;
     }
-    makeReport({}).event('failed', { recording: error?.path, ...failureOf(error, options.out) });
+    makeReport({}).event('failed', { recording: error?.path, ...failureOf(error, out) });
     return FAILED;
   }
 }
@@ -84,26 +85,12 @@ async function isPage(file) {
 }
 
 /** A page may be made anew; recordings are never replaced, and other files only where that is wanted. */
-async function refuse(output, overwrite) {
-  const fs = require('node:fs/promises');
+async function refusal(output, overwrite) {
+  const fs = require('node:fs');
+  const { requirePlace } = require('vortena-reader/outputs');
   const { failure } = require('../failures.js');
-  const { readConfig } = require('vortena-reader/promises');
-  const exists = await fs.stat(output).then(
-    () => true,
-    () => false,
-  );
-  if (!exists) {
-    return undefined;
-  }
-  if (
-    await readConfig(output).then(
-      () => true,
-      () => false,
-    )
-  ) {
-    return failure('ERR_OUTPUT_IS_RECORDING', `${output} is a recording`);
-  }
-  return overwrite || (await isPage(output))
+  await requirePlace(output);
+  return !fs.existsSync(output) || overwrite || (await isPage(output))
     ? undefined
     : {
         ...failure('ERR_OUTPUT_EXISTS', `${output} is there already, and is no page of a recording`),
@@ -111,28 +98,30 @@ async function refuse(output, overwrite) {
       };
 }
 
-async function writePage(files, { out = pageOf(files[0]), sync = false, overwrite, open }) {
-  const fs = require('node:fs/promises');
+async function writePage(files, { out, sync = false, overwrite, open }) {
+  const fs = require('node:fs');
   const { FAILED, OK } = require('../exit-status.js');
-  const { partOf } = require('../parts.js');
+  const { partOf, publish } = require('vortena-reader/outputs');
   const { makeReport } = require('../report.js');
-  const { renameWhole } = require('../outputs/whole.js');
+  const { OWNER_ONLY } = require('../outputs/whole.js');
   const { makePage } = require('../../viewer/make-page.js');
 
-  const refusal = await refuse(out, overwrite);
-  if (refusal) {
-    makeReport({}).event('failed', { output: out, ...refusal });
+  const report = makeReport({});
+  const problem = await refusal(out, overwrite);
+  if (problem) {
+    report.event('failed', { output: out, ...problem });
     return FAILED;
   }
+  const replaces = fs.existsSync(out);
   const { html } = await interruptible((signal) => makePage(files, { synchronised: sync, signal }));
   const part = partOf(out);
   try {
-    await fs.writeFile(part, html, { flag: 'wx' });
-    await renameWhole(part, out, false);
+    await fs.promises.writeFile(part, html, { flag: 'wx', mode: OWNER_ONLY });
+    await publish(part, out, { overwrite: replaces });
   } finally {
-    await fs.rm(part, { force: true });
+    await fs.promises.rm(part, { force: true });
   }
-  process.stdout.write(`${out}\n`);
+  report.result(out);
   if (open) {
     openInBrowser(require('node:path').resolve(out));
   }
@@ -177,11 +166,14 @@ async function servePage(files, { sync = false, open }) {
   return OK;
 }
 
+/** No shell sees the name: it may hold what a shell takes for commands. */
+const BROWSERS = { darwin: ['open'], win32: ['rundll32', 'url.dll,FileProtocolHandler'], linux: ['xdg-open'] };
+
 /** Without a browser, the address that was printed is enough. */
 function openInBrowser(target) {
   const { spawn } = require('node:child_process');
-  const [program, ...args] = { darwin: ['open'], win32: ['cmd', '/c', 'start', ''] }[process.platform] ?? ['xdg-open'];
-  const child = spawn(program, [...args, target], { stdio: 'ignore', detached: true });
+  const [program, ...args] = BROWSERS[process.platform] ?? BROWSERS.linux;
+  const child = spawn(program, [...args, target], { stdio: 'ignore', detached: true, shell: false });
   child.on('error', () => process.stderr.write('No browser could be started.\n'));
   child.unref();
 }

@@ -6,10 +6,10 @@ const fs = require('node:fs/promises');
 const path = require('node:path');
 const { setImmediate: otherEvents } = require('node:timers/promises');
 const zlib = require('node:zlib');
+const { partOf } = require('vortena-reader/outputs');
 const { readSamples } = require('vortena-reader/promises');
 const { version } = require('../../package.json');
-const { partOf } = require('../parts.js');
-const { replaceFolder, syncToDisk } = require('./whole.js');
+const { FOLDER_OWNER_ONLY, makeFolder, publishFolder, requireFolderPlace, syncToDisk } = require('./whole.js');
 
 const ROWS_OF_GROUP = 200_000;
 const DESCRIPTION = 'recording.json';
@@ -117,24 +117,25 @@ async function totalSize(folder) {
   return (await Promise.all(sizes)).reduce((sum, size) => sum + size, 0);
 }
 
-async function syncFolder(folder) {
+async function syncFiles(folder) {
   for (const name of await fs.readdir(folder)) {
     await syncToDisk(path.join(folder, name));
   }
-  await syncToDisk(folder);
 }
 
-async function writeParquet({ recording, output, fsync }, context) {
+async function writeParquet({ recording, output, fsync, overwrite }, context) {
+  await makeFolder(path.dirname(output));
+  await requireFolderPlace(output, { proof: DESCRIPTION, overwrite });
   const samples = await readSamples(recording, context);
   const part = partOf(output);
   try {
-    await fs.mkdir(part, { recursive: true });
+    await fs.mkdir(part, { mode: FOLDER_OWNER_ONLY });
     const tables = await fillFolder(part, recording, samples, context);
     const bytes = await totalSize(part);
     if (fsync) {
-      await syncFolder(part);
+      await syncFiles(part);
     }
-    await replaceFolder(part, output, { proof: DESCRIPTION, fsync });
+    await publishFolder(part, output, { proof: DESCRIPTION, fsync, overwrite });
     return { rows: Math.max(0, ...tables.map(({ rows }) => rows)), bytes, report: samples.report };
   } finally {
     await fs.rm(part, { recursive: true, force: true });

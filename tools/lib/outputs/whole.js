@@ -1,13 +1,19 @@
-// The first and the last step of outputs that appear whole or not at all.
+// Outputs that appear whole or not at all: written as parts that only their owner can read, then published.
 'use strict';
 
 const fs = require('node:fs/promises');
 const path = require('node:path');
-const { readConfig, VortenaError } = require('vortena-reader/promises');
-const { asideOf } = require('../parts.js');
+const { publish, requirePlace } = require('vortena-reader/outputs');
 
+const PARQUET = Buffer.from('PAR1'); // at both ends of such a file
+
+/** Until an output appears it is for nobody else. */
+const OWNER_ONLY = 0o600;
+const FOLDER_OWNER_ONLY = 0o700;
+
+/** Some systems sync only what is open for writing. */
 async function syncToDisk(file) {
-  const handle = await fs.open(file);
+  const handle = await fs.open(file, 'r+');
   try {
     await handle.sync();
   } finally {
@@ -15,107 +21,81 @@ async function syncToDisk(file) {
   }
 }
 
-/** Where links lead; the path itself when nothing is there. */
-const targetOf = (output) => fs.realpath(output).catch(() => output);
-
-function unwritable(code, words) {
-  return Object.assign(new Error(`${code}: ${words}`), { code, syscall: 'open' });
+/** Node.js calls the folder missing where the system does not let it be made. */
+async function makeFolder(folder) {
+  try {
+    await fs.mkdir(folder, { recursive: true });
+  } catch (error) {
+    const parent = path.dirname(folder);
+    if (error.code === 'ENOENT' && parent !== folder) {
+      await makeFolder(parent);
+      await fs.mkdir(folder);
+    } else {
+      throw error;
+    }
+  }
 }
 
-async function beginsWith(file, bytes) {
+/** The bytes at the start and at the end of a file. */
+async function ends(file, length) {
   const handle = await fs.open(file);
   try {
-    const { buffer } = await handle.read(Buffer.alloc(bytes.length), 0, bytes.length, 0);
-    return buffer.equals(bytes);
+    const { size } = await handle.stat();
+    const at = async (position) => (await handle.read(Buffer.alloc(length), 0, length, position)).buffer;
+    return size >= 2 * length ? [await at(0), await at(size - length)] : [];
   } finally {
     await handle.close();
   }
 }
 
-/** Recordings cannot be made again. What begins with `signature` is none: in compressed bytes a header can appear by chance. */
-async function refuseRecording(output, signature) {
-  const isRecording = await readConfig(output).then(() => true, () => false);
-  if (isRecording && !(await beginsWith(output, signature))) {
-    throw new VortenaError(`${output} is a recording and is not replaced`, { code: 'ERR_OUTPUT_IS_RECORDING', path: output });
-  }
+async function isParquet(file) {
+  const found = await ends(file, PARQUET.length);
+  return found.length > 0 && found.every((bytes) => bytes.equals(PARQUET));
 }
 
-/** Before the work: the stats of a file that renaming may replace, undefined where nothing is. Other outputs are refused. */
-async function requireReplaceable(output, signature) {
-  const stats = await fs.stat(output).catch((error) => {
-    if (error.code !== 'ENOENT') {
-      throw error;
-    }
-  });
-  if (stats?.isDirectory()) {
-    throw unwritable('EISDIR', 'illegal operation on a directory');
-  } else if (stats && !stats.isFile()) {
-    throw unwritable('ENOTSUP', 'not a regular file');
-  } else if (stats) {
-    await fs.access(output, fs.constants.W_OK);
-    await refuseRecording(output, signature);
-  }
-  return stats;
-}
-
-/** Of another user's file only the permissions stay where its owner cannot. */
-async function takeOverMode(part, { uid, gid, mode }) {
-  await fs.chown(part, uid, gid).catch(() => {});
-  await fs.chmod(part, mode & 0o777);
-}
-
-/** A link stays a link, and the mode that of `old`. With `fsync` file and name are on the disk afterwards. */
-async function renameWhole(part, output, { old, fsync }) {
-  const target = await targetOf(output);
-  if (old) {
-    await takeOverMode(part, old);
-  }
-  if (fsync) {
-    await syncToDisk(part);
-  }
-  await fs.rename(part, target);
-  if (fsync) {
-    await syncToDisk(path.dirname(target));
-  }
+async function isTable(folder, entry) {
+  return entry.isFile() && entry.name.endsWith('.parquet') && isParquet(path.join(folder, entry.name));
 }
 
 /** Whether a folder holds what was made from a recording and nothing else, or nothing. Others are not ours to replace. */
-async function isReplaceable(folder, proof) {
+async function holdsTablesOnly(folder, proof) {
   const entries = await fs.readdir(folder, { withFileTypes: true });
-  const isOurs = (entry) => entry.isFile() && (entry.name === proof || entry.name.endsWith('.parquet'));
-  return entries.length === 0 || (entries.some(({ name }) => name === proof) && entries.every(isOurs));
+  const ours = await Promise.all(entries.map(async (entry) => (entry.isFile() && entry.name === proof) || isTable(folder, entry)));
+  return entries.length === 0 || (entries.some(({ name }) => name === proof) && ours.every(Boolean));
 }
 
-function notOurs(folder) {
-  const message = `${folder} is there and holds other things than the tables of a recording: it is not replaced`;
-  return Object.assign(new Error(message), { code: 'ERR_OUTPUT_FOREIGN' });
-}
-
-/** Folders cannot be renamed over each other: the old one goes aside first, and comes back when the new one cannot stay. */
-async function replaceFolder(part, output, { proof, fsync }) {
-  const stats = await fs.stat(output).catch(() => undefined);
-  if (!stats) {
-    await fs.rename(part, output);
-  } else if (!stats.isDirectory() || !(await isReplaceable(output, proof))) {
-    throw notOurs(output);
-  } else {
-    await exchange(part, await targetOf(output));
-  }
-  if (fsync) {
-    await syncToDisk(path.dirname(output));
+/** Before the work and again before the renaming. A folder that is not there is nobody's. */
+async function requireOurs(folder, proof) {
+  const stats = await fs.stat(folder).catch(() => undefined);
+  if (stats && !(stats.isDirectory() && (await holdsTablesOnly(folder, proof)))) {
+    const message = `${folder} is there and holds other things than the tables of a recording: it is not replaced`;
+    throw Object.assign(new Error(message), { code: 'ERR_OUTPUT_FOREIGN' });
   }
 }
 
-async function exchange(part, target) {
-  const aside = asideOf(target);
-  await fs.rename(target, aside);
-  try {
-    await fs.rename(part, target);
-  } catch (error) {
-    await fs.rename(aside, target);
-    throw error;
-  }
-  await fs.rm(aside, { recursive: true, force: true });
+async function requireFolderPlace(output, { proof, overwrite }) {
+  await requireOurs(output, proof);
+  await requirePlace(output, { folder: true, overwrite, mayBeginLikeRecording: true });
 }
 
-module.exports = { renameWhole, replaceFolder, requireReplaceable, syncToDisk };
+/** Each table gets the mode of the one that it replaces. */
+async function takeOverModes(part, output) {
+  for (const name of await fs.readdir(part)) {
+    const old = await fs.stat(path.join(output, name)).catch(() => undefined);
+    if (old) {
+      await fs.chmod(path.join(part, name), old.mode & 0o777).catch(() => {});
+    }
+  }
+}
+
+/** Old tables that cannot be removed are in nobody's way: the new ones stand. */
+async function publishFolder(part, output, { proof, fsync, overwrite }) {
+  await requireOurs(output, proof);
+  await takeOverModes(part, output);
+  const aside = await publish(part, output, { fsync, overwrite, mayBeginLikeRecording: true });
+  if (aside) {
+    await fs.rm(aside, { recursive: true, force: true }).catch(() => {});
+  }
+}
+
+module.exports = { FOLDER_OWNER_ONLY, OWNER_ONLY, makeFolder, publishFolder, requireFolderPlace, syncToDisk };

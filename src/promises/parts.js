@@ -7,6 +7,7 @@ const os = require('node:os');
 const path = require('node:path');
 
 const LONGEST_NAME = 255; // bytes
+const LONGEST_CHARACTER = 4;
 let made = 0;
 
 /** Cut to `bytes`, not within a character. */
@@ -15,14 +16,11 @@ function cutTo(bytes, name) {
 }
 
 /** A name beside `output` that no other process takes. */
-function nameBeside(output, kind) {
+function partOf(output) {
   made += 1;
-  const ending = `.${kind}-${os.hostname()}-${process.pid}-${made}`;
+  const ending = `.part-${os.hostname()}-${process.pid}-${made}`;
   return path.join(path.dirname(output), cutTo(LONGEST_NAME - Buffer.byteLength(ending), path.basename(output)) + ending);
 }
-
-const partOf = (output) => nameBeside(output, 'part');
-const asideOf = (output) => nameBeside(output, 'old');
 
 /** It has ended, and nobody has asked how: in containers that can last. */
 function isZombie(pid) {
@@ -58,11 +56,16 @@ async function namesIn(folder) {
   }
 }
 
-/** What stood aside when its process died comes back, unless another has its name. */
+/**
+ * What stood aside when its process died comes back, unless another has its name. A name that may have been cut to its
+ * length is left as it is: nobody knows the whole one.
+ */
 async function clear(folder, name, { kind, output }) {
   const [from, to] = [name, output].map((each) => path.join(folder, each));
   if (kind === 'old' && !fs.existsSync(to)) {
-    await fs.promises.rename(from, to);
+    if (Buffer.byteLength(name) <= LONGEST_NAME - LONGEST_CHARACTER) {
+      await fs.promises.rename(from, to);
+    }
   } else {
     await fs.promises.rm(from, { recursive: true, force: true });
   }
@@ -80,4 +83,4 @@ async function clearParts(folders) {
   }
 }
 
-module.exports = { asideOf, clearParts, partOf };
+module.exports = { clearParts, partOf };
