@@ -17,12 +17,12 @@ const KNOWN_CAUSES = [
   [/\.node: cannot open shared object file/, 'it was built for another processor or system'],
 ];
 
-/** The first bytes of a file, and its size. */
-function beginning(file, length) {
+/** Some bytes of a file, and its size. */
+function bytesAt(file, position, length) {
   const descriptor = fs.openSync(file, 'r');
   try {
     const head = Buffer.alloc(length);
-    fs.readSync(descriptor, head, 0, length, 0);
+    fs.readSync(descriptor, head, 0, length, position);
     return { head, size: fs.fstatSync(descriptor).size };
   } finally {
     fs.closeSync(descriptor);
@@ -32,7 +32,7 @@ function beginning(file, length) {
 /** By the program interpreter that Node.js asks for: a musl system may load what was linked with glibc, and crash later. */
 function cLibrary() {
   try {
-    return beginning(process.execPath, 4096).head.includes('/ld-musl-') ? 'musl' : 'glibc';
+    return bytesAt(process.execPath, 0, 4096).head.includes('/ld-musl-') ? 'musl' : 'glibc';
   } catch {
     return 'glibc';
   }
@@ -70,11 +70,20 @@ function onlyKind() {
   return kind;
 }
 
-/** To load a library whose end is missing would end the process. What comes last in an ELF file is its table of sections. */
+const SECTION_TYPE = 4;
+
+/**
+ * To load a library whose end is missing, or holds zeros as after a crash, would end the process. What comes last in an
+ * ELF file is its table of sections, in which only the first has the type 0.
+ */
 function isCutOff(file) {
-  const { head, size } = beginning(file, 64);
+  const { head, size } = bytesAt(file, 0, 64);
   const isElf = head.readUInt32BE(0) === 0x7f454c46 && head.readUInt16LE(4) === 0x0102;  // 64 bits, low byte first
-  return isElf && Number(head.readBigUInt64LE(40)) + head.readUInt16LE(58) * head.readUInt16LE(60) > size;
+  if (!isElf) {
+    return false;
+  }
+  const [table, entry, count] = [Number(head.readBigUInt64LE(40)), head.readUInt16LE(58), head.readUInt16LE(60)];
+  return table + entry * count > size || bytesAt(file, table + entry * (count - 1), entry).head.readUInt32LE(SECTION_TYPE) === 0;
 }
 
 function open({ kind, file, entry = file, member }) {

@@ -27,7 +27,7 @@ using Arrays = std::vector<std::unique_ptr<Memory>>;
 
 /// Jobs notice their wish to stop within some milliseconds. Only the system can hold one longer, as a network drive
 /// may.
-constexpr std::chrono::milliseconds kLongestEnd{200};
+constexpr std::chrono::milliseconds kLongestEnd{250};
 
 class Job;
 

@@ -9,7 +9,7 @@ const { modulePath } = require('./disk-files.js');
 
 const STOP = 0;
 const PLACES = 4;
-const LONGEST_WAIT_MS = 200;
+const LONGEST_WAIT_MS = 250;
 /** Each with how many of its first values are paths, or lists of them. */
 const OPERATIONS = { convert: 2, readSamples: 1, inspect: 1, synchronise: 2, levels: 1, readConfig: 1, writeConfig: 1, checkPlace: 1, publish: 2 };
 

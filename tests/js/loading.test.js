@@ -77,6 +77,7 @@ function layOut(test, contents, scripts = ['build-addon.js', 'install.js']) {
 
 for (const [what, addon, sentence] of [
   ['damaged', () => 'not a module', /addon\.node: .*(too short|invalid)/],
+  ['zeros', () => fs.readFileSync(path.join(packagePath, 'build', 'Release', 'addon.node')).fill(0, 1e5), /addon\.node: the file is cut off/],
   ['cut off', () => fs.readFileSync(path.join(packagePath, 'build', 'Release', 'addon.node')).subarray(0, 1e5), /addon\.node: the file is cut off/],
   ['of a newer system', () => alteredModule(/GLIBCXX_3\.4\.2\d/, 'GLIBCXX_3.4.99'), /newer system.*GLIBCXX_3\.4\.99/],
   ['of another processor', () => alteredModule(/(?<=^[^]{18})../, '\xff\xff'), /another processor/],
@@ -103,7 +104,7 @@ const prebuiltAddon = `${prebuilds}/addon.abi${process.versions.modules}.node`;
 const wasm = { // only to be found: it is never called
   'wasm/vortena.wasm': '',
   'src/wasm/methods.js': "require('node:fs').readFileSync(`${__dirname}/../../wasm/vortena.wasm`).length && null.x;",
-  'src/wasm/native.js': 'exports.endJobs = () => {}; exports.sharedControl = true;',
+  'src/wasm/native.js': 'exports.endJobs = () => {}; exports.collect = () => {};',
 };
 
 test('of all binaries the first that loads is taken, and the error names all that do not', (t) => {

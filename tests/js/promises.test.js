@@ -16,6 +16,16 @@ const reader = require(promisesPath);
 
 const still = { x: 0, y: 0, z: 0 };
 
+/** WebAssembly sees no access lists: it cuts the group's rights to those of others. */
+const isWasm = reader.backend().promises.kind === 'wasm';
+const kept = (mode) => (isWasm ? (mode & 0o707) | (mode & 0o070 & ((mode & 0o007) << 3)) : mode);
+
+/** Resolves once a file is being written for `csv`. */
+async function partOf(csv) {
+  const isPart = (name) => name.startsWith(`${path.basename(csv)}.part-`);
+  while (!fs.readdirSync(path.dirname(csv)).some(isPart)) await sleep(1);
+}
+
 const run = (script) => spawnSync(process.execPath, ['-e', script], { encoding: 'utf8' });
 
 test('convert writes the bytes of read, alone with a second thread and among many without', async (t) => {
@@ -130,7 +140,7 @@ test('links stay links, modes stay, and others see the old file or the new one',
   const { bytes } = await job;
   assert.deepEqual([...seen, bytes].filter((size) => size !== 3 && size !== bytes), []);
   assert.ok(fs.lstatSync(link).isSymbolicLink());
-  assert.equal(fs.statSync(target).mode & 0o777, 0o640);
+  assert.equal(fs.statSync(target).mode & 0o777, kept(0o640));
   assert.deepEqual(fs.readdirSync(folder).sort(), ['link.csv', 'r.bin', 'target.csv']);
 });
 
@@ -152,7 +162,7 @@ test('parts are for their owner alone; an output gets the rights of what it repl
       await sleep(1);
     }
     await job;
-    assert.equal(mode(`${before}.csv`), before ?? 0o666 & ~process.umask());
+    assert.equal(mode(`${before}.csv`), before === undefined ? 0o666 & ~process.umask() : kept(before));
   }
   assert.ok(parts.has(0o600));
 });
@@ -163,13 +173,13 @@ test('what appears while a job runs is not replaced, nor what is there without `
   const csv = path.join(folder, 'r.csv');
   const refused = { code: 'ERR_OUTPUT_EXISTS', path: csv };
   const appeared = reader.convert(recording, csv);
-  await sleep(5);
+  await partOf(csv);
   fs.writeFileSync(csv, 'appeared');
   await assert.rejects(appeared, refused);
   await assert.rejects(reader.convert(recording, csv, { overwrite: false }), refused);
   assert.equal(fs.readFileSync(csv, 'utf8'), 'appeared');
   const becomesRecording = reader.convert(recording, csv);
-  await sleep(5);
+  await partOf(csv);
   fs.copyFileSync(recording, csv);
   await assert.rejects(becomesRecording, { code: 'ERR_OUTPUT_IS_RECORDING' });
   assert.deepEqual(fs.readdirSync(folder), ['r.bin', 'r.csv']);
