@@ -207,8 +207,15 @@ std::error_code OutputPlace::appear(const fs::path& part) {
   return failure;
 }
 
-/// Folders cannot be renamed over each other.
+/// Folders cannot be renamed over each other. Without a system's call that exchanges names, none has the name for a
+/// moment.
 std::error_code OutputPlace::exchange_folders(const fs::path& part) {
+#ifdef RENAME_EXCHANGE
+  if (renameat2(AT_FDCWD, part.c_str(), AT_FDCWD, target_.c_str(), RENAME_EXCHANGE) == 0) {
+    previous_ = part;
+    return {};
+  }
+#endif
   std::error_code failure;
   const fs::path aside = free_name("old");
   fs::rename(target_, aside, failure);

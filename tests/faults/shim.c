@@ -1,6 +1,7 @@
 // Preloaded into a process, makes one kind of system call fail on files whose path holds a text. Set by the
-// environment: FAULT_CALL (read, write, fsync, rename, close, link or open), FAULT_PATH, FAULT_AFTER (calls that go
-// well before) and FAULT_ERROR (a number; 0: a read or write of half of what was asked; -1: the call never returns).
+// environment: FAULT_CALL (read, write, fsync, rename, close or link), FAULT_PATH, FAULT_AFTER (calls that go well
+// before), FAULT_TIMES (calls that fail; else all) and FAULT_ERROR (a number; 0: a read or write of half of what was
+// asked; -1: the call never returns).
 #define _GNU_SOURCE
 #include <dlfcn.h>
 #include <errno.h>
@@ -23,11 +24,14 @@ static enum Fault fault_on_path(const char* call, const char* path) {
   const char* wanted = getenv("FAULT_CALL");
   const char* part = getenv("FAULT_PATH");
   const char* after = getenv("FAULT_AFTER");
+  const char* times = getenv("FAULT_TIMES");
   const char* error = getenv("FAULT_ERROR");
   if (wanted == NULL || part == NULL || error == NULL || strcmp(wanted, call) != 0 || strstr(path, part) == NULL) {
     return kNone;
   }
-  if (atomic_fetch_add(&calls, 1) < (after == NULL ? 0 : atoi(after))) {
+  const int first = after == NULL ? 0 : atoi(after);
+  const int call_number = atomic_fetch_add(&calls, 1);
+  if (call_number < first || (times != NULL && call_number >= first + atoi(times))) {
     return kNone;
   }
   const int number = atoi(error);
@@ -36,7 +40,7 @@ static enum Fault fault_on_path(const char* call, const char* path) {
       pause();
     }
   }
-  if (number == EINTR && atomic_load(&calls) % 2 == 0) {
+  if (number == EINTR && call_number % 2 == 0) {
     return kNone;  // interrupted now and then, not for ever
   }
   errno = number;
