@@ -162,6 +162,7 @@ class Chart {
   draw() {
     this.compute();
     this.plot.setData(this.data());
+    this.plot.redraw(false, true); // labels go by more than the view, which may be the one before
   }
 
   resize() {

@@ -277,6 +277,32 @@ test('zooms by mouse, wheel, keys and buttons, all charts once, and keeps the vi
   await tab.context().close();
 });
 
+test('labels the value axes by what is drawn, whatever it was drawn for', async () => {
+  const tab = await open(browser, `${page}#t=18.02-18.31&c=18.2`, { script: support.noteLabels });
+  const steps = {
+    opened: () => {},
+    reloaded: async () => {
+      await tab.reload();
+      await tab.waitForSelector('html[data-whole]');
+    },
+    zoomed: () => tab.evaluate(() => globalThis.vortenaPage.setView(40, 41)),
+    'by another address': () =>
+      tab.evaluate(() => {
+        location.hash = '#t=12-12.2';
+        return new Promise((resolve) => addEventListener('hashchange', resolve, { once: true }));
+      }),
+    'in lanes': () => tab.getByLabel('each curve in a lane').check(),
+    'with a curve less': () => tab.locator('.chart').nth(1).getByRole('button', { name: 'Y' }).click(),
+    'of another size': () => tab.setViewportSize({ width: 700, height: 1300 }),
+    'without lanes': () => tab.getByLabel('each curve in a lane').uncheck(),
+  };
+  for (const [name, step] of Object.entries(steps)) {
+    await step();
+    assert.deepEqual(await support.wrongLabels(tab), [], name);
+  }
+  await tab.context().close();
+});
+
 test('zooms and moves under fingers', async () => {
   const tab = await open(browser, page);
   const over = await tab.locator('.u-over').first().boundingBox();

@@ -82,10 +82,11 @@ test('gives samples as they were recorded', async () => {
 test('brings every sample into the page as it is zoomed, and ends with Ctrl-C', async () => {
   const browser = await support.startBrowser();
   try {
-    const tab = await support.open(browser, address.href, { offline: false });
+    const tab = await support.open(browser, address.href, { offline: false, script: support.noteLabels });
     await tab.evaluate(() => globalThis.vortenaPage.setView(300, 302));
     await tab.waitForFunction(() => /every sample is drawn/.test(document.getElementById('view').textContent));
     assert.equal(await tab.evaluate(() => globalThis.vortenaPage.charts[0].drawn[0].shapes.points.length), 402);
+    assert.deepEqual(await support.wrongLabels(tab), []);
     assert.deepEqual(tab.faults, []);
     assert.deepEqual(
       tab.requests.filter((url) => !url.startsWith(address.href) && !url.startsWith('data:')),

@@ -60,12 +60,42 @@ const ARGUMENTS = [
   '--disable-sync',
 ];
 
+/** Notes what is written on canvases, each from its last clearing on. */
+function noteLabels() {
+  const prototype = CanvasRenderingContext2D.prototype;
+  const { clearRect, fillText } = prototype;
+  const written = new Map();
+  prototype.clearRect = function (...area) {
+    written.set(this.canvas, []);
+    clearRect.apply(this, area);
+  };
+  prototype.fillText = function (text, x, y) {
+    written.get(this.canvas)?.push({ text, x, y });
+    fillText.call(this, text, x, y);
+  };
+  globalThis.writtenOn = (canvas) => written.get(canvas);
+}
+
+/** Of a tab that notes labels: charts whose value axis does not say what belongs there, each with what it says. */
+const wrongLabels = (tab) =>
+  tab.evaluate(async () => {
+    await new Promise((resolve) => setTimeout(resolve)); // plots draw after the code that asks for it
+    return globalThis.vortenaPage.charts.flatMap((chart) => {
+      const { ctx, bbox } = chart.plot;
+      chart.compute();
+      const placed = (text, y) => `${text} at ${Math.round(y)}`;
+      const shown = globalThis.writtenOn(ctx.canvas).filter(({ x }) => x < bbox.left).map(({ text, y }) => placed(text, y));
+      const wanted = chart.valueTicks.map(({ at, text }) => placed(text, bbox.top + (1 - at) * bbox.height));
+      return shown.length > 1 && shown.join() === wanted.join() ? [] : [`${chart.title}: ${shown}, not ${wanted}`];
+    });
+  });
+
 async function startBrowser() {
   return chromium.launch({ executablePath: process.env.CHROMIUM ?? '/usr/bin/chromium', args: ARGUMENTS });
 }
 
-/** A tab that notes whatever goes wrong in it, and whatever it asks the network for. */
-async function open(browser, address, { offline = true, ready = 'html[data-whole]' } = {}) {
+/** A tab that notes whatever goes wrong in it, and whatever it asks the network for. `script` runs before the page's own. */
+async function open(browser, address, { offline = true, ready = 'html[data-whole]', script } = {}) {
   const context = await browser.newContext({ viewport: { width: 1200, height: 900 }, offline });
   const tab = await context.newPage();
   tab.faults = [];
@@ -73,6 +103,9 @@ async function open(browser, address, { offline = true, ready = 'html[data-whole
   tab.on('console', (message) => tab.faults.push(message.text()));
   tab.on('pageerror', (error) => tab.faults.push(error.stack));
   tab.on('request', (request) => tab.requests.push(request.url()));
+  if (script) {
+    await tab.addInitScript(script);
+  }
   await tab.goto(address);
   await tab.waitForSelector(ready);
   return tab;
@@ -127,6 +160,7 @@ module.exports = {
   drop,
   folder,
   makePage,
+  noteLabels,
   numbersOf,
   open,
   openReader,
@@ -138,4 +172,5 @@ module.exports = {
   startBrowser,
   view,
   vortena,
+  wrongLabels,
 };
