@@ -3,7 +3,7 @@
 
 const DEGREES = 180 / Math.PI;
 
-/** Roll, pitch and heading; undefined for four zeros, which are no orientation. */
+/** Roll, pitch and heading; undefined for four zeros, which are no orientation, and for what is no number. */
 function anglesOf([w, x, y, z]) {
   if (!(w * w + x * x + y * y + z * z > 0)) {
     return undefined;

@@ -4,6 +4,7 @@
 
 const NONE = 0xffff;
 const MOST = NONE - 1;
+const QUATERNION_AXES = 4;
 
 function toPlanes(codes) {
   const bytes = new Uint8Array(2 * codes.length);
@@ -64,8 +65,15 @@ function decodeTimes(steps, first, ticksPerSecond) {
   return times;
 }
 
+/** Axes of quaternions in which four zeros, which are no orientation, are no numbers: rounded they would be an orientation. */
+function withoutZeros(axes) {
+  const isNone = (i) => axes.every((axis) => axis[i] === 0);
+  return axes.map((axis) => axis.map((value, i) => (value === 0 && isNone(i) ? NaN : value)));
+}
+
 /** Samples of a channel: `{ samples: { first, ticksPerSecond, count, scales }, parts }`, parts being arrays of bytes. */
-function packSamples({ time, axes }, quanta, ticksPerSecond) {
+function packSamples({ time, axes: recorded }, quanta, ticksPerSecond) {
+  const axes = recorded.length === QUATERNION_AXES ? withoutZeros(recorded) : recorded;
   const scales = axes.map((values, k) => scaleOf(values, quanta[k]));
   const times = encodeTimes(time, ticksPerSecond);
   return {

@@ -140,6 +140,12 @@ test('shows at the cursor what the CSV holds, and the attitude of its quaternion
       ) < 5e-4,
     );
   }
+  for (const row of [0, 3, csv.rows - 1]) {
+    assert.equal(csv.column('Quat W')[row], 0);
+    await setCursor(tab, row / RATE);
+    assert.equal(await tab.locator('figcaption').textContent(), 'no orientation here', `row ${row}`);
+    assert.deepEqual((await readouts(tab))['Orientation [°]'], { roll: '', pitch: '', heading: '' });
+  }
   const over = await tab.locator('.u-over').nth(1).boundingBox();
   await tab.mouse.move(over.x + over.width * 0.31, over.y + 20);
   const time = await tab.locator('#time').textContent();
