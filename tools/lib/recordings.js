@@ -4,43 +4,62 @@
 
 const fs = require('node:fs/promises');
 const path = require('node:path');
-const { glob } = require('tinyglobby');
 const { UsageError } = require('./exit-status.js');
 const { failure } = require('./failures.js');
 
+const ENDING = /\.bin$/i;
+
 const inOrder = (a, b) => (a.recording < b.recording ? -1 : Number(a.recording > b.recording));
 
-const unreadable = (file, code, words) =>
-  ({ recording: file, failure: failure('ERR_UNREADABLE', `${file} cannot be read: ${code}: ${words}`, { systemCode: code }) });
+const WORDS = { ENOENT: 'no such file or folder', EACCES: 'permission denied', ELOOP: 'a link that leads round' };
 
-/**
- * Hidden files are left out: macOS leaves a ._NAME.bin beside each NAME.bin. Links to files are recordings; links to
- * folders are not followed, as they can lead round.
- */
-function inFolder(folder, pattern, options) {
-  return glob(pattern, { cwd: folder, caseSensitiveMatch: false, expandDirectories: false, followSymbolicLinks: false, ...options });
+function unreadable(file, { code, message }, words = WORDS[code] ?? message.replace(`${code}: `, '')) {
+  return { recording: file, failure: failure('ERR_UNREADABLE', `${file} cannot be read: ${code}: ${words}`, { systemCode: code }) };
 }
 
-/** The search passes over folders that it must not look into. */
-async function closedFolders(folder, recursive) {
-  const below = recursive ? await inFolder(folder, '**/', { onlyDirectories: true }) : [];
-  const folders = [folder, ...below.map((name) => path.join(folder, name))];
-  const mode = fs.constants.R_OK | fs.constants.X_OK;
-  const closed = await Promise.all(folders.map((each) => fs.access(each, mode).then(() => false, () => true)));
-  return folders.filter((_, i) => closed[i]).map((each) => unreadable(each, 'EACCES', 'permission denied'));
+/** Links to files are recordings; links to folders are not followed, as they can lead round. */
+async function behindLink(file, below) {
+  const stats = await fs.stat(file).catch((error) => error);
+  if (stats instanceof Error) {
+    return [unreadable(file, stats, stats.code === 'ENOENT' ? 'a link to a file that is not there' : undefined)];
+  }
+  return stats.isFile() ? [{ recording: file, below }] : [];
 }
 
-async function recordingsIn(folder, recursive) {
-  const names = await inFolder(folder, recursive ? '**/*.bin' : '*.bin');
-  const found = names.map((name) => ({ recording: path.join(folder, name), below: path.normalize(name) }));
-  return [...found, ...(await closedFolders(folder, recursive))];
+/** Hidden files are left out: macOS leaves a ._NAME.bin beside each NAME.bin. */
+async function entriesOf(folder) {
+  await fs.access(folder, fs.constants.R_OK | fs.constants.X_OK);
+  const entries = await fs.readdir(folder, { withFileTypes: true });
+  return entries.filter(({ name }) => !name.startsWith('.'));
+}
+
+/** What the entry `below` of a folder stands for: recordings, and what cannot be read. */
+function foundAt(folder, below, entry, recursive) {
+  if (entry.isDirectory()) {
+    return recursive ? recordingsIn(folder, recursive, below) : [];
+  }
+  const file = path.join(folder, below);
+  if (!ENDING.test(below)) {
+    return [];
+  }
+  return entry.isSymbolicLink() ? behindLink(file, below) : entry.isFile() ? [{ recording: file, below }] : [];
+}
+
+async function recordingsIn(folder, recursive, below = '') {
+  const here = path.join(folder, below);
+  const entries = await entriesOf(here).catch((error) => error);
+  if (entries instanceof Error) {
+    return [unreadable(here, entries)];
+  }
+  const found = await Promise.all(entries.map((entry) => foundAt(folder, path.join(below, entry.name), entry, recursive)));
+  return found.flat();
 }
 
 /** `below` is the path of the output folder's file, with the name of the recording. */
 async function expand(argument, recursive) {
   const stats = await fs.stat(argument).catch((error) => error);
   if (stats instanceof Error) {
-    return [unreadable(argument, stats.code, stats.code === 'ENOENT' ? 'no such file or folder' : stats.message)];
+    return [unreadable(argument, stats)];
   }
   return stats.isDirectory() ? recordingsIn(argument, recursive) : [{ recording: argument, below: path.basename(argument) }];
 }

@@ -79,6 +79,22 @@ test('two recordings for one output are refused before anything is done', (t) =>
   assert.equal(vortena(['convert', twice, twice, '-o', out]).status, 0, 'the same recording twice is one');
 });
 
+test('links in a folder: those to files are recordings, those that lead nowhere are failures', (t) => {
+  const { folder, set, out } = trial(t);
+  const linked = path.join(folder, 'linked');
+  fs.mkdirSync(path.join(linked, 'below'), { recursive: true });
+  const links = { 'hip.BIN': '../set/a/hip.bin', 'below/lost.bin': 'nowhere', 'round.bin': 'round.bin', 'folder.bin': set, other: 'nowhere', '.hidden.bin': 'nowhere' };
+  for (const [name, target] of Object.entries(links)) fs.symlinkSync(target, path.join(linked, name));
+  const run = vortena(['convert', linked, '-r', '-o', out]);
+  assert.equal(run.status, 1, run.stderr);
+  assert.deepEqual(fs.readdirSync(out), ['hip.csv']);
+  const failures = run.stderr.split('\n').filter((line) => line.startsWith('failed'));
+  assert.deepEqual(failures, [
+    `failed   ${linked}/below/lost.bin cannot be read: ENOENT: a link to a file that is not there`,
+    `failed   ${linked}/round.bin cannot be read: ELOOP: a link that leads round`,
+  ]);
+});
+
 test('what is there already: refused, kept while it is newer, or replaced', (t) => {
   const { set, out } = trial(t);
   const convert = (...options) => vortena(['convert', path.join(set, 'a'), '-o', out, '--json', ...options]);
