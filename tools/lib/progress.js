@@ -1,4 +1,4 @@
-// Bars on a terminal: one for each running job, and below them one for all. Elsewhere nothing is drawn.
+// Bars on a terminal: one for all jobs, and below it one for each that runs. Elsewhere nothing is drawn.
 'use strict';
 
 const path = require('node:path');
@@ -41,43 +41,36 @@ function drawBar(value) {
   return `${'█'.repeat(full)}${'░'.repeat(BAR_WIDTH - full)} ${String(Math.floor(100 * value)).padStart(3)} %`;
 }
 
-const formatLine = (_, { value }, { name, text }) => (name === undefined ? '' : `${name} ${drawBar(value)}  ${text}`);
+const formatLine = (_, { value }, { name, text }) => `${name} ${drawBar(value)}  ${text}`;
 
 class Bars {
   constructor(stream, slots, totals) {
     // With wrapping on, bars are cut to the width of the terminal and the lines above them are not.
     this.bars = new MultiBar({ stream, format: formatLine, clearOnComplete: true, hideCursor: true, forceRedraw: true, linewrap: true });
-    const shown = Math.max(0, Math.min(slots, (stream.rows ?? 24) - ROWS_FOR_TEXT));
-    this.free = Array.from({ length: shown }, () => this.bars.create(1, 0, {}));
+    this.mostShown = Math.max(0, Math.min(slots, (stream.rows ?? 24) - ROWS_FOR_TEXT));
     this.total = this.bars.create(1, 0, { name: 'all'.padEnd(NAME_WIDTH), text: '' });
-    this.taken = new Map();
+    this.shown = new Map();
     this.jobs = new Map();
     Object.assign(this, { totals, settledBytes: 0, settledCount: 0, begin: performance.now() });
   }
 
   started(job) {
     this.jobs.set(job, 0);
-    const bar = this.free.shift();
-    if (bar) {
-      this.taken.set(job, bar);
-      bar.update(0, { name: shortName(job.recording), text: formatBytes(job.size) });
+    if (this.shown.size < this.mostShown) {
+      this.shown.set(job, this.bars.create(1, 0, { name: shortName(job.recording), text: formatBytes(job.size) }));
     }
   }
 
   progressed(job, progress) {
     const fraction = Math.max(this.jobs.get(job) ?? 0, fractionOf(job.operation, progress));
     this.jobs.set(job, fraction);
-    this.taken.get(job)?.update(fraction, { text: `${formatBytes(job.size)}, ${progress.stage}` });
+    this.shown.get(job)?.update(fraction, { text: `${formatBytes(job.size)}, ${progress.stage}` });
     this.updateTotal();
   }
 
   settled(job) {
-    const bar = this.taken.get(job);
-    if (bar) {
-      bar.update(0, { name: undefined });
-      this.taken.delete(job);
-      this.free.unshift(bar);
-    }
+    this.bars.remove(this.shown.get(job));
+    this.shown.delete(job);
     this.jobs.delete(job);
     this.settledBytes += job.size;
     this.settledCount += 1;
