@@ -84,9 +84,9 @@ class Bars {
       done += job.size * fraction;
     }
     const rate = done / ((performance.now() - this.begin) / 1000);
-    const left = formatDuration((this.totals.bytes - done) / rate);
-    const text = `${this.settledCount}/${this.totals.count}, ${formatBytes(rate)}/s, ${left} left`;
-    this.total.update(this.totals.bytes > 0 ? done / this.totals.bytes : 1, { text });
+    const left = formatDuration((this.totals.bytes - done) / rate, 0);
+    const words = [`${this.settledCount}/${this.totals.count}`, `${formatBytes(rate)}/s`, ...(left ? [`${left} left`] : [])];
+    this.total.update(this.totals.bytes > 0 ? done / this.totals.bytes : 1, { text: words.join(', ') });
   }
 
   /** A line above the bars, over what is left of one. */

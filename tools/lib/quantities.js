@@ -1,6 +1,8 @@
 // Numbers for people.
 'use strict';
 
+const { counted, durationText } = require('../viewer/page/wording.js');
+
 const UNITS = ['B', 'kB', 'MB', 'GB', 'TB'];
 
 /** Three digits, in powers of 1000. */
@@ -10,24 +12,11 @@ function formatBytes(bytes) {
   return `${power === 0 ? value : value.toPrecision(3).replace(/e\+3$/, '')} ${UNITS[power]}`;
 }
 
-/** "41.6 s", "2:32 min", "23:57:00 h" */
-function formatDuration(seconds) {
-  if (!Number.isFinite(seconds)) {
-    return '';
-  }
-  if (seconds < 100) {
-    return `${seconds.toFixed(1)} s`;
-  }
-  const whole = Math.round(seconds);
-  const two = (value) => String(value % 60).padStart(2, '0');
-  const minutes = Math.floor(whole / 60);
-  return minutes < 60 ? `${minutes}:${two(whole)} min` : `${Math.floor(minutes / 60)}:${two(minutes)}:${two(whole)} h`;
-}
+/** Nothing where the time is not known. */
+const formatDuration = (seconds, decimals) => (Number.isFinite(seconds) ? durationText(seconds, decimals) : '');
 
 /** Without a time base no time is known: `null`. */
 const knownSeconds = (seconds, digits) => (seconds === null ? 'unknown' : `${seconds.toFixed(digits)} s`);
-
-const counted = (count, thing) => `${count} ${thing}${count === 1 ? '' : 's'}`;
 
 /** A path may hold what a terminal takes for a command. */
 const printable = (text) => text.replace(/[\x00-\x09\x0b-\x1f\x7f-\x9f]/g, (c) => `\\x${c.charCodeAt().toString(16).padStart(2, '0')}`);

@@ -92,7 +92,7 @@ class Run {
     const others = [[damaged, 'of them damaged'], [skipped, 'there already'], [failed, 'failed'], [interrupted, 'not done']]
       .filter(([count]) => count > 0)
       .map(([count, what]) => `, ${count} ${what}`);
-    const rate = done > 0 ? `, ${formatBytes(bytes)} in ${formatDuration(ms / 1000)}, ${formatBytes((1000 * bytes) / ms)}/s` : '';
+    const rate = done > 0 ? `, ${formatBytes(bytes)} in ${formatDuration(ms / 1000, 1)}, ${formatBytes((1000 * bytes) / ms)}/s` : '';
     this.report.say(`${counted(recordings, 'recording')}: ${done} ${verb}${others.join('')}${rate}`);
   }
 }

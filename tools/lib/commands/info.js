@@ -59,7 +59,7 @@ function orientationText({ available, reason, startsAfter, firstTilt, lastTilt }
 
 function channelRow([name, { samples, nominalRate, measuredRate, gaps }]) {
   const { formatDuration } = require('../quantities.js');
-  const missing = gaps?.count ? `${gaps.count} (${formatDuration(gaps.seconds)})` : gaps ? '0' : '';
+  const missing = gaps?.count ? `${gaps.count} (${formatDuration(gaps.seconds)})` : gaps && samples > 0 ? '0' : '';
   return [name, String(samples), `${nominalRate} Hz`, measuredRate === null ? '' : `${measuredRate.toFixed(2)} Hz`, missing];
 }
 

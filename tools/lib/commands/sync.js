@@ -89,13 +89,13 @@ async function synchroniseWithBar(report, files, { out, fsync, overwrite }) {
 
 function tellSynchronised(report, { outputs, clock, units }) {
   const { damageText } = require('../report.js');
-  const { formatDuration, knownSeconds } = require('../quantities.js');
+  const { counted, formatDuration, knownSeconds } = require('../quantities.js');
   report.event('synchronised', { outputs, clock, units });
   outputs.forEach((output) => report.result(output));
   const common = `${formatDuration(clock.duration) || 'unknown'} in common from ${knownSeconds(clock.start, 3)} on`;
   report.say(`One clock by ${SOURCES[clock.source] ?? clock.source}; ${common}.`);
   units.forEach(({ path, shift, rows, report: quality }) => {
-    report.say(`${path}: shifted by ${knownSeconds(shift, 6)}, ${rows} rows`);
+    report.say(`${path}: shifted by ${knownSeconds(shift, 6)}, ${counted(rows, 'row')}`);
     report.say(damageText(path, quality));
   });
 }

@@ -7,7 +7,8 @@ const { savePicture } = require('./picture.js');
 const { VERDICTS, channelRows, placesOf, unitRows } = require('./quality.js');
 const { ORDER } = require('./recording.js');
 const { unpackSamples } = require('./packing.js');
-const { clockText, durationText, numberText, timeText } = require('./scales.js');
+const { clockText, numberText, timeText } = require('./scales.js');
+const { durationText } = require('./wording.js');
 
 const COLOURS = ['--curve-x', '--curve-y', '--curve-z', '--curve-norm'];
 const MOVE_SHARE = 0.2;
@@ -131,7 +132,7 @@ class Page {
     const names = units.map(({ name }) => name).join(', ');
     document.title = `${names} – Vortena`;
     byId('name').textContent = names;
-    const facts = [timeText(full.to, full.to < 100 ? 1 : 0)];
+    const facts = [durationText(full.to)];
     const start = this.clockAt(0);
     if (start) {
       facts.push(`from ${start} (unit's clock)`);

@@ -1,7 +1,8 @@
 // The quality report in words, and where in the recording each of them is about.
 'use strict';
 
-const { durationText, numberText } = require('./scales.js');
+const { numberText } = require('./scales.js');
+const { counted, durationText } = require('./wording.js');
 
 const TITLES = {
   accel: 'accelerometer',
@@ -20,6 +21,8 @@ const VERDICTS = {
 const SHOWN_AROUND_GAP = 10; // times its length
 const SHOWN_AROUND_SECONDS = 2;
 const MOST_AROUND_SECONDS = 60; // of a long gap its beginning is shown
+
+const wholeNumber = (value) => numberText(value, 0);
 
 /** The longest, in order of time; channels often miss the same. */
 function gapsOf({ channels }) {
@@ -63,17 +66,21 @@ function rateText({ measuredRate, nominalRate }) {
 }
 
 function gapText({ gaps }) {
-  return !gaps || gaps.count === 0
+  const { count, seconds, longest } = gaps;
+  return count === 0
     ? 'no gaps'
-    : `${numberText(gaps.count, 0)} gaps, ${durationText(gaps.seconds)} missing, longest ${durationText(gaps.longest)}`;
+    : `${counted(count, 'gap', wholeNumber)}, ${durationText(seconds)} missing, longest ${durationText(longest)}`;
+}
+
+function channelText(channel) {
+  const { samples, gaps } = channel;
+  const parts = [samples > 0 ? counted(samples, 'sample', wholeNumber) : 'no samples', rateText(channel)];
+  return [...parts, ...(gaps && samples > 0 ? [gapText(channel)] : [])].join(', ');
 }
 
 /** Rows of the table below: [name, text]. */
 function channelRows({ channels }) {
-  return Object.entries(channels).map(([name, channel]) => [
-    TITLES[name] ?? name,
-    `${numberText(channel.samples, 0)} samples, ${rateText(channel)}${channel.gaps ? `, ${gapText(channel)}` : ''}`,
-  ]);
+  return Object.entries(channels).map(([name, channel]) => [TITLES[name] ?? name, channelText(channel)]);
 }
 
 function unitRows({ config, report }) {

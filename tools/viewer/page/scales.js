@@ -96,12 +96,4 @@ function numberText(value, decimals) {
   return `${sign}${grouped}${fraction ? `.${fraction}` : ''}`;
 }
 
-/** A length of time, in a unit that suits it. */
-function durationText(seconds) {
-  if (seconds < 1) {
-    return `${numberText(seconds * 1000, seconds < 0.01 ? 1 : 0)} ms`;
-  }
-  return seconds < 100 ? `${numberText(seconds, seconds < 10 ? 2 : 1)} s` : timeText(seconds);
-}
-
-module.exports = { angleTicks, clockText, decimalsOf, durationText, numberText, timeText, timeTicks, valueTicks };
+module.exports = { angleTicks, clockText, decimalsOf, numberText, timeText, timeTicks, valueTicks };
