@@ -11,7 +11,9 @@ const HEADING = 24;
 const FOOT = 34;
 const PNG_SCALE = 2;
 
-const escaped = (text) => text.replace(/[&<>"]/g, (c) => `&#${c.charCodeAt()};`);
+/** Names of recordings may hold what no XML file can: control characters, and halves of characters. */
+const NOT_IN_XML = /[^\t\n\r\u0020-\ud7ff\ue000-\ufffd\u{10000}-\u{10ffff}]/gu;
+const escaped = (text) => text.replace(NOT_IN_XML, '\ufffd').replace(/[&<>"]/g, (c) => `&#${c.charCodeAt()};`);
 const short = (value) => Number(value.toFixed(2));
 
 /** Collects what is drawn as the text of an SVG path. */

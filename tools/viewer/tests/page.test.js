@@ -370,6 +370,25 @@ test('plays, turns curves and lanes on and off, and saves pictures', async () =>
   await tab.context().close();
 });
 
+test('saves pictures of recordings whose names no XML file can hold', async () => {
+  const named = `${support.folder}/a\x01b&<.bin`;
+  fs.copyFileSync(recording, named);
+  const tab = await open(browser, support.makePage([named]));
+  const saved = async (name) => {
+    const download = tab.waitForEvent('download');
+    await tab.getByRole('button', { name: `Save as ${name}` }).click();
+    return fs.readFileSync(await (await download).path(), 'utf8');
+  };
+  const caption = await tab.evaluate(
+    (svg) => new DOMParser().parseFromString(svg, 'image/svg+xml').querySelector('text, parsererror').textContent,
+    await saved('SVG'),
+  );
+  assert.match(caption, /^a\ufffdb&<\.bin, /);
+  assert.match(await saved('PNG'), /^.PNG/);
+  assert.deepEqual(tab.faults, []);
+  await tab.context().close();
+});
+
 test('shows a synchronised set on one clock', async () => {
   const walk = support.simulateWalk();
   const { outputs } = await synchronise(walk, support.folder);
