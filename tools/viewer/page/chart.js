@@ -57,6 +57,7 @@ class Chart {
       const swatch = button.appendChild(element('span', { class: 'swatch', 'aria-hidden': 'true' }));
       swatch.style.setProperty('--colour', `var(${curve.colour})`);
       button.append(element('span', {}, curve.name));
+      button.style.setProperty('--widest', `${this.widestText(curve)}ch`);
       button.addEventListener('click', () => this.toggle(curve, button));
       return button.appendChild(element('output', {}, ''));
     });
@@ -300,6 +301,12 @@ class Chart {
     this.curves.forEach((curve, k) => {
       this.readouts[k].textContent = this.valueText(curve);
     });
+  }
+
+  /** In characters: what is said at the cursor must not move what is beside it. */
+  widestText({ index }) {
+    const widest = Math.max(...this.channel.range(index).map((value) => numberText(value, this.decimals).length));
+    return this.channel.hasSamples ? widest : 2 * widest + 3;
   }
 
   /** One number, or the bounds of what a bin holds. */

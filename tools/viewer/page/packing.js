@@ -101,4 +101,4 @@ async function inflate(base64) {
   return new Uint8Array(await new Response(stream).arrayBuffer());
 }
 
-module.exports = { NONE, fromPlanes, inflate, packSamples, toPlanes, unpackSamples };
+module.exports = { MOST, NONE, fromPlanes, inflate, packSamples, toPlanes, unpackSamples };

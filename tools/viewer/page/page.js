@@ -79,9 +79,10 @@ class Page {
     this.charts = ORDER.flatMap((key) => descriptions.flat().filter(({ channel }) => channel.key === key)).map(
       (description) => new Chart(column, description, this),
     );
-    this.charts.forEach((chart) => chart.resize());
     this.boxes = this.units.filter(({ channels }) => channels.some(({ key }) => key === 10)).map((unit) => this.addBox(unit));
     this.units.forEach((unit) => this.addQuality(unit));
+    this.charts.forEach((chart) => chart.resize()); // fill what the rest leaves
+    this.reserveTools();
     this.listen();
     this.draw();
     this.setCursor(this.cursor);
@@ -155,14 +156,9 @@ class Page {
   addBox(unit) {
     const holder = byId('boxes').appendChild(element('figure'));
     const canvas = holder.appendChild(element('canvas', { role: 'img', 'aria-label': `Attitude of ${unit.name} at the cursor` }));
-    const caption = holder.appendChild(element('figcaption'));
-    return {
-      box: new Box(canvas, this),
-      channel: unit.channels.find(({ key }) => key === 10),
-      caption,
-      canvas,
-      name: this.units.length > 1 ? `${unit.name}: ` : '',
-    };
+    const caption = holder.appendChild(element('figcaption', {}, this.units.length > 1 ? unit.name : ''));
+    const words = caption.appendChild(element('p'));
+    return { box: new Box(canvas, this), channel: unit.channels.find(({ key }) => key === 10), words, canvas };
   }
 
   addQuality(unit) {
@@ -256,8 +252,14 @@ class Page {
   resize() {
     this.colours.clear();
     this.charts.forEach((chart) => chart.resize());
+    this.reserveTools();
     this.showView();
     this.showCursor();
+  }
+
+  /** What stays in view while the page scrolls stands below the tools. */
+  reserveTools() {
+    document.documentElement.style.setProperty('--tools-height', `${byId('tools').offsetHeight}px`);
   }
 
   showView() {
@@ -289,12 +291,10 @@ class Page {
       this.charts.length === 0
         ? ''
         : `${timeText(this.cursor, 3)}${clock ? ` · ${clock}` : ''}${event ? ` · event ${event[1]}` : ''}`;
-    this.boxes.forEach(({ box, channel, caption, name, canvas }) => {
+    this.boxes.forEach(({ box, channel, words, canvas }) => {
       const angles = box.draw(channel.attitudeAt(this.cursor));
       const [roll, pitch, heading] = (angles ?? []).map((angle) => `${numberText(angle, 1)}°`);
-      caption.textContent = angles
-        ? `${name}roll ${roll}, pitch ${pitch}, heading ${heading} (relative)`
-        : `${name}no orientation here`;
+      words.textContent = angles ? `roll ${roll}\npitch ${pitch}\nheading ${heading} (relative)` : 'no orientation here';
       canvas.dataset.angles = (angles ?? []).join(' ');
     });
     this.writeFragment();

@@ -3,7 +3,7 @@
 'use strict';
 
 const { anglesOf } = require('./attitude.js');
-const { NONE } = require('./packing.js');
+const { MOST, NONE } = require('./packing.js');
 
 const CHANNELS = {
   1: { name: 'accel', title: 'Acceleration', unit: 'g', decimals: 3, curves: ['X', 'Y', 'Z', 'norm'] },
@@ -107,6 +107,17 @@ class Channel {
 
   addFineLevels(codes) {
     this.readyLevels.unshift(...this.readLevels(this.levels.slice(0, -this.coarse), codes));
+  }
+
+  /** Lowest and highest value of a curve that its levels can say. */
+  range(curve) {
+    const { base, step } = this.scales[curve];
+    return [base, base + MOST * step];
+  }
+
+  /** Here or on their way; pages without them show bounds. */
+  get hasSamples() {
+    return this.loaded !== undefined || this.sampleData !== undefined;
   }
 
   /** Holes in a curve: where an interval is longer than two usual ones. */

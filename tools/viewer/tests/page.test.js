@@ -309,6 +309,46 @@ test('labels the value axes by what is drawn, whatever it was drawn for', async 
   await tab.context().close();
 });
 
+/** Where the parts of the page stand that what is said must not move. */
+const places = (tab) =>
+  tab.evaluate(() =>
+    [...document.querySelectorAll('#tools, .plot, .curve, #words')].map((part) => {
+      const { left, top, right } = part.getBoundingClientRect();
+      return [left, top, right];
+    }),
+  );
+const furthest = (before, now) => Math.max(...before.flatMap((place, i) => place.map((edge, k) => Math.abs(edge - now[i][k]))));
+
+test('says what is longer or shorter without moving anything', async () => {
+  const address = support.makePage([support.simulate('long.bin', 5400)]); // with bounds at the cursor
+  for (const [width, height] of [
+    [1400, 900],
+    [1000, 700],
+    [800, 900],
+    [500, 800],
+  ]) {
+    for (const each of [page, address]) {
+      const tab = await open(browser, each);
+      await tab.setViewportSize({ width, height });
+      const before = await places(tab);
+      for (const [from, to, cursor] of [
+        [0, 0.05, 0],
+        [10, 31, 20],
+        [30.1, 30.2, 30.15],
+        [0, 6000, 59],
+      ]) {
+        await tab.evaluate(([a, b]) => globalThis.vortenaPage.setView(a, b), [from, to]);
+        await setCursor(tab, cursor);
+        const moved = furthest(before, await places(tab));
+        assert.ok(moved < 0.5, `${width} pixels wide, ${from} to ${to}, cursor at ${cursor}: ${moved} pixels`);
+      }
+      await tab.locator('#play').click();
+      assert.ok(furthest(before, await places(tab)) < 0.5, `${width} pixels wide, playing`);
+      await tab.context().close();
+    }
+  }
+});
+
 test('zooms and moves under fingers', async () => {
   const tab = await open(browser, page);
   const over = await tab.locator('.u-over').first().boundingBox();
