@@ -12,6 +12,8 @@ const TOP_MARGIN = 6;
 const PIXELS_PER_TIME = 95;
 const WIDEST_RUG = 2; // pixels; wider gaps are shaded
 const MOST_EVENT_LINES = 60;
+const PIXELS_PER_ZOOM = 100; // of a wheel, for the factor e, as browsers count a pinch
+const MOST_ZOOM = 0.4; // of one turn of a wheel
 
 function element(name, attributes = {}, text = '') {
   const made = document.createElement(name);
@@ -241,47 +243,71 @@ class Chart {
     const pixels = ({ clientX }) => clientX - over.getBoundingClientRect().left;
     over.addEventListener('mousemove', (event) => this.page.setCursor(this.timeAt(pixels(event))));
     over.addEventListener('dblclick', () => this.page.showAll());
-    over.addEventListener(
-      'wheel',
-      (event) => {
-        event.preventDefault();
-        const share = (event.deltaX || (event.shiftKey ? event.deltaY : 0)) / this.plotWidth;
-        if (share !== 0) {
-          this.page.move(share);
-        } else {
-          this.page.zoom(
-            Math.exp(Math.sign(event.deltaY) * Math.min(0.4, Math.abs(event.deltaY) / 300)),
-            this.timeAt(pixels(event)),
-          );
-        }
-      },
-      { passive: false },
-    );
+    over.addEventListener('wheel', (event) => this.turnWheel(event, this.timeAt(pixels(event))), { passive: false });
     this.listenToTouch(over, pixels);
   }
 
-  /** One finger moves the view, two zoom; a tap sets the cursor. What is under the fingers stays there. */
+  /** The page's own scrolling has the bare wheel. A pinch on a trackpad arrives as a wheel with Ctrl. */
+  turnWheel(event, time) {
+    const { deltaX, deltaY, ctrlKey, metaKey, shiftKey } = event;
+    const sideways = shiftKey ? deltaX || deltaY : Math.abs(deltaX) > Math.abs(deltaY) ? deltaX : 0;
+    if (ctrlKey || metaKey) {
+      this.page.knowsWheel = true;
+      this.page.zoom(Math.exp(Math.sign(deltaY) * Math.min(MOST_ZOOM, Math.abs(deltaY) / PIXELS_PER_ZOOM)), time);
+    } else if (sideways !== 0) {
+      this.page.move(sideways / this.plotWidth);
+    } else {
+      this.page.showHint();
+      return;
+    }
+    event.preventDefault();
+  }
+
+  /**
+   * One finger moves the view, two zoom; a tap sets the cursor. What is under the fingers stays there. A finger that begins
+   * up or down scrolls the page.
+   */
   listenToTouch(over, pixels) {
     let held;
+    let first;
+    let isOurs;
     const hold = ({ touches }) => {
       held = [...touches].slice(0, 2).map((touch) => this.timeAt(pixels(touch)));
       this.page.setCursor(held[0] ?? this.page.cursor);
     };
-    over.addEventListener('touchstart', hold, { passive: true });
+    const begin = (event) => {
+      [first] = event.touches;
+      isOurs = undefined;
+      hold(event);
+    };
+    const isAcross = ({ touches: [{ clientX, clientY }, second] }) =>
+      second !== undefined || Math.abs(clientX - first.clientX) > Math.abs(clientY - first.clientY);
+    over.addEventListener('touchstart', begin, { passive: true });
     over.addEventListener('touchend', hold, { passive: true });
     over.addEventListener(
       'touchmove',
       (event) => {
-        event.preventDefault();
-        const at = [...event.touches].slice(0, 2).map((touch) => pixels(touch) / this.plotWidth);
-        const { from, to } = this.page.view;
-        const span = at.length > 1 && Math.abs(at[1] - at[0]) > 0.02 ? (held[1] - held[0]) / (at[1] - at[0]) : to - from;
-        if (span > 0) {
-          this.page.setView(held[0] - at[0] * span, held[0] + (1 - at[0]) * span);
+        isOurs ??= isAcross(event);
+        if (!isOurs) {
+          return;
         }
+        event.preventDefault();
+        this.follow(
+          held,
+          [...event.touches].slice(0, 2).map((touch) => pixels(touch) / this.plotWidth),
+        );
       },
       { passive: false },
     );
+  }
+
+  /** Shows the times `held` at shares of the width. */
+  follow(held, at) {
+    const { from, to } = this.page.view;
+    const span = at.length > 1 && Math.abs(at[1] - at[0]) > 0.02 ? (held[1] - held[0]) / (at[1] - at[0]) : to - from;
+    if (span > 0) {
+      this.page.setView(held[0] - at[0] * span, held[0] + (1 - at[0]) * span);
+    }
   }
 
   /** Engines keep closures of plots in their caches: what is large is let go by hand. */

@@ -18,6 +18,7 @@ const LONG_SECONDS = 1800; // from here on, curves cover each other
 const EMPTY_SHARE = 0.9;
 const FRAGMENT_MS = 250;
 const FETCH_MS = 120;
+const HINT_MS = 1500;
 
 const byId = (id) => document.getElementById(id);
 
@@ -52,6 +53,7 @@ class Page {
     this.cursor = (this.view.from + this.view.to) / 2;
     this.history = [];
     this.notes = [];
+    this.knowsWheel = false;
     this.lanes = this.view.to - this.view.from > LONG_SECONDS;
     this.colours = new Map();
     this.listening = new AbortController();
@@ -260,6 +262,17 @@ class Page {
   /** What stays in view while the page scrolls stands below the tools. */
   reserveTools() {
     document.documentElement.style.setProperty('--tools-height', `${byId('tools').offsetHeight}px`);
+  }
+
+  /** For a while, and no more once somebody knows. */
+  showHint() {
+    const hint = byId('hint');
+    clearTimeout(this.hintTimer);
+    hint.hidden = this.knowsWheel;
+    hint.textContent = `${/Mac/.test(navigator.platform) ? '⌘' : 'Ctrl'} and wheel zoom, shift and wheel move`;
+    this.hintTimer = setTimeout(() => {
+      hint.hidden = true;
+    }, HINT_MS);
   }
 
   showView() {

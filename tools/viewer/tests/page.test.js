@@ -269,7 +269,9 @@ test('zooms by mouse, wheel, keys and buttons, all charts once, and keeps the vi
   await tab.waitForSelector('html[data-whole]');
   await near(18, 33);
   await tab.mouse.move(...at(0.5));
+  await tab.keyboard.down('Control');
   await tab.mouse.wheel(0, -120);
+  await tab.keyboard.up('Control');
   const shown = await view(tab);
   assert.ok(shown.to - shown.from < 12 && Math.abs((shown.from + shown.to) / 2 - 25.5) < 0.2);
   await tab.mouse.dblclick(...at(0.3));
@@ -349,6 +351,43 @@ test('says what is longer or shorter without moving anything', async () => {
   }
 });
 
+const scrolled = (tab) => tab.evaluate(() => Math.round(scrollY));
+
+test('leaves the bare wheel to the page, and keeps the attitude in view', async () => {
+  for (const [width, height] of [
+    [1400, 500],
+    [800, 900],
+    [700, 450], // twice as large as usual
+  ]) {
+    const tab = await open(browser, `${page}#t=10-20`);
+    await tab.setViewportSize({ width, height });
+    const over = await tab.locator('.u-over').first().boundingBox();
+    await tab.mouse.move(over.x + over.width / 2, over.y + 20);
+    await tab.mouse.wheel(0, 250);
+    await tab.waitForFunction(() => scrollY === 250);
+    assert.deepEqual(await view(tab), { from: 10, to: 20 });
+    assert.match(await tab.locator('#hint').textContent(), /Ctrl|⌘/);
+    const { top, isFree } = await tab.locator('canvas[role=img]').evaluate((canvas) => {
+      const { left, top: y, width: w, height: h } = canvas.getBoundingClientRect();
+      return { top: y, isFree: document.elementFromPoint(left + w / 2, y + h / 2) === canvas };
+    });
+    assert.ok(top >= 0 && isFree, `${width} pixels wide: the attitude is at ${top}`);
+
+    const at = await scrolled(tab);
+    const chart = await tab.locator('.u-over').nth(1).boundingBox();
+    await tab.mouse.move(chart.x + chart.width / 2, chart.y + chart.height - 10);
+    await tab.keyboard.down('Control');
+    await tab.mouse.wheel(0, -120);
+    await tab.keyboard.up('Control');
+    await tab.waitForFunction(() => globalThis.vortenaPage.view.to - globalThis.vortenaPage.view.from < 7);
+    const zoomed = await view(tab);
+    await tab.mouse.wheel(100, 10);
+    await tab.waitForFunction((from) => globalThis.vortenaPage.view.from > from, zoomed.from);
+    assert.equal(await scrolled(tab), at);
+    await tab.context().close();
+  }
+});
+
 test('zooms and moves under fingers', async () => {
   const tab = await open(browser, page);
   const over = await tab.locator('.u-over').first().boundingBox();
@@ -370,6 +409,18 @@ test('zooms and moves under fingers', async () => {
   await touch('touchEnd');
   const moved = await view(tab);
   assert.ok(Math.abs(moved.from - 25) < 0.3 && Math.abs(moved.to - 45) < 0.3, JSON.stringify(moved));
+  await tab.setViewportSize({ width: 1200, height: 500 });
+  const swipe = (type, up) =>
+    session.send('Input.dispatchTouchEvent', { type, touchPoints: [{ id: 0, x: 400 + up / 3, y: over.y + 90 - up }] });
+  await swipe('touchStart', 0);
+  for (let up = 20; up <= 140; up += 20) {
+    await swipe('touchMove', up);
+    await tab.waitForTimeout(20);
+  }
+  await touch('touchEnd');
+  assert.ok((await scrolled(tab)) > 50);
+  const { from, to } = await view(tab);
+  assert.ok(Math.abs(from - moved.from) < 0.3 && Math.abs(to - moved.to) < 0.3, JSON.stringify({ from, to }));
   await tab.context().close();
 });
 
