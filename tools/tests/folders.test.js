@@ -75,6 +75,12 @@ test('two recordings for one output are refused before anything is done', (t) =>
   fs.mkdirSync(path.join(set, 'a/hip'));
   fs.copyFileSync(path.join(set, 'a/hip.bin'), path.join(set, 'a/hip/x.bin'));
   assert.equal(vortena(['convert', path.join(set, 'a'), '-r', '-o', out, '--to', 'parquet']).status, 2, 'a folder within an output');
+  fs.mkdirSync(out);
+  for (const name of ['one', 'two']) {
+    fs.symlinkSync('same.csv', path.join(out, `${name}.csv`));
+    fs.copyFileSync(path.join(set, 'a/hip.bin'), path.join(folder, `${name}.bin`));
+  }
+  assert.equal(vortena(['convert', path.join(folder, 'one.bin'), path.join(folder, 'two.bin'), '-o', out, '--overwrite']).status, 2, 'links to one file');
   const twice = path.join(set, 'a/hip.bin');
   assert.equal(vortena(['convert', twice, twice, '-o', out]).status, 0, 'the same recording twice is one');
 });
@@ -87,7 +93,7 @@ test('links in a folder: those to files are recordings, those that lead nowhere 
   for (const [name, target] of Object.entries(links)) fs.symlinkSync(target, path.join(linked, name));
   const run = vortena(['convert', linked, '-r', '-o', out]);
   assert.equal(run.status, 1, run.stderr);
-  assert.deepEqual(fs.readdirSync(out), ['hip.csv']);
+  assert.deepEqual(listOf(out), ['hip.csv']);
   const failures = run.stderr.split('\n').filter((line) => line.startsWith('failed'));
   assert.deepEqual(failures, [
     `failed   ${linked}/below/lost.bin cannot be read: ENOENT: a link to a file that is not there`,
@@ -115,6 +121,13 @@ test('what is there already: refused, kept while it is newer, or replaced', (t) 
   assert.deepEqual(kinds(convert('--skip-existing')).sort(), ['converted', 'finished', ...Array(count - 1).fill('skipped')].sort());
   assert.deepEqual(fs.readFileSync(csv), before);
   assert.equal(convert('--overwrite').events.at(-1).converted, count);
+
+  // As `cp -p` of an older recording with more blocks does.
+  const recording = path.join(set, 'a/hip.bin');
+  fs.appendFileSync(recording, fs.readFileSync(recording).subarray(-512));
+  fs.utimesSync(recording, 1000, 1000);
+  assert.equal(convert('--skip-existing').events.at(-1).converted, 1, 'made from a recording of another size');
+  assert.equal(convert('--skip-existing').events.at(-1).skipped, count);
   assert.equal(convert('--overwrite', '--skip-existing').status, 2);
 });
 
@@ -133,10 +146,11 @@ test('wrong usage and nothing found end with status 2 and one sentence', (t) => 
   fs.mkdirSync(empty);
   for (const args of [['convert', set], ['convert', empty, '-o', empty], ['convert', path.join(folder, 'nothing.bin'), '-o', empty],
     ['convert', set, '-o', empty, '--shard', '3/2'], ['convert', set, '-o', empty, '-j', '0'], ['convert', set, '-o', empty, '--to', 'xls'],
-    ['chekc', set], ['config'], ['config', '--set', 'radio,1,12'], ['check', empty]]) {
+    ['chekc\x1b[2J', set], ['convert', path.join(folder, 'no\x1b[2Jthing.bin'), '-o', empty], ['config'], ['config', '--set', 'radio,1,12'], ['check', empty]]) {
     const { status, stdout, stderr } = vortena(args);
     assert.deepEqual([status, stdout], [2, ''], args.join(' '));
     assert.match(stderr, /^(vortena|error): .+\n/, args.join(' '));
+    assert.ok(!CONTROL.test(stderr), stderr);
   }
   assert.equal(vortena(['convert', path.join(folder, 'nothing.bin'), path.join(set, 'cut.bin'), '-o', empty]).status, 1);
   assert.deepEqual(listOf(empty), ['cut.csv']);

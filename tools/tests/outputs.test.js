@@ -155,3 +155,29 @@ test('an output folder that cannot be made or a recording in the way is told for
     assert.equal(convert().systemCode, 'EISDIR', to);
   }
 });
+
+test('a page follows the same rule: pipes, devices and other files are refused, and its mode stays', (t) => {
+  const folder = scratchFolder(t);
+  const recording = recordingIn(folder);
+  const page = path.join(folder, 'page.html');
+  const view = (...options) => vortena(['view', recording, '-o', page, ...options]);
+  const wayOf = { pipe: () => spawnSync('mkfifo', [page]), folder: () => fs.mkdirSync(page), recording: () => fs.copyFileSync(recording, page) };
+  for (const [what, make] of Object.entries(wayOf)) {
+    make();
+    const before = fs.lstatSync(page);
+    const { status, stderr } = view('--overwrite');
+    assert.equal(status, 1, what);
+    assert.match(stderr, /^failed {3}\S+page\.html (cannot be written|is a recording)/, what);
+    assert.deepEqual([fs.lstatSync(page).ino, fs.lstatSync(page).mode], [before.ino, before.mode], what);
+    fs.rmSync(page, { recursive: true });
+  }
+  fs.symlinkSync('target.html', page);
+  assert.equal(view().status, 1, 'a link to what is not there yet is no page');
+  assert.equal(view('--overwrite').status, 0);
+  assert.ok(fs.lstatSync(page).isSymbolicLink());
+  fs.chmodSync(path.join(folder, 'target.html'), 0o600);
+  assert.equal(view().status, 0, 'a page may be made anew');
+  assert.equal(fs.statSync(page).mode & 0o777, 0o600);
+  const unwritable = vortena(['view', recording, '-o', '/proc/page.html']);
+  assert.match(unwritable.stderr, /^failed {3}\/proc\/page\.html cannot be written: ENOENT/);
+});

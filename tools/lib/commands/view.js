@@ -90,7 +90,8 @@ async function refusal(output, overwrite) {
   const { requirePlace } = require('vortena-reader/outputs');
   const { failure } = require('../failures.js');
   await requirePlace(output);
-  return !fs.existsSync(output) || overwrite || (await isPage(output))
+  const stands = fs.lstatSync(output, { throwIfNoEntry: false }) !== undefined;
+  return !stands || overwrite || (fs.existsSync(output) && (await isPage(output)))
     ? undefined
     : {
         ...failure('ERR_OUTPUT_EXISTS', `${output} is there already, and is no page of a recording`),
