@@ -7,7 +7,7 @@
 #include <sstream>
 #include <vector>
 
-#include "reader/fixed_decimal.h"
+#include "reader/texts/fixed_decimal.h"
 #include "simulator/simulated_recording.h"
 
 namespace {

@@ -14,9 +14,9 @@
 #include <string>
 #include <vector>
 
+#include "quality/rest.h"
 #include "reader/quaternion_channel.h"
 #include "reader/recording.h"
-#include "reader/rest.h"
 
 namespace {
 

@@ -12,10 +12,10 @@
 #include <thread>
 
 #include "bench/bench_recording.h"
-#include "reader/csv_export.h"
 #include "reader/quaternion_channel.h"
 #include "reader/recording.h"
 #include "reader/synchronisation.h"
+#include "reader/texts/csv_export.h"
 
 namespace {
 

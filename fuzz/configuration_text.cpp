@@ -10,8 +10,8 @@
 #include <string>
 
 #include "fuzz/properties.h"
-#include "reader/base64.h"
-#include "reader/configuration_writer.h"
+#include "reader/texts/base64.h"
+#include "reader/texts/configuration_writer.h"
 
 using namespace vortena;
 

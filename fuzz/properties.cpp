@@ -8,11 +8,11 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "reader/base64.h"
-#include "reader/csv_export.h"
-#include "reader/json_answers.h"
 #include "reader/quaternion_channel.h"
 #include "reader/recording.h"
+#include "reader/texts/base64.h"
+#include "reader/texts/csv_export.h"
+#include "reader/texts/json_answers.h"
 
 namespace fuzz {
 namespace {

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "reader/header_frames.h"
+#include "reader/decoding/header_frames.h"
 #include "reader/recording.h"
 
 namespace fuzz {

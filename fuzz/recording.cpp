@@ -2,7 +2,7 @@
 #include <sstream>
 
 #include "fuzz/properties.h"
-#include "reader/csv_stream.h"
+#include "operations/csv_stream.h"
 #include "reader/quaternion_channel.h"
 #include "tests/oracle/straightforward_reader.h"
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "reader/byte_order.h"
+#include "reader/decoding/byte_order.h"
 
 namespace vortena::simulator {
 namespace {

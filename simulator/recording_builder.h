@@ -8,7 +8,7 @@
 #include <initializer_list>
 #include <vector>
 
-#include "reader/header_frames.h"
+#include "reader/decoding/header_frames.h"
 
 namespace vortena::simulator {
 

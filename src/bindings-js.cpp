@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "bindings-arguments.h"
+#include "bindings-shared/method_arguments.h"
 #include "reader/bin_reader2.h"
 
 namespace demo {

@@ -14,14 +14,14 @@
 #include <utility>
 #include <vector>
 
-#include "operations/answer.h"
-#include "operations/arguments.h"
-#include "operations/failures.h"
-#include "operations/operations.h"
+#include "bindings-shared/answer.h"
+#include "bindings-shared/arguments.h"
+#include "bindings-shared/failures.h"
+#include "bindings-shared/operations.h"
+#include "operations/csv_stream.h"
 #include "reader/bin_reader2.h"
-#include "reader/csv_stream.h"
-#include "reader/json_object.h"
-#include "reader/watch.h"
+#include "reader/texts/json_object.h"
+#include "system/watch.h"
 
 namespace {
 

@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "bindings-napi/values.h"
-#include "reader/large_array.h"
+#include "system/large_array.h"
 
 namespace vortena::napi {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <node_api.h>
 
-#include "operations/answer.h"
+#include "bindings-shared/answer.h"
 
 namespace vortena::napi {
 

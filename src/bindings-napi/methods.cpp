@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "bindings-arguments.h"
+#include "bindings-shared/method_arguments.h"
 #include "reader/bin_reader2.h"
 
 namespace vortena::napi {

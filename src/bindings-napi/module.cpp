@@ -9,7 +9,7 @@
 #include "bindings-napi/job.h"
 #include "bindings-napi/methods.h"
 #include "bindings-napi/values.h"
-#include "operations/operations.h"
+#include "bindings-shared/operations.h"
 
 namespace {
 

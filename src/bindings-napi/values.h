@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "operations/arguments.h"
+#include "bindings-shared/arguments.h"
 
 namespace vortena::napi {
 

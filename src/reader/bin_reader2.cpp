@@ -6,14 +6,14 @@
 #include <cstdio>
 #include <fstream>
 
-#include "reader/configuration_writer.h"
-#include "reader/csv_export.h"
-#include "reader/file_access.h"
-#include "reader/json_answers.h"
 #include "reader/quaternion_channel.h"
 #include "reader/recording.h"
 #include "reader/recording_file.h"
 #include "reader/synchronisation.h"
+#include "reader/texts/configuration_writer.h"
+#include "reader/texts/csv_export.h"
+#include "reader/texts/json_answers.h"
+#include "system/file_access.h"
 
 namespace vortena {
 namespace {

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "reader/recording_model.h"
+#include "reader/decoding/recording_model.h"
 
 namespace vortena {
 

@@ -3,7 +3,7 @@
 
 #include <istream>
 
-#include "reader/data_packages.h"
+#include "reader/decoding/data_packages.h"
 #include "reader/recording.h"
 
 namespace vortena {

@@ -5,10 +5,10 @@
 #include <cstdint>
 #include <memory>
 
-#include "reader/large_array.h"
+#include "reader/decoding/recording_model.h"
 #include "reader/orientation_problem.h"
-#include "reader/recording_model.h"
-#include "reader/watch.h"
+#include "system/large_array.h"
+#include "system/watch.h"
 #include "tracker/tracker.h"
 
 namespace vortena {

@@ -5,9 +5,9 @@
 #include <istream>
 #include <span>
 
-#include "reader/load_report.h"
-#include "reader/recording_model.h"
-#include "reader/watch.h"
+#include "reader/decoding/load_report.h"
+#include "reader/decoding/recording_model.h"
+#include "system/watch.h"
 
 namespace vortena {
 

@@ -5,9 +5,9 @@
 #include <system_error>
 #include <utility>
 
-#include "reader/file_access.h"
-#include "reader/header_frames.h"
+#include "reader/decoding/header_frames.h"
 #include "reader/recording.h"
+#include "system/file_access.h"
 
 namespace vortena {
 

@@ -3,7 +3,7 @@
 
 #include <fstream>
 
-#include "reader/recording_model.h"
+#include "reader/decoding/recording_model.h"
 
 namespace vortena {
 

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "reader/decoding/recording_model.h"
 #include "reader/recording.h"
-#include "reader/recording_model.h"
-#include "reader/watch.h"
+#include "system/watch.h"
 
 namespace vortena {
 

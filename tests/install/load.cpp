@@ -1,7 +1,7 @@
 // load RECORDING: how many accelerometer samples it holds.
-#include <cstdio>
+#include <vortena/reader/recording.h>
 
-#include "reader/recording.h"
+#include <cstdio>
 
 int main(int argc, char** argv) {
   vortena::Recording recording;

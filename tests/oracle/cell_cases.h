@@ -9,7 +9,7 @@
 #include <random>
 #include <string>
 
-#include "reader/fixed_decimal.h"
+#include "reader/texts/fixed_decimal.h"
 
 namespace oracle {
 

@@ -12,8 +12,8 @@
 #include <string>
 #include <utility>
 
-#include "reader/date_text.h"
-#include "reader/header_frames.h"
+#include "reader/decoding/header_frames.h"
+#include "reader/texts/date_text.h"
 #include "tests/oracle/nested_loop_filter.h"
 #include "tracker/tracker.h"
 

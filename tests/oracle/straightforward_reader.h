@@ -5,7 +5,7 @@
 #include <istream>
 #include <ostream>
 
-#include "reader/recording_model.h"
+#include "reader/decoding/recording_model.h"
 
 namespace oracle {
 

@@ -9,8 +9,8 @@
 #include <sstream>
 #include <utility>
 
-#include "reader/byte_order.h"
-#include "reader/header_frames.h"
+#include "reader/decoding/byte_order.h"
+#include "reader/decoding/header_frames.h"
 #include "simulator/recording_builder.h"
 #include "tests/support/scratch_folder.h"
 

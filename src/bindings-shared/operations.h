@@ -1,0 +1,41 @@
+// The operations of the core, by name, for the languages that call them. An offset is four arguments: 'none', 'given'
+// or 'rest', then x, y and z in deg/s.
+#pragma once
+
+#include <span>
+
+#include "bindings-shared/answer.h"
+#include "bindings-shared/arguments.h"
+
+namespace vortena::operations {
+
+struct Operation {
+  const char* name;
+  /// Takes the arguments; the work counts only when they are good. Throws when memory is refused (std::bad_alloc).
+  Work (*prepare)(Arguments& arguments);
+};
+
+/// convert(path, csvPath, fsync, overwrite, keepReadable, secondThread, offset): answers {rows, bytes, summary,
+/// report}.
+///
+/// readSamples(path, channels, orientation, orientationRequired, singlePrecision, offset): answers {config, report,
+/// channels} with each of the channels as {key, samples, values, times}, the last two being places among the arrays.
+/// `channels` has bit k set for the channel of key k.
+///
+/// inspect(path): answers the report.
+///
+/// synchronise(paths, folder, fsync, overwrite, offsets): answers {source, start, duration, keys, units}, a unit being
+/// {output, rows, bytes, shifts, summary, report}. `offsets` is empty or has four elements for each path.
+///
+/// levels(paths, synchronised, mostBins, mostSamples): answers what levels_answer.h describes.
+///
+/// readConfig(path): answers the header.
+///
+/// writeConfig(path, text, fsync): answers null.
+///
+/// checkPlace(path, isFolder, overwrite, mayBeginLikeRecording): answers null.
+///
+/// publish(part, path, fsync, overwrite, mayBeginLikeRecording): answers {aside}.
+std::span<const Operation> all_operations();
+
+}  // namespace vortena::operations

@@ -1,0 +1,171 @@
+// The rows are those of CsvExport; only their samples are made when they are needed.
+#include "operations/csv_stream.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "operations/recording_steps.h"
+#include "reader/quaternion_channel.h"
+
+namespace vortena {
+namespace {
+
+constexpr std::uint64_t kRowsPerPiece = 2048;
+constexpr std::size_t kAxes = 3;
+constexpr std::size_t kComponents = 4;
+
+/// Element `e` of a channel's values as they would lie in a kiv_DataSensor: axis after axis.
+double element(SampleSeries<kAxes>* series, std::uint64_t e) {
+  const auto& samples = series->ordered_samples();
+  const auto axis = static_cast<std::size_t>(e / samples.size());
+  return series->calibration()[axis].apply(samples[e % samples.size()].counts[axis]);
+}
+
+/// What the tracker reads of an input for `count` samples from `first` on; see fill_orientation() for the stride.
+void take_input(SampleSeries<kAxes>* series, std::uint64_t stride, std::uint64_t first, std::size_t count,
+                std::vector<double>* to) {
+  for (std::size_t axis = 0; axis < kAxes; ++axis) {
+    for (std::size_t i = 0; i < count; ++i) {
+      (*to)[axis * kRowsPerPiece + i] = element(series, axis * stride + first + i);
+    }
+  }
+}
+
+template <typename Series>
+CsvChannel channel_of(bool present, Series& series, std::uint64_t ratio = 1) {
+  return {.count = present ? series.ordered_samples().size() : 0, .ratio = ratio, .stride = kRowsPerPiece};
+}
+
+}  // namespace
+
+std::streamsize CsvStream::Piece::xsputn(const char* from, std::streamsize size) {
+  text.append(from, static_cast<std::size_t>(size));
+  return size;
+}
+
+CsvStream::Piece::int_type CsvStream::Piece::overflow(int_type character) {
+  text.push_back(traits_type::to_char_type(character));
+  return character;
+}
+
+CsvStream::CsvStream() = default;
+CsvStream::~CsvStream() = default;
+
+Outcome CsvStream::open(const char* path, Watch* watch) {
+  return begin(load_counts(&recording_, path, {.watch = watch}));
+}
+
+Outcome CsvStream::open(std::istream& stream, Watch* watch) {
+  return begin(load_counts(&recording_, stream, {.watch = watch}));
+}
+
+Outcome CsvStream::begin(const LoadReport& report) {
+  if (Outcome outcome = outcome_of(report); !outcome.good()) {
+    return outcome;
+  }
+  const CsvChannels channels = count_channels();
+  drop_what_no_row_shows();
+  csv_ = std::make_unique<CsvExport>(out_, recording_.config, channels);
+  return {};
+}
+
+CsvChannels CsvStream::count_channels() {
+  const kiv_Config& config = recording_.config;
+  PackageDecoder& packages = recording_.packages;
+  const std::uint64_t gyro_ratio = decimation_ratio(config, config.gyro.frequency);
+  CsvChannels channels;
+  channels.gyro = channel_of(config.gyro.present, packages.gyro(), gyro_ratio);
+  channels.accel = channel_of(config.accel.present, packages.accel(), decimation_ratio(config, config.accel.frequency));
+  channels.baro = channel_of(config.baro.present, packages.baro(), decimation_ratio(config, config.baro.frequency));
+  channels.event = channel_of(config.event.present, packages.event());
+  if (!channels.event.taken()) {
+    channels.event = channel_of(config.radioByte.present, packages.radio_byte());
+    packages.event().clear();
+  }
+  if (channels.accel.taken() && channels.gyro.taken() && config.accel.frequency == config.gyro.frequency) {
+    channels.quaternion = {
+        .count = std::min(channels.accel.count, channels.gyro.count), .ratio = gyro_ratio, .stride = kRowsPerPiece};
+    tracker_ = make_tracker(config.accel.frequency);
+  }
+  return channels;
+}
+
+void CsvStream::drop_what_no_row_shows() {
+  PackageDecoder& packages = recording_.packages;
+  packages.mag().clear();
+  packages.radio_time().clear();
+  if (packages.event().size() > 0) {
+    packages.radio_byte().clear();
+  }
+}
+
+template <std::size_t Axes>
+void CsvStream::fill(CsvChannel* channel, Window* window, SampleSeries<Axes>* series, std::uint64_t end) const {
+  if (!channel->taken()) {
+    return;
+  }
+  window->values.resize(Axes * kRowsPerPiece);
+  window->times.resize(kRowsPerPiece);
+  const auto& samples = series->ordered_samples();
+  const double ticks_per_second = recording_.config.frequency;
+  // Events follow times, not rows; but no more than one of them comes in a row.
+  const auto count = static_cast<std::size_t>(std::min(channel->samples_until(end), kRowsPerPiece));
+  for (std::size_t i = 0; i < count; ++i) {
+    const auto& sample = samples[channel->position + i];
+    window->times[i] = static_cast<double>(sample.tick) / ticks_per_second;
+    for (std::size_t axis = 0; axis < Axes; ++axis) {
+      window->values[axis * kRowsPerPiece + i] = series->calibration()[axis].apply(sample.counts[axis]);
+    }
+  }
+  channel->values = window->values.data();
+  channel->times = window->times.data();
+  channel->first = channel->position;
+}
+
+void CsvStream::fill_quaternions(std::uint64_t end) {
+  CsvChannel& channel = csv_->channels().quaternion;
+  if (!channel.taken()) {
+    return;
+  }
+  const std::uint64_t first = channel.position;
+  const auto count = static_cast<std::size_t>(channel.samples_until(end));
+  // The last sample never gets an orientation.
+  const std::size_t filtered = first + count == channel.count && count > 0 ? count - 1 : count;
+  quaternion_.values.assign(kComponents * kRowsPerPiece, 0.0);
+  for (auto [input, series] : {std::pair(&filter_accel_, &recording_.packages.accel()),
+                               std::pair(&filter_gyro_, &recording_.packages.gyro())}) {
+    input->values.resize(kAxes * kRowsPerPiece);
+    take_input(series, channel.count, first, filtered, &input->values);
+  }
+  const tracker_series piece{filter_accel_.values.data(), filter_gyro_.values.data(), quaternion_.values.data(),
+                             kRowsPerPiece};
+  run_tracker_series(tracker_.get(), &piece, 0, filtered);
+  channel.values = quaternion_.values.data();
+  channel.first = first;
+}
+
+void CsvStream::write_rows() {
+  const std::uint64_t end = std::min(csv_->rows_written() + kRowsPerPiece, csv_->rows());
+  CsvChannels& channels = csv_->channels();
+  PackageDecoder& packages = recording_.packages;
+  fill(&channels.gyro, &gyro_, &packages.gyro(), end);
+  fill(&channels.accel, &accel_, &packages.accel(), end);
+  fill(&channels.baro, &baro_, &packages.baro(), end);
+  fill(&channels.event, &event_, packages.event().size() > 0 ? &packages.event() : &packages.radio_byte(), end);
+  fill_quaternions(end);
+  csv_->write_rows(end);
+}
+
+std::string_view CsvStream::next() {
+  piece_.text.clear();
+  while (piece_.text.empty() && csv_->rows_written() < csv_->rows()) {
+    write_rows();
+  }
+  if (piece_.text.empty() && !ended_) {
+    ended_ = true;
+    csv_->write_rest(nullptr);  // what is buffered
+  }
+  return piece_.text;
+}
+
+}  // namespace vortena

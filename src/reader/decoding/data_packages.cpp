@@ -1,0 +1,257 @@
+// Data packages: 63 records of eight bytes behind a base tick. Inertial samples and times are big-endian,
+// barometer samples little-endian; that is how the units write them.
+#include "reader/decoding/data_packages.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+#include "reader/decoding/byte_order.h"
+#include "reader/decoding/recording_format.h"
+
+namespace vortena {
+namespace {
+
+constexpr double kFullScaleCounts = 1 << 15;
+constexpr double kPressureCountsPerMbar = 4096;
+constexpr double kTemperatureCountsPerDegree = 100;
+
+std::array<AxisCalibration, 3> inertial_calibration(const kiv_Config::SensorConfig& sensor) {
+  const double scale = sensor.range / kFullScaleCounts;
+  return {{{scale, sensor.offsetX, sensor.gainX},
+           {scale, sensor.offsetY, sensor.gainY},
+           {scale, sensor.offsetZ, sensor.gainZ}}};
+}
+
+std::array<AxisCalibration, 2> baro_calibration() {
+  return {{{.gain = kPressureCountsPerMbar}, {.gain = kTemperatureCountsPerDegree}}};
+}
+
+std::array<AxisCalibration, 1> tick_calibration(const kiv_Config& config) {
+  return {{{.gain = static_cast<double>(config.frequency)}}};
+}
+
+std::array<std::int16_t, 3> three_axes(const std::uint8_t* payload) {
+  return {s16_be(payload), s16_be(payload + kAxisSize), s16_be(payload + 2 * kAxisSize)};
+}
+
+/// Room for all blocks when those so far are typical, and a little more. Anything beyond still fits by growing: this
+/// only saves copies, and does without where memory is short.
+template <std::size_t Axes>
+void reserve_series(SampleSeries<Axes>& series, double growth) {
+  constexpr double kMargin = 1.03;
+  const double expected = static_cast<double>(series.size()) * growth * kMargin;
+  try {
+    series.reserve(static_cast<std::size_t>(expected));
+  } catch (const std::bad_alloc&) {
+    return;
+  }
+}
+
+/// True when an axis stands at either end of its 16 bits.
+bool is_at_full_scale(const std::array<std::int16_t, 3>& counts) {
+  // Both ends lie side by side when the numbers wrap behind the highest one.
+  const auto at_end = [](std::int16_t count) { return static_cast<std::uint16_t>(count - INT16_MAX) <= 1; };
+  return at_end(counts[0]) || at_end(counts[1]) || at_end(counts[2]);
+}
+
+/// Other channels are no measurement that could run out of its range.
+template <std::size_t Axes>
+bool is_at_full_scale(const std::array<std::int32_t, Axes>& /*counts*/) {
+  return false;
+}
+
+/// Memory that was erased, or never written, holds one byte throughout.
+bool is_blank(const std::uint8_t* bytes, std::size_t size) {
+  return std::memcmp(bytes, bytes + 1, size - 1) == 0;
+}
+
+bool is_present(const kiv_Config& config, ChannelKey key) {
+  switch (key) {
+    case kAccelKey:
+      return config.accel.present;
+    case kGyroKey:
+      return config.gyro.present;
+    case kBaroKey:
+      return config.baro.present;
+    case kMagKey:
+      return config.mag.present;
+    case kRadioByteKey:
+      return config.radioByte.present;
+    case kRadioTimeKey:
+      return config.radioTime.present;
+    case kEventKey:
+      return config.event.present;
+    case kQuaternionKey:
+      break;  // computed, never recorded
+  }
+  return false;
+}
+
+}  // namespace
+
+PackageDecoder::PackageDecoder(const kiv_Config& config)
+    : channel_of_id_{},
+      accel_(inertial_calibration(config.accel)),
+      gyro_(inertial_calibration(config.gyro)),
+      baro_(baro_calibration()),
+      radio_time_(tick_calibration(config)) {
+  std::array<bool, UINT8_MAX + 1> claimed{};
+  const auto claim = [&](const auto& settings, Channel channel) {
+    // A negative identifier wraps to one that no byte equals.
+    const std::size_t id = static_cast<std::uint32_t>(settings.id);
+    if (settings.present && id < claimed.size() && !claimed[id]) {
+      claimed[id] = true;
+      channel_of_id_[id] = channel;
+    }
+  };
+  // Of channels that share an identifier, the first in this order gets the records.
+  claim(config.accel, Channel::kAccel);
+  claim(config.gyro, Channel::kGyro);
+  claim(config.baro, Channel::kBaro);
+  claim(config.gps, Channel::kSkipped);
+  claim(config.mag, Channel::kMag);
+  claim(config.radioByte, Channel::kRadioByte);
+  claim(config.radioTime, Channel::kRadioTime);
+  claim(config.auxA, Channel::kSkipped);
+  claim(config.auxB, Channel::kSkipped);
+  claim(config.event, Channel::kEvent);
+}
+
+template <typename Visit>
+void PackageDecoder::for_each_series(Visit visit) {
+  visit(kAccelKey, accel_);
+  visit(kGyroKey, gyro_);
+  visit(kBaroKey, baro_);
+  visit(kMagKey, mag_);
+  visit(kRadioByteKey, radio_byte_);
+  visit(kRadioTimeKey, radio_time_);
+  visit(kEventKey, event_);
+}
+
+void PackageDecoder::decode_header_block(BlockBytes block, bool keep_samples) {
+  decode_records(block);
+  for_each_series([keep_samples](ChannelKey, auto& series) { series.end_header_block(keep_samples); });
+  packages_ = {};  // nearly all of its bytes are no records
+}
+
+void PackageDecoder::decode_block(BlockBytes block) {
+  if (is_blank(block.data(), block.size()) && channel_of_id_[block[0]] == Channel::kForeign) {
+    ++packages_.blank_blocks;
+    return;
+  }
+  decode_records(block);
+  look_at_base_tick(u32_be(block.data() + kBaseTickOffset));
+}
+
+void PackageDecoder::look_at_base_tick(std::int64_t base_tick) {
+  packages_.blocks_back_in_time += base_tick < last_base_tick_ ? 1 : 0;
+  last_base_tick_ = base_tick;
+}
+
+void PackageDecoder::decode_records(BlockBytes block) {
+  const std::int64_t base_tick = u32_be(block.data() + kBaseTickOffset);
+  for (std::size_t r = 0; r < kRecordsPerBlock; ++r) {
+    decode_record(base_tick, block.data() + kFirstRecordOffset + r * kRecordSize);
+  }
+}
+
+void PackageDecoder::count_foreign(const std::uint8_t* record) {
+  if (is_blank(record, kRecordSize)) {
+    ++packages_.blank_records;
+  } else {
+    ++packages_.foreign_records[record[kRecordIdOffset]];
+  }
+}
+
+void PackageDecoder::decode_record(std::int64_t base_tick, const std::uint8_t* record) {
+  const std::int64_t tick = base_tick + record[kRecordDeltaOffset];
+  const std::uint8_t* payload = record + kRecordPayloadOffset;
+  switch (channel_of_id_[record[kRecordIdOffset]]) {
+    case Channel::kForeign:
+      return count_foreign(record);
+    case Channel::kSkipped:
+      ++packages_.skipped_records;
+      return;
+    case Channel::kAccel:
+      return accel_.append(tick, three_axes(payload));
+    case Channel::kGyro:
+      return gyro_.append(tick, three_axes(payload));
+    case Channel::kBaro:
+      return baro_.append(tick, {u24_le(payload), s16_le(payload + kTemperatureOffset)});
+    case Channel::kMag:
+      return mag_.append(tick, three_axes(payload));
+    case Channel::kRadioByte:
+      return radio_byte_.append(tick, {payload[0]});
+    case Channel::kRadioTime:
+      return radio_time_.append(tick, {s32_be(payload)});
+    case Channel::kEvent:
+      return event_.append(tick, {payload[kEventOffset]});
+  }
+}
+
+void PackageDecoder::reserve(std::uint64_t total_blocks, std::uint64_t decoded_blocks) {
+  const double growth = static_cast<double>(total_blocks) / static_cast<double>(decoded_blocks);
+  for_each_series([growth](ChannelKey, auto& series) { reserve_series(series, growth); });
+}
+
+void PackageDecoder::make_room(const kiv_Config& config, SensorMap* sensors, Watch* watch) {
+  for_each_series([&](ChannelKey key, auto& series) {
+    if (is_present(config, key)) {
+      sensors->try_emplace(key, series.axes(), series.ordered_samples(Patience(watch)).size());
+    }
+  });
+}
+
+void PackageDecoder::order(Watch* watch) {
+  for_each_series([watch](ChannelKey, auto& series) { series.ordered_samples(Patience(watch)); });
+}
+
+std::map<ChannelKey, ChannelCounts> PackageDecoder::transfer(const kiv_Config& config, SensorMap* sensors,
+                                                             Watch* watch) {
+  std::map<ChannelKey, ChannelCounts> counts;
+#if defined(__EMSCRIPTEN__)
+  // Memory never goes back from an instance. With all series made before the first accumulator goes, these leave one
+  // hole, which the orientation fits into.
+  make_room(config, sensors, watch);
+#endif
+  for_each_series([&](ChannelKey key, auto& series) {
+    if (is_present(config, key)) {
+      const auto& samples = series.ordered_samples(Patience(watch));
+      ChannelCounts& channel = counts.emplace(key, series.counts()).first->second;
+      const auto from_header = static_cast<std::uint64_t>(
+          std::count_if(channel.header_samples.begin(), channel.header_samples.end(),
+                        [&](std::uint64_t at) { return is_at_full_scale(samples[at].counts); }));
+      const std::uint64_t at_full_scale = _transfertData(sensors, config, key, &series, Patience(watch));
+      channel.at_full_scale = at_full_scale - std::min(at_full_scale, from_header);
+    }
+  });
+  return counts;
+}
+
+template <std::size_t Axes>
+std::uint64_t _transfertData(SensorMap* sensors, const kiv_Config& config, int key, SampleSeries<Axes>* series,
+                             Patience patience) {
+  std::uint64_t at_full_scale = 0;
+  const auto& samples = series->ordered_samples(patience);
+  kiv_DataSensor& sensor = sensors->try_emplace(key, Axes, samples.size()).first->second;
+  if (sensor.has_shape(Axes, samples.size())) {
+    const double ticks_per_second = config.frequency;
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+      patience.step();
+      sensor.timestamps[i] = static_cast<double>(samples[i].tick) / ticks_per_second;
+      at_full_scale += is_at_full_scale(samples[i].counts) ? 1U : 0U;
+      for (std::size_t axis = 0; axis < Axes; ++axis) {
+        sensor.values[axis * samples.size() + i] = series->calibration()[axis].apply(samples[i].counts[axis]);
+      }
+    }
+  }
+  series->clear();
+  return at_full_scale;
+}
+
+template std::uint64_t _transfertData(SensorMap*, const kiv_Config&, int, SampleSeries<1>*, Patience);
+template std::uint64_t _transfertData(SensorMap*, const kiv_Config&, int, SampleSeries<2>*, Patience);
+template std::uint64_t _transfertData(SensorMap*, const kiv_Config&, int, SampleSeries<3>*, Patience);
+
+}  // namespace vortena

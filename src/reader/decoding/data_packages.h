@@ -1,0 +1,84 @@
+// Decoding of data packages into per-channel series. Works on bytes only.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+
+#include "reader/decoding/header_frames.h"
+#include "reader/decoding/load_report.h"
+#include "reader/decoding/recording_model.h"
+#include "reader/decoding/sample_series.h"
+
+namespace vortena {
+
+/// Decodes the blocks of one recording, in file order, into one accumulator per channel.
+class PackageDecoder {
+ public:
+  /// `config` is copied where needed; it may go before the decoder does.
+  explicit PackageDecoder(const kiv_Config& config);
+
+  /// The first block, before all others. With `keep_samples` it counts as a data package like any other; without, its
+  /// samples are counted only.
+  void decode_header_block(BlockBytes block, bool keep_samples);
+  void decode_block(BlockBytes block);
+
+  /// Makes room for `total_blocks` blocks, on the evidence of the `decoded_blocks` decoded so far.
+  void reserve(std::uint64_t total_blocks, std::uint64_t decoded_blocks);
+
+  /// Moves the series of every present channel into `sensors`, tells their counts and empties the accumulators. Throws
+  /// Stopped when the watch, which may be null, wants that.
+  std::map<ChannelKey, ChannelCounts> transfer(const kiv_Config& config, SensorMap* sensors, Watch* watch = nullptr);
+
+  /// Puts all samples into order. Throws Stopped as transfer() does.
+  void order(Watch* watch);
+
+  [[nodiscard]] const PackageCounts& packages() const { return packages_; }
+
+  /// The accumulators, for those who take the counts themselves.
+  [[nodiscard]] SampleSeries<3>& accel() { return accel_; }
+  [[nodiscard]] SampleSeries<3>& gyro() { return gyro_; }
+  [[nodiscard]] SampleSeries<2>& baro() { return baro_; }
+  [[nodiscard]] SampleSeries<3>& mag() { return mag_; }
+  [[nodiscard]] SampleSeries<1>& radio_byte() { return radio_byte_; }
+  [[nodiscard]] SampleSeries<1>& radio_time() { return radio_time_; }
+  [[nodiscard]] SampleSeries<1>& event() { return event_; }
+
+ private:
+  enum class Channel : std::uint8_t { kForeign, kSkipped, kAccel, kGyro, kBaro, kMag, kRadioByte, kRadioTime, kEvent };
+
+  /// The entries that transfer() fills, of present channels.
+  void make_room(const kiv_Config& config, SensorMap* sensors, Watch* watch);
+  void decode_records(BlockBytes block);
+  void decode_record(std::int64_t base_tick, const std::uint8_t* record);
+  void count_foreign(const std::uint8_t* record);
+  void look_at_base_tick(std::int64_t base_tick);
+  template <typename Visit>
+  void for_each_series(Visit visit);
+
+  std::array<Channel, UINT8_MAX + 1> channel_of_id_;
+  PackageCounts packages_;
+  std::int64_t last_base_tick_ = 0;
+  SampleSeries<3> accel_;
+  SampleSeries<3> gyro_;
+  SampleSeries<2> baro_;
+  SampleSeries<3> mag_;
+  SampleSeries<1> radio_byte_;
+  SampleSeries<1> radio_time_;
+  SampleSeries<1> event_;
+};
+
+/// Moves an accumulator of one, two or three values per sample into the map under `key` and empties it. Time
+/// stamps are ticks over `config.frequency`, whatever that is. An entry that already stands under the key is
+/// filled in place when it has the same axis and sample counts; an entry of another shape stays as it is.
+/// Throws Stopped when `patience` ends.
+template <std::size_t Axes>
+std::uint64_t _transfertData(SensorMap* sensors, const kiv_Config& config, int key, SampleSeries<Axes>* series,
+                             Patience patience = Patience(nullptr));
+
+extern template std::uint64_t _transfertData(SensorMap*, const kiv_Config&, int, SampleSeries<1>*, Patience);
+extern template std::uint64_t _transfertData(SensorMap*, const kiv_Config&, int, SampleSeries<2>*, Patience);
+extern template std::uint64_t _transfertData(SensorMap*, const kiv_Config&, int, SampleSeries<3>*, Patience);
+
+}  // namespace vortena
