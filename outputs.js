@@ -2,7 +2,7 @@
 // name, and appears whole or not at all.
 'use strict';
 
-const args = require('./src/promises/arguments.js');
+const args = require('./src/requests/arguments.js');
 const { clearParts, partOf } = require('./src/promises/parts.js');
 const { filePath } = require('./src/promises/paths.js');
 const { native, run } = require('./src/promises/run.js');

@@ -2,11 +2,11 @@
 'use strict';
 
 const { loadMethods } = require('./src/loading.js');
-const args = require('./src/promises/arguments.js');
-const { configurationObject, configurationText } = require('./src/promises/configuration.js');
-const { VortenaError } = require('./src/promises/errors.js');
+const args = require('./src/requests/arguments.js');
+const { configurationObject, configurationText } = require('./src/requests/configuration.js');
+const { VortenaError } = require('./src/requests/errors.js');
 const { filePath, pathList } = require('./src/promises/paths.js');
-const { levelsRequest, samplesRequest, setAnswer } = require('./src/promises/requests.js');
+const { levelsRequest, samplesRequest, setAnswer } = require('./src/requests/requests.js');
 const { backend: operations, native, run } = require('./src/promises/run.js');
 
 /** As the native entry names CSVs; for messages. */

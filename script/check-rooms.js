@@ -29,11 +29,11 @@ const ROOMS = {
   'outputs.js': ['src/promises', 'src/requests'],
   'wasm.js': ['src/wasm'],
   'tools/viewer/page': [],
-  'tools/viewer/drop': ['tools/viewer/page'],
+  'tools/viewer/drop': ['tools/viewer/page', 'wasm.js'],
   'tools/viewer': ['tools/viewer/page', 'tools/viewer/drop', 'promises.js'],
   'tools/lib/telling': ['tools/viewer/page'],
   'tools/lib/finding': ['tools/lib/telling', 'outputs.js'],
-  'tools/lib/outputs': ['tools/lib/finding', 'promises.js', 'outputs.js'],
+  'tools/lib/outputs': ['tools/lib/telling', 'promises.js', 'outputs.js'],
   'tools/lib/running': ['tools/lib/outputs', 'tools/lib/telling', 'promises.js', 'outputs.js'],
   'tools/lib/commands': ['tools/lib/running', 'tools/lib/outputs', 'tools/lib/finding', 'tools/lib/telling', 'tools/viewer', 'promises.js', 'outputs.js'],
   'tools/lib': ['tools/lib/commands', 'tools/lib/telling', 'promises.js'],
@@ -67,7 +67,7 @@ function* arrows() {
     const from = roomOf(file);
     for (const used of from ? usedBy(file) : []) {
       const to = roomOf(used);
-      if (to !== from && fs.existsSync(used)) {
+      if (to !== from && fs.existsSync(used) && !used.endsWith('.json')) {
         yield { file, used, from, to };
       }
     }

@@ -87,7 +87,7 @@ need_build_tools() {
 pack_module() { # BUILD FOLDER
   mkdir -p "$2/build/Release" "$2/src"
   cp index.js promises.js "$2/"
-  cp -r src/loading.js src/promises "$2/src/"
+  cp -r src/loading.js src/promises src/requests "$2/src/"
   cp "$1/addon.node" "$1/vortena.node" "$2/build/Release/"
 }
 

@@ -4,7 +4,7 @@
 
 const os = require('node:os');
 
-const { progressOf } = require('./stages.js');
+const { progressOf } = require('../requests/stages.js');
 
 const POLL_MS = 100;
 /** Jobs end within some milliseconds of their wish to stop, and leave nothing. One that the system holds is not waited for. */

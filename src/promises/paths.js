@@ -3,7 +3,7 @@
 
 const { fileURLToPath } = require('node:url');
 
-const { check } = require('./arguments.js');
+const { check } = require('../requests/arguments.js');
 
 function filePath(value, name) {
   const path = value instanceof URL ? fileURLToPath(value) : value;

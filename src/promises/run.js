@@ -4,7 +4,7 @@
 const os = require('node:os');
 
 const { loadOperations } = require('../loading.js');
-const { vortenaError } = require('./errors.js');
+const { vortenaError } = require('../requests/errors.js');
 const { JobFailure, runJob } = require('./job-queue.js');
 const { nativeBackend } = require('./native-backend.js');
 

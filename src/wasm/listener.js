@@ -1,7 +1,7 @@
 // An operation under way as its caller sees it: progress out, the wish to stop in.
 'use strict';
 
-const { progressOf } = require('../promises/stages.js');
+const { progressOf } = require('../requests/stages.js');
 
 const PROGRESS_MS = 100;
 

@@ -4,10 +4,10 @@
 const { Instance } = require('./instance.js');
 const { Listener } = require('./listener.js');
 const { MemoryFiles, WrittenFile } = require('./memory-files.js');
-const args = require('../promises/arguments.js');
-const { configurationObject } = require('../promises/configuration.js');
-const { VortenaError, vortenaError } = require('../promises/errors.js');
-const { levelsRequest, samplesRequest, setAnswer } = require('../promises/requests.js');
+const args = require('../requests/arguments.js');
+const { configurationObject } = require('../requests/configuration.js');
+const { VortenaError, vortenaError } = require('../requests/errors.js');
+const { levelsRequest, samplesRequest, setAnswer } = require('../requests/requests.js');
 
 /** Between two pieces of a CSV, other tasks of the thread get their turn this often. */
 const BREATH_MS = 50;

@@ -62,7 +62,7 @@ function alteredModule(from, to) {
 /** A package in a folder of its own, with files of the given contents beside its JavaScript. */
 function layOut(test, contents, scripts = ['build-addon.js', 'install.js']) {
   const folder = scratchFolder(test);
-  for (const name of ['index.js', 'promises.js', 'src/loading.js', 'src/promises']) {
+  for (const name of ['index.js', 'promises.js', 'src/loading.js', 'src/promises', 'src/requests']) {
     fs.cpSync(path.join(packagePath, name), path.join(folder, name), { recursive: true });
   }
   for (const name of scripts) {

@@ -192,7 +192,7 @@ test('what appears while a job runs is not replaced, nor what is there without `
 
 test('a recording that changes while it is read gives nothing', async (t) => {
   const folder = scratchFolder(t);
-  const recording = longUnit(folder, 'r.bin', 5000);
+  const recording = longUnit(folder, 'r.bin', 40_000);
   for (const start of [
     () => reader.convert(recording, path.join(folder, 'r.csv')), () => reader.readSamples(recording),
     () => reader.inspect(recording), () => reader.levels([recording]),

@@ -3,8 +3,8 @@
 'use strict';
 
 const { Command, CommanderError } = require('commander');
-const { FAILED, INTERNAL_FAULT, OK, UsageError, WRONG_USAGE } = require('./exit-status.js');
-const { printable } = require('./quantities.js');
+const { FAILED, INTERNAL_FAULT, OK, UsageError, WRONG_USAGE } = require('./telling/exit-status.js');
+const { printable } = require('./telling/quantities.js');
 const { version } = require('../package.json');
 
 const VERBS = ['info', 'check', 'convert', 'sync', 'view', 'config'];

@@ -3,7 +3,7 @@
 
 const assert = require('node:assert/strict');
 const test = require('node:test');
-const { Bars } = require('../lib/progress.js');
+const { Bars } = require('../lib/telling/progress.js');
 
 /** A terminal's lines, of what cli-progress writes: text, line feeds, and the cursor's moves. */
 class Screen {

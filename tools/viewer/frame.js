@@ -6,47 +6,40 @@ const path = require('node:path');
 
 const fileText = (...names) => fs.readFileSync(path.join(__dirname, ...names), 'utf8');
 
-/** The modules that `main` of page/ requires, and those that they do, by the names that they are required by. */
-function modulesFrom(main, found = new Map()) {
-  const text = fileText('page', `${main}.js`);
-  found.set(main, text);
-  for (const [, name] of text.matchAll(/require\('\.\/([\w-]+)\.js'\)/g)) {
-    if (!found.has(name)) {
-      modulesFrom(name, found);
-    }
-  }
-  return found;
+/** What the packed package has in place of esbuild. */
+const BUNDLED = 'page.bundle.js';
+
+/** A script with all that its modules need. */
+function bundle(entry, options = {}) {
+  const { outputFiles } = require('esbuild').buildSync({
+    entryPoints: [path.join(__dirname, entry)],
+    bundle: true,
+    format: 'iife',
+    platform: 'browser',
+    target: 'es2022',
+    charset: 'utf8',
+    legalComments: 'inline',
+    write: false,
+    ...options,
+  });
+  return outputFiles[0].text;
 }
 
-/** As one script. */
-function bundle(main) {
-  const modules = Array.from(modulesFrom(main), ([name, text]) => `'./${name}.js': (module, require) => {${text}\n}`);
-  return `(() => {
-const sources = {${modules.join(',\n')}};
-const loaded = {};
-function require(name) {
-  if (!loaded[name]) {
-    loaded[name] = { exports: {} };
-    sources[name](loaded[name], require);
-  }
-  return loaded[name].exports;
-}
-require('./${main}.js');
-})();`;
-}
+/** The script of a recording's page. */
+const pageScript = () => (fs.existsSync(path.join(__dirname, BUNDLED)) ? fileText(BUNDLED) : bundle('page/main.js'));
 
 /** Text within an element must not end it. */
 const enclosed = (text) => text.replace(/<\/(script|style)/gi, '<\\/$1').replace(/<!--/g, '<\\!--');
 const asHtml = (text) => text.replace(/[&<>]/g, (c) => `&#${c.charCodeAt()};`);
 
-/** The scripts of a page whose code begins in `main` of page/, in order. */
-function scriptsOf(main) {
+/** The scripts of a page, in order. */
+function scriptsOf(script) {
   const plotting = path.dirname(require.resolve('uplot/package.json'));
-  return [fs.readFileSync(path.join(plotting, 'dist', 'uPlot.iife.min.js'), 'utf8'), bundle(main)].map(enclosed);
+  return [fs.readFileSync(path.join(plotting, 'dist', 'uPlot.iife.min.js'), 'utf8'), script].map(enclosed);
 }
 
 /** A page without data, for which it has the place {{DATA}}. `sources` is HTML above the recording, `licences` below uPlot's. */
-function frame({ main, title, generator, policy, style = '', sources = '', licences = '' }) {
+function frame({ script, title, generator, policy, style = '', sources = '', licences = '' }) {
   const plotting = path.dirname(require.resolve('uplot/package.json'));
   const library = (...names) => fs.readFileSync(path.join(plotting, ...names), 'utf8');
   const parts = {
@@ -57,11 +50,11 @@ function frame({ main, title, generator, policy, style = '', sources = '', licen
     SOURCES: sources,
     LICENCE: asHtml(library('LICENSE')),
     LICENCES: licences,
-    SCRIPTS: scriptsOf(main)
+    SCRIPTS: scriptsOf(script)
       .map((script) => `<script>${script}</script>`)
       .join('\n'),
   };
   return fileText('page.html').replace(/\{\{(\w+)\}\}/g, (whole, name) => parts[name] ?? whole);
 }
 
-module.exports = { enclosed, fileText, frame, scriptsOf };
+module.exports = { BUNDLED, bundle, enclosed, fileText, frame, pageScript, scriptsOf };

@@ -4,7 +4,7 @@
 const path = require('node:path');
 const zlib = require('node:zlib');
 const { levels } = require('vortena-reader/promises');
-const { frame } = require('./frame.js');
+const { frame, pageScript } = require('./frame.js');
 const { describeUnit, isCurve } = require('./page/description.js');
 const { packSamples, toPlanes } = require('./page/packing.js');
 
@@ -132,7 +132,7 @@ async function makePage(recordings, { synchronised = recordings.length > 1, serv
     mostBins: MOST_BINS,
     mostSamples: served ? Number.MAX_SAFE_INTEGER : MOST_SAMPLES_IN_PAGE,
   });
-  const html = frame({ main: 'main', title: 'Recording', generator: 'vortena view', policy: POLICY });
+  const html = frame({ script: pageScript(), title: 'Recording', generator: 'vortena view', policy: POLICY });
   const names = recordings.map((recording) => path.basename(recording));
   const bare = describe(units, names, { levelsOf: fitLevels(units, 0).packed, samplesOf: new Map(), served });
   const room = MOST_BYTES - Buffer.byteLength(fill(html, { ...bare, blobs: [] })) - 1000;

@@ -6,8 +6,7 @@ const crypto = require('node:crypto');
 const fs = require('node:fs');
 const path = require('node:path');
 const zlib = require('node:zlib');
-const esbuild = require('esbuild');
-const { enclosed, fileText, frame, scriptsOf } = require('./frame.js');
+const { bundle, enclosed, fileText, frame, scriptsOf } = require('./frame.js');
 
 const READER = path.join(__dirname, 'reader.html');
 const WASM = path.join(__dirname, '..', '..', 'wasm', 'vortena.wasm');
@@ -15,26 +14,16 @@ const LICENCES =
   '<p>The reader holds parts of musl, © 2005–2020 Rich Felker and others, and of Emscripten, © its authors, under the same ' +
   'licence, and libc++ of the LLVM project, under Apache-2.0 with LLVM exceptions.</p>';
 
-function workerScript() {
-  const { outputFiles } = esbuild.buildSync({
-    entryPoints: [path.join(__dirname, 'reader-worker.js')],
-    bundle: true,
-    format: 'iife',
-    platform: 'browser',
-    target: 'es2022',
-    minify: true,
-    logOverride: { 'empty-import-meta': 'silent' }, // of a place that is not asked for the module: the page hands it in
-    legalComments: 'inline',
-    write: false,
-  });
-  return outputFiles[0].text;
-}
+const script = bundle('drop/reader.js');
+
+/** It does not ask `import.meta` for the module: the page hands that in. */
+const workerScript = () => bundle('drop/reader-worker.js', { minify: true, logOverride: { 'empty-import-meta': 'silent' } });
 
 const hashOf = (script) => `'sha256-${crypto.createHash('sha256').update(script).digest('base64')}'`;
 
 /** Nothing but the page's own scripts runs, and nothing connects. Workers made from blobs are held to it as well. */
 function policy() {
-  const scripts = scriptsOf('reader').map(hashOf).join(' ');
+  const scripts = scriptsOf(script).map(hashOf).join(' ');
   return (
     `default-src 'none'; script-src ${scripts} 'wasm-unsafe-eval'; worker-src blob:; style-src 'unsafe-inline'; ` +
     "img-src data: blob:; connect-src 'none'; base-uri 'none'; form-action 'none'"
@@ -43,7 +32,7 @@ function policy() {
 
 function makeReader() {
   const page = frame({
-    main: 'reader',
+    script,
     title: 'Recordings – Vortena',
     generator: 'vortena reader',
     policy: policy(),

@@ -1,7 +1,7 @@
 // vortena check: the verdict of many recordings, the worst first.
 'use strict';
 
-const { poolOptions } = require('../options.js');
+const { poolOptions } = require('./options.js');
 
 function define(program) {
   const command = program
@@ -23,10 +23,10 @@ function severityOf({ verdict, notes }) {
 }
 
 async function checkAll(paths, options) {
-  const { DAMAGED, OK } = require('../exit-status.js');
-  const { findRecordings } = require('../recordings.js');
-  const { makeReport } = require('../report.js');
-  const { Run } = require('../run.js');
+  const { DAMAGED, OK } = require('../telling/exit-status.js');
+  const { findRecordings } = require('../finding/recordings.js');
+  const { makeReport } = require('../telling/report.js');
+  const { Run } = require('../running/run.js');
 
   const report = makeReport(options);
   const checked = [];
@@ -42,7 +42,7 @@ async function checkAll(paths, options) {
 }
 
 function tellChecked(report, recording, quality) {
-  const { printable } = require('../quantities.js');
+  const { printable } = require('../telling/quantities.js');
   report.event('checked', { recording, report: quality });
   report.result(`${quality.verdict.padEnd(8)} ${printable(recording)}`);
   quality.notes.forEach(({ severity, text }) => report.result(`         ${severity === 'damage' ? '! ' : '- '}${text}`));

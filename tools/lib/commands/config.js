@@ -14,9 +14,9 @@ function define(program) {
 }
 
 async function showOrWrite(file, { set, out }) {
-  const { FAILED, OK, UsageError } = require('../exit-status.js');
-  const { failureOf } = require('../failures.js');
-  const { failureText } = require('../report.js');
+  const { FAILED, OK, UsageError } = require('../telling/exit-status.js');
+  const { failureOf } = require('../telling/failures.js');
+  const { failureText } = require('../telling/report.js');
   if ((set === undefined) !== (out === undefined) || (set === undefined) === (file === undefined)) {
     throw new UsageError('config takes a recording, or --set TEXT and -o FILE without one');
   }

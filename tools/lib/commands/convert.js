@@ -2,7 +2,7 @@
 'use strict';
 
 const { Option } = require('commander');
-const { poolOptions, shard } = require('../options.js');
+const { poolOptions, shard } = require('./options.js');
 
 const FORMATS = ['csv', 'csv.gz', 'parquet'];
 
@@ -28,11 +28,11 @@ function define(program) {
 }
 
 async function convertAll(paths, options) {
-  const { noteMade } = require('../made.js');
-  const { planConversions } = require('../plan.js');
-  const { findRecordings } = require('../recordings.js');
-  const { makeReport } = require('../report.js');
-  const { Run } = require('../run.js');
+  const { noteMade } = require('../outputs/made.js');
+  const { planConversions } = require('../outputs/plan.js');
+  const { findRecordings } = require('../finding/recordings.js');
+  const { makeReport } = require('../telling/report.js');
+  const { Run } = require('../running/run.js');
 
   const jobs = await planConversions(await findRecordings(paths, options), options);
   const report = makeReport(options);
@@ -51,7 +51,7 @@ async function convertAll(paths, options) {
 }
 
 function tellConverted(report, { recording, output }, { rows, bytes, report: quality }, ms) {
-  const { damageText } = require('../report.js');
+  const { damageText } = require('../telling/report.js');
   const { verdict, notes } = quality;
   report.event('converted', { recording, output, rows, bytes, ms, verdict, notes: notes.map(({ code }) => code) });
   report.result(output);

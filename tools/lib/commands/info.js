@@ -13,9 +13,9 @@ function define(program) {
 }
 
 async function showAll(files, { json }) {
-  const { FAILED, OK } = require('../exit-status.js');
-  const { failureOf } = require('../failures.js');
-  const { makeReport } = require('../report.js');
+  const { FAILED, OK } = require('../telling/exit-status.js');
+  const { failureOf } = require('../telling/failures.js');
+  const { makeReport } = require('../telling/report.js');
   const { inspect, readConfig } = require('vortena-reader/promises');
 
   const report = makeReport({ json });
@@ -50,7 +50,7 @@ function dateText({ year, month, day, hour, minute, second }) {
 }
 
 function orientationText({ available, reason, startsAfter, firstTilt, lastTilt }) {
-  const { knownSeconds } = require('../quantities.js');
+  const { knownSeconds } = require('../telling/quantities.js');
   const degrees = (angle) => (angle === null ? 'unknown' : `${angle.toFixed(1)} degrees`);
   return available
     ? `from ${knownSeconds(startsAfter, 2)} on, tilt ${degrees(firstTilt)} at first and ${degrees(lastTilt)} at last`
@@ -58,7 +58,7 @@ function orientationText({ available, reason, startsAfter, firstTilt, lastTilt }
 }
 
 function channelRow([name, { samples, nominalRate, measuredRate, gaps }]) {
-  const { formatDuration } = require('../quantities.js');
+  const { formatDuration } = require('../telling/quantities.js');
   const missing = gaps?.count ? `${gaps.count} (${formatDuration(gaps.seconds)})` : gaps && samples > 0 ? '0' : '';
   return [name, String(samples), `${nominalRate} Hz`, measuredRate === null ? '' : `${measuredRate.toFixed(2)} Hz`, missing];
 }
@@ -70,7 +70,7 @@ function table(rows) {
 }
 
 function screen(recording, config, { verdict, notes, file, clock, channels, orientation }) {
-  const { formatBytes, formatDuration, printable } = require('../quantities.js');
+  const { formatBytes, formatDuration, printable } = require('../telling/quantities.js');
   const duration = clock.seconds === null ? 'no samples' : formatDuration(clock.seconds);
   return [
     printable(recording),

@@ -31,9 +31,9 @@ function outputInTheWay(files, out) {
 }
 
 async function synchroniseAll(files, options) {
-  const { FAILED, OK } = require('../exit-status.js');
-  const { failure, failureOf } = require('../failures.js');
-  const { makeReport } = require('../report.js');
+  const { FAILED, OK } = require('../telling/exit-status.js');
+  const { failure, failureOf } = require('../telling/failures.js');
+  const { makeReport } = require('../telling/report.js');
 
   const report = makeReport(options);
   const inTheWay = options.overwrite ? undefined : outputInTheWay(files, options.out);
@@ -65,7 +65,7 @@ async function synchroniseInto({ out, fsync, overwrite = false }, files, bars) {
 /** `report` draws the bar, where one is wanted. */
 async function synchroniseWithBar(report, files, { out, fsync, overwrite }) {
   const fs = require('node:fs/promises');
-  const { Interruption } = require('../interruption.js');
+  const { Interruption } = require('../running/interruption.js');
   const { synchronise } = require('vortena-reader/promises');
 
   const controller = new AbortController();
@@ -88,8 +88,8 @@ async function synchroniseWithBar(report, files, { out, fsync, overwrite }) {
 }
 
 function tellSynchronised(report, { outputs, clock, units }) {
-  const { damageText } = require('../report.js');
-  const { counted, formatDuration, knownSeconds } = require('../quantities.js');
+  const { damageText } = require('../telling/report.js');
+  const { counted, formatDuration, knownSeconds } = require('../telling/quantities.js');
   report.event('synchronised', { outputs, clock, units });
   outputs.forEach((output) => report.result(output));
   const common = `${formatDuration(clock.duration) || 'unknown'} in common from ${knownSeconds(clock.start, 3)} on`;

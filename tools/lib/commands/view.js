@@ -19,7 +19,7 @@ function define(program) {
 }
 
 function check(files, { sync, serve, out }) {
-  const { UsageError } = require('../exit-status.js');
+  const { UsageError } = require('../telling/exit-status.js');
   if (files.length === 0 && (sync || serve || out)) {
     throw new UsageError('--sync, --serve and -o want recordings. Without any, there is the page that reads them itself.');
   }
@@ -35,9 +35,9 @@ function check(files, { sync, serve, out }) {
 }
 
 async function view(files, options) {
-  const { FAILED } = require('../exit-status.js');
-  const { failureOf } = require('../failures.js');
-  const { makeReport } = require('../report.js');
+  const { FAILED } = require('../telling/exit-status.js');
+  const { failureOf } = require('../telling/failures.js');
+  const { makeReport } = require('../telling/report.js');
 
   check(files, options);
   if (files.length === 0) {
@@ -62,7 +62,7 @@ function pageOf(recording) {
 
 /** `work(signal)`; the first Ctrl-C aborts the signal. */
 async function interruptible(work) {
-  const { Interruption } = require('../interruption.js');
+  const { Interruption } = require('../running/interruption.js');
   const controller = new AbortController();
   const interruption = new Interruption({ ask: () => controller.abort({ interrupted: interruption.status }), now: () => {} });
   try {
@@ -88,7 +88,7 @@ async function isPage(file) {
 async function refusal(output, overwrite) {
   const fs = require('node:fs');
   const { requirePlace } = require('vortena-reader/outputs');
-  const { failure } = require('../failures.js');
+  const { failure } = require('../telling/failures.js');
   await requirePlace(output);
   const stands = fs.lstatSync(output, { throwIfNoEntry: false }) !== undefined;
   return !stands || overwrite || (fs.existsSync(output) && (await isPage(output)))
@@ -101,9 +101,9 @@ async function refusal(output, overwrite) {
 
 async function writePage(files, { out, sync = false, overwrite, open }) {
   const fs = require('node:fs');
-  const { FAILED, OK } = require('../exit-status.js');
+  const { FAILED, OK } = require('../telling/exit-status.js');
   const { partOf, publish } = require('vortena-reader/outputs');
-  const { makeReport } = require('../report.js');
+  const { makeReport } = require('../telling/report.js');
   const { OWNER_ONLY } = require('../outputs/whole.js');
   const { makePage } = require('../../viewer/make-page.js');
 
@@ -133,7 +133,7 @@ async function writePage(files, { out, sync = false, overwrite, open }) {
 function showReader({ open }) {
   const fs = require('node:fs');
   const path = require('node:path');
-  const { FAILED, OK } = require('../exit-status.js');
+  const { FAILED, OK } = require('../telling/exit-status.js');
 
   const reader = path.join(__dirname, '..', '..', 'viewer', 'reader.html');
   if (!fs.existsSync(reader)) {
@@ -149,7 +149,7 @@ function showReader({ open }) {
 
 /** Ctrl-C is how a server ends, and no failure. */
 async function servePage(files, { sync = false, open }) {
-  const { OK } = require('../exit-status.js');
+  const { OK } = require('../telling/exit-status.js');
   const { serve } = require('../../viewer/server.js');
 
   await interruptible(async (signal) => {

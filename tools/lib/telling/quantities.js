@@ -1,7 +1,7 @@
 // Numbers for people.
 'use strict';
 
-const { counted, durationText } = require('../viewer/page/wording.js');
+const { counted, durationText } = require('../../viewer/page/wording.js');
 
 const UNITS = ['B', 'kB', 'MB', 'GB', 'TB'];
 

@@ -3,11 +3,11 @@
 
 const os = require('node:os');
 require('vortena-reader/promises'); // says once, and here, when it is not built
-const { FAILED, OK } = require('./exit-status.js');
+const { FAILED, OK } = require('../telling/exit-status.js');
 const { Interruption } = require('./interruption.js');
 const { memoryBudget } = require('./memory.js');
 const { Pool } = require('./pool.js');
-const { counted, formatBytes, formatDuration } = require('./quantities.js');
+const { counted, formatBytes, formatDuration } = require('../telling/quantities.js');
 
 class Run {
   /** `succeed(job, result, ms)` reports a job that was done. */

@@ -4,8 +4,8 @@
 const fs = require('node:fs/promises');
 const path = require('node:path');
 const { clearParts } = require('vortena-reader/outputs');
-const { UsageError } = require('./exit-status.js');
-const { failure } = require('./failures.js');
+const { UsageError } = require('../telling/exit-status.js');
+const { failure } = require('../telling/failures.js');
 const { FORMATS, Made } = require('./made.js');
 const { Places } = require('./places.js');
 

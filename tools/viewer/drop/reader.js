@@ -1,13 +1,13 @@
 // A page without recordings of its own: reads those that are dropped on it or chosen, shows them and saves their CSV.
 'use strict';
 
-const { element } = require('./chart.js');
-const { describeUnit } = require('./description.js');
+const { element } = require('../page/chart.js');
+const { describeUnit } = require('../page/description.js');
 const { Jobs } = require('./jobs.js');
-const { Page } = require('./page.js');
-const { Channel, unitFrom } = require('./recording.js');
-const { openOutput } = require('./saving.js');
-const { numberText } = require('./scales.js');
+const { Page } = require('../page/page.js');
+const { Channel, unitFrom } = require('../page/recording.js');
+const { openOutput } = require('../page/saving.js');
+const { numberText } = require('../page/scales.js');
 const { Work, sentence, tell, tellProgress } = require('./work.js');
 
 /** Of all recordings together; what the page keeps of them stays below some 300 MB. */

@@ -5,7 +5,7 @@
 const { fork } = require('node:child_process');
 const path = require('node:path');
 const { clearParts } = require('vortena-reader/outputs');
-const { failure } = require('./failures.js');
+const { failure } = require('../telling/failures.js');
 const { memoryOf } = require('./memory.js');
 
 const WORKER = path.join(__dirname, 'worker.js');

@@ -2,12 +2,12 @@
 // unfinished output then.
 'use strict';
 
-const { failureOf } = require('./failures.js');
+const { failureOf } = require('../telling/failures.js');
 
 const OPERATIONS = {
-  csv: () => require('./outputs/csv.js').writeCsv,
-  'csv.gz': () => require('./outputs/csv-gz.js').writeCsvGz,
-  parquet: () => require('./outputs/parquet.js').writeParquet,
+  csv: () => require('../outputs/csv.js').writeCsv,
+  'csv.gz': () => require('../outputs/csv-gz.js').writeCsvGz,
+  parquet: () => require('../outputs/parquet.js').writeParquet,
   inspect: () => require('./inspection.js').inspectRecording,
 };
 

@@ -1,7 +1,7 @@
 // Jobs of the reader page. Each has a worker of its own, which takes all of its memory along when it ends.
 'use strict';
 
-const { inflate } = require('./packing.js');
+const { inflate } = require('../page/packing.js');
 
 /** Of the reader: `code` is stable, the message is for people. */
 class JobError extends Error {

@@ -1,8 +1,8 @@
 // What the reader page is at: its dialog with progress and a way out, and what it tells of the end.
 'use strict';
 
-const { element } = require('./chart.js');
-const { numberText } = require('./scales.js');
+const { element } = require('../page/chart.js');
+const { numberText } = require('../page/scales.js');
 
 const STAGES = {
   decode: 'reading',
