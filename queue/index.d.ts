@@ -27,7 +27,8 @@ export interface Submitted {
 /**
  * Queues the conversion of recordings, or of all *.bin in folders. Rejects before anything is queued with
  * `ERR_OUTPUT_CLASH` when two recordings would be written to one output, with the system's error when a path cannot be
- * looked at, with `ERR_REDIS` when the server cannot be reached, and with a `TypeError` for wrong arguments.
+ * looked at, with `ERR_REDIS` when the server cannot be reached or does not answer, and with a `TypeError` for wrong
+ * arguments.
  */
 export function enqueue(paths: string | readonly string[], options: EnqueueOptions): Promise<Submitted[]>;
 

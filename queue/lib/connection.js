@@ -11,6 +11,11 @@ const DEFAULT_URL = 'redis://127.0.0.1:6379';
 const TRIES = 3;
 const PAUSE_MS = 500;
 
+/** Longest silence that an answer may take. */
+const SILENCE_MS = 1500;
+const SILENT = `no answer in ${SILENCE_MS / 1000} s`;
+const TIMED_OUT = 'Command timed out'; // as ioredis says it, without a class or a code
+
 const redisUrl = (given) => given ?? process.env.REDIS_URL ?? DEFAULT_URL;
 
 /** The password that a URL may hold is not for messages. */
@@ -23,12 +28,31 @@ function unreachable(url, cause) {
   return Object.assign(new Error(message, { cause }), { code: 'ERR_REDIS' });
 }
 
+/** The client's own limit ends where a connection is accepted, and a server that is stopped accepts connections. */
+function connectInTime(redis) {
+  let timer;
+  const silence = new Promise((_, reject) => {
+    timer = setTimeout(() => reject(new Error(SILENT)), SILENCE_MS);
+  });
+  return Promise.race([redis.connect(), silence]).finally(() => clearTimeout(timer));
+}
+
+/** A failure of the connection as what it is; any other error of `use` as it is. */
+function failureOf(error, { url, status, lastError }) {
+  if (error.message === TIMED_OUT) {
+    return unreachable(url, new Error(SILENT));
+  }
+  return status === 'ready' ? error : unreachable(url, lastError ?? error);
+}
+
 /** Calls `use(redis)` for someone who waits for the answer: gives up where a worker would try for ever. */
 async function withRedis(given, use) {
   const url = redisUrl(given);
   const redis = new Redis(url, {
     lazyConnect: true,
     maxRetriesPerRequest: 1,
+    commandTimeout: SILENCE_MS,
+    disconnectTimeout: 0, // nobody waits for the last word of a server that says none
     retryStrategy: (times) => (times < TRIES ? PAUSE_MS : null),
   });
   let lastError;
@@ -36,10 +60,10 @@ async function withRedis(given, use) {
     lastError = error;
   });
   try {
-    await redis.connect();
+    await connectInTime(redis);
     return await use(redis);
   } catch (error) {
-    throw redis.status === 'ready' ? error : unreachable(url, lastError ?? error);
+    throw failureOf(error, { url, status: redis.status, lastError });
   } finally {
     redis.disconnect();
   }

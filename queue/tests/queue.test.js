@@ -8,7 +8,7 @@ const { setTimeout: pause } = require('node:timers/promises');
 const { Queue } = require('bullmq');
 const { convert } = require('vortena-reader/promises');
 const { QUEUE, enqueue, work } = require('..');
-const { countOutputs, redisServer, scratchFolder, until, workerProcess, writeRecording } = require('./support.js');
+const { countOutputs, redisServer, scratchFolder, silentFrom, until, workerProcess, writeRecording } = require('./support.js');
 
 const LOCK_S = 2;
 const SHORT = 3;
@@ -144,4 +144,16 @@ test('outputs mirror folders, and belong to one recording each', async (t) => {
     assert(!error.message.includes('secret'));
     return true;
   });
+});
+
+test('a server that accepts connections and falls silent is one that cannot be reached', async (t) => {
+  const { redis, folder, out } = await setting(t);
+  const recording = writeRecording(path.join(folder, 'r.bin'), SHORT);
+  for (const word of ['', 'hsetnx', 'hgetall']) { // while it connects, claims and submits
+    const url = await silentFrom(t, word, redis);
+    const begin = performance.now();
+    await assert.rejects(enqueue(recording, { redis: url, out }), { code: 'ERR_REDIS', message: /no answer/ });
+    assert(performance.now() - begin < 3000, word);
+  }
+  assert.deepEqual(states(await enqueue(recording, { redis, out })), ['queued']);
 });

@@ -63,6 +63,21 @@ async function redisServer(test) {
   return { url: `redis://${HOST}:${port}`, kill, start };
 }
 
+/** The URL of a server that says nothing more to a client as soon as that has sent `word`: '' is in whatever it sends. */
+async function silentFrom(test, word, url) {
+  const sockets = new Set();
+  const relay = net.createServer((client) => {
+    const server = net.connect(new URL(url).port, HOST);
+    [client, server].forEach((socket) => sockets.add(socket.on('error', () => {})));
+    client.once('close', () => server.destroy());
+    client.on('data', (bytes) => (bytes.includes(word) ? client.pause() : server.write(bytes)));
+    server.pipe(client);
+  }).listen(0, HOST);
+  await new Promise((resolve) => relay.once('listening', resolve));
+  test.after(() => { relay.close(); sockets.forEach((socket) => socket.destroy()); });
+  return `redis://${HOST}:${relay.address().port}`;
+}
+
 /** A worker process; `output()` is all that it has written. */
 function workerProcess(test, url, ...options) {
   const program = path.join(__dirname, '..', 'bin', 'vortena-queue.js');
@@ -97,4 +112,4 @@ function countOutputs(test, folder) {
   return counts;
 }
 
-module.exports = { countOutputs, redisServer, scratchFolder, until, workerProcess, writeRecording };
+module.exports = { countOutputs, redisServer, scratchFolder, silentFrom, until, workerProcess, writeRecording };
