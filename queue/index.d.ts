@@ -6,7 +6,10 @@ import type { Worker } from 'bullmq';
 export const QUEUE: 'vortena';
 
 export interface EnqueueOptions {
-  /** URL of the server. Default: the variable `REDIS_URL`, or `redis://127.0.0.1:6379`. */
+  /**
+   * URL of the server, or path of its socket. Default: the variable `REDIS_URL`, or `redis://127.0.0.1:6379`. What is
+   * malformed is a `TypeError` of code `ERR_REDIS`.
+   */
   redis?: string;
   /** Folder of the outputs; those of a folder of recordings mirror it. */
   out: string;

@@ -16,16 +16,57 @@ const SILENCE_MS = 1500;
 const SILENT = `no answer in ${SILENCE_MS / 1000} s`;
 const TIMED_OUT = 'Command timed out'; // as ioredis says it, without a class or a code
 
-const redisUrl = (given) => given ?? process.env.REDIS_URL ?? DEFAULT_URL;
+const FORM = 'redis://:PASSWORD@HOST:PORT, or rediss:// for encryption; in a password, characters other than letters and digits are '
+  + 'written as % and two hexadecimal digits';
 
-/** The password that a URL may hold is not for messages. */
-function withoutPassword(url) {
-  return url.replace(/\/\/[^@/]*@/, '//');
+const isSocket = (text) => /^\/[^/@][^@]*$/.test(text);
+
+function isEncoded(text) {
+  try {
+    decodeURIComponent(text);
+    return true;
+  } catch {
+    return false;
+  }
+}
+
+/** A raw / ? or # ends the host early, in the password; then an @, or what is no number of a database, comes too late. */
+function isRedisUrl(text) {
+  if (!URL.canParse(text)) {
+    return false;
+  }
+  const { protocol, username, password, hostname, pathname, search, hash } = new URL(text);
+  return /^rediss?:$/.test(protocol) && hostname !== '' && /^(\/\d*)?$/.test(pathname) && !search.includes('@') && hash === ''
+    && [username, password].every(isEncoded);
+}
+
+/** Throws what shows nothing of the text, as nobody knows which part of a malformed URL is the password. */
+function redisUrl(given) {
+  const text = given ?? process.env.REDIS_URL ?? DEFAULT_URL;
+  if (typeof text === 'string' && (isSocket(text) || isRedisUrl(text))) {
+    return isSocket(text) ? text : new URL(text).href;
+  }
+  throw Object.assign(new TypeError(`the address of Redis is not of the form ${FORM}`), { code: 'ERR_REDIS' });
+}
+
+/** The address without its password. */
+function addressOf(url) {
+  if (isSocket(url)) {
+    return url.split('?')[0];
+  }
+  const { protocol, host } = new URL(url);
+  return `${protocol}//${host}`;
+}
+
+/** ioredis attaches the refused command: that which logs in has the password. */
+function withoutCommand(error) {
+  delete error?.command;
+  return error;
 }
 
 function unreachable(url, cause) {
-  const message = `Redis at ${withoutPassword(url)} cannot be reached: ${cause.message || cause.code}`;
-  return Object.assign(new Error(message, { cause }), { code: 'ERR_REDIS' });
+  const message = `Redis at ${addressOf(url)} cannot be reached: ${cause.message || cause.code}`;
+  return Object.assign(new Error(message, { cause: withoutCommand(cause) }), { code: 'ERR_REDIS' });
 }
 
 /** The client's own limit ends where a connection is accepted, and a server that is stopped accepts connections. */
@@ -69,4 +110,4 @@ async function withRedis(given, use) {
   }
 }
 
-module.exports = { QUEUE, redisUrl, withRedis };
+module.exports = { QUEUE, redisUrl, withRedis, withoutCommand };

@@ -3,7 +3,7 @@
 
 const os = require('node:os');
 const { DelayedError, Worker } = require('bullmq');
-const { QUEUE, redisUrl } = require('./connection.js');
+const { QUEUE, redisUrl, withoutCommand } = require('./connection.js');
 const { convertOnce } = require('./conversion.js');
 const { MemoryGate } = require('./memory.js');
 
@@ -94,6 +94,12 @@ class Starts {
   }
 }
 
+class QueueWorker extends Worker {
+  emit(event, ...values) {
+    return super.emit(event, ...(event === 'error' ? values.map(withoutCommand) : values));
+  }
+}
+
 /** The engine asks for its locks now and then; whoever was frozen for longer than they last has lost them at once. */
 function cancelAfterFreeze(worker, starts, lockMs) {
   let last = performance.now();
@@ -112,7 +118,7 @@ function work({ redis, concurrency = os.availableParallelism(), memory, lock = L
   checkOptions({ concurrency, memory, lock });
   const lockMs = 1000 * lock;
   const starts = new Starts(new MemoryGate(memory), lockMs);
-  const worker = new Worker(QUEUE, (job, token) => starts.perform(job, token), {
+  const worker = new QueueWorker(QUEUE, (job, token) => starts.perform(job, token), {
     connection: { url: redisUrl(redis) },
     concurrency,
     lockDuration: lockMs,
