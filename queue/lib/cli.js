@@ -67,9 +67,9 @@ function startWorker(options) {
   const worker = work(options);
   const sayError = sayOnce();
   worker.on('ready', () => say(`takes up to ${worker.concurrency} jobs at a time`));
-  worker.on('active', (job) => result(`started   ${job.data.recording}`));
+  worker.on('active', (job) => result(`started   ${job.data?.recording}`));
   worker.on('completed', (job, { output, skipped }) => result(`${skipped ? 'skipped  ' : 'converted'} ${output}`));
-  worker.on('failed', (job, error) => say(`${job?.data.recording}: ${error.message}`));
+  worker.on('failed', (job, error) => say(`${job?.data?.recording}: ${error.message}`));
   worker.on('error', (error) => sayError(error.message || error.code));
   endOnSignal(worker);
 }

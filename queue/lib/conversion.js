@@ -25,9 +25,11 @@ function failureOf(error) {
   return mayPass(error) ? new Error(text, { cause: error }) : new UnrecoverableError(text);
 }
 
-async function requireUnchanged({ recording, size, changed }) {
+/** A job that was made by hand may lack the state; it wants the recording as it is. */
+async function requireUnchanged({ recording, ...submitted }) {
   const now = await stateOf(recording);
-  if (now.size !== size || now.changed !== changed) {
+  const differs = (name) => (submitted[name] ?? now[name]) !== now[name];
+  if (['size', 'changed'].some(differs)) {
     const message = `${recording} was changed after it was submitted: submit it again`;
     throw Object.assign(new Error(message), { code: 'ERR_RECORDING_CHANGED' });
   }
@@ -44,6 +46,9 @@ async function removeParts(output) {
 
 /** An output that is new since the job was submitted has all that the job is for: it gets its name last. */
 async function wasDone({ output, before }) {
+  if (before === undefined) {
+    return false; // by hand: nothing tells which output is new
+  }
   const change = await changeOf(output);
   return change !== null && change !== before;
 }

@@ -1,6 +1,7 @@
 // Does the jobs of the queue, in threads of this process.
 'use strict';
 
+const fs = require('node:fs/promises');
 const os = require('node:os');
 const { DelayedError, Worker } = require('bullmq');
 const { QUEUE, redisUrl, withoutCommand } = require('./connection.js');
@@ -41,6 +42,15 @@ function checkOptions(options) {
 }
 
 const lost = () => new Error('the job was lost: it belongs to whoever takes it next');
+
+/** What is there counts: jobs can be made by hand. A recording that cannot be looked at fails soon, and needs no memory. */
+async function sizeNow(recording) {
+  try {
+    return (await fs.stat(recording)).size;
+  } catch {
+    return 0;
+  }
+}
 
 /** The starts of jobs in this process that have not ended; cancelling takes a moment. */
 class Starts {
@@ -84,7 +94,7 @@ class Starts {
   }
 
   async convert(job, token, signal) {
-    const release = await this.gate.enter(job.data.size, signal);
+    const release = await this.gate.enter(await sizeNow(job.data?.recording), signal);
     try {
       await this.requireLock(job, token);
       return await convertOnce(job.data, job.attemptsStarted === 1, { signal, onProgress: progressOf(job) });

@@ -174,3 +174,21 @@ test('no message shows a part of the password', async (t) => {
   assert.match(error.message, /^WRONGPASS/);
   assert(!inspect(error).includes('hush'));
 });
+
+test('jobs that were made by hand neither end a worker nor hold up the jobs after them', async (t) => {
+  const { redis, queue, folder, out } = await setting(t);
+  const recording = writeRecording(path.join(folder, 'r.bin'), SHORT);
+  const { size } = fs.statSync(recording);
+  const good = [{}, { size: null }, { size }].map((state, i) => ({ recording, output: path.join(out, `${i}.csv`), ...state }));
+  const bad = [null, {}, { ...good[0], recording: 7 }, { ...good[0], size: 1e300 }, { ...good[0], size: 'x' }];
+  const worker = start(t, { redis, concurrency: 2, memory: 4096 });
+  await queue.addBulk([...good, ...bad].map((data) => ({ name: 'convert', data })));
+  await until('what can be done', has(queue, 'completed', good.length));
+  await until('what cannot', has(queue, 'failed', bad.length));
+
+  const begun = new Set();
+  worker.on('progress', ({ id }) => begun.add(id));
+  const beside = new Promise((resolve) => worker.once('completed', () => resolve(begun.size)));
+  await enqueue([1, 2].map((i) => writeRecording(path.join(folder, `r${i}.bin`), 6 * LONG)), { redis, out });
+  assert.equal(await beside, 2, 'one job at a time');
+});
