@@ -7,6 +7,7 @@ const { DelayedError, Worker } = require('bullmq');
 const { QUEUE, redisUrl, withoutCommand } = require('./connection.js');
 const { convertOnce } = require('./conversion.js');
 const { MemoryGate } = require('./memory.js');
+const { serverClockBackend } = require('./server-clock.js');
 
 const LOCK_S = 30;
 const PROGRESS_MS = 1000;
@@ -135,7 +136,7 @@ function work({ redis, concurrency = os.availableParallelism(), memory, lock = L
     stalledInterval: lockMs,
     maxStalledCount: LOSSES,
     name: `${os.hostname()}-${process.pid}`,
-  });
+  }, serverClockBackend);
   worker.on('lockRenewalFailed', (ids) => ids.forEach((id) => starts.cancel(id)));
   cancelAfterFreeze(worker, starts, lockMs);
   return worker;

@@ -9,9 +9,10 @@ const { inspect } = require('node:util');
 const { Queue } = require('bullmq');
 const { convert } = require('vortena-reader/promises');
 const { QUEUE, enqueue, work } = require('..');
-const { countOutputs, redisServer, scratchFolder, silentFrom, until, workerProcess, writeRecording } = require('./support.js');
+const { countOutputs, redisServer, scratchFolder, silentFrom, until, workerProcess, workerWithClock, writeRecording } = require('./support.js');
 
 const LOCK_S = 2;
+const HOUR_MS = 3_600_000;
 const SHORT = 3;
 const LONG = 16_000; // blocks, 8 MB
 
@@ -191,4 +192,33 @@ test('jobs that were made by hand neither end a worker nor hold up the jobs afte
   const beside = new Promise((resolve) => worker.once('completed', () => resolve(begun.size)));
   await enqueue([1, 2].map((i) => writeRecording(path.join(folder, `r${i}.bin`), 6 * LONG)), { redis, out });
   assert.equal(await beside, 2, 'one job at a time');
+});
+
+test('pauses are as long as they should be where the clocks of workers are wrong', async (t) => {
+  const { redis, queue, folder, out } = await setting(t);
+  const recording = writeRecording(path.join(folder, 'r.bin'), SHORT);
+  const [{ id }] = await enqueue(recording, { redis, out });
+  fs.renameSync(recording, `${recording}.aside`);
+  const ahead = () => workerWithClock(t, HOUR_MS, redis);
+  const first = ahead();
+  await until('the pause', has(queue, 'delayed', 1));
+  await first.end('SIGKILL');
+  const client = await queue.getBackend().client;
+  const rest = Number(await client.zscore(queue.keys.delayed, id)) / 4096 - Date.now();
+  assert(rest > 0 && rest < 10_000, `${rest} ms`);
+
+  await (await queue.getJob(id)).changeDelay(60_000);
+  const second = ahead();
+  await until('the second worker', () => /takes up to/.test(second.output()));
+  await pause(1000);
+  const calls = Number(/cmdstat_evalsha:calls=(\d+)/.exec(await client.info('commandstats'))[1]);
+  assert(calls < 100, `asked ${calls} times`);
+  const job = await queue.getJob(id);
+  assert.equal(job.attemptsStarted, 1, 'for a clock that is ahead the pause is over');
+  await second.end('SIGKILL');
+
+  fs.renameSync(`${recording}.aside`, recording);
+  await job.changeDelay(500);
+  workerWithClock(t, -HOUR_MS, redis);
+  await until('a worker whose clock is behind', has(queue, 'completed', 1));
 });

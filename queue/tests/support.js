@@ -78,10 +78,14 @@ async function silentFrom(test, word, url) {
   return `redis://${HOST}:${relay.address().port}`;
 }
 
-/** A worker process; `output()` is all that it has written. */
-function workerProcess(test, url, ...options) {
+const workerProcess = (test, url, ...options) => workerWithClock(test, 0, url, ...options);
+
+/** A worker process, its clock ahead of the others'; `output()` is all that it has written. */
+function workerWithClock(test, aheadMs, url, ...options) {
   const program = path.join(__dirname, '..', 'bin', 'vortena-queue.js');
-  const child = spawn(process.execPath, [program, 'worker', '--redis', url, ...options], { stdio: ['ignore', 'pipe', 'pipe'] });
+  const clock = `data:text/javascript,const now=Date.now;Date.now=()=>now()+${aheadMs}`;
+  const words = ['--import', clock, program, 'worker', '--redis', url, ...options];
+  const child = spawn(process.execPath, words, { stdio: ['ignore', 'pipe', 'pipe'] });
   let text = '';
   [child.stdout, child.stderr].forEach((stream) => stream.setEncoding('utf8').on('data', (more) => { text += more; }));
   test.after(() => child.kill('SIGKILL'));
@@ -112,4 +116,4 @@ function countOutputs(test, folder) {
   return counts;
 }
 
-module.exports = { countOutputs, redisServer, scratchFolder, silentFrom, until, workerProcess, writeRecording };
+module.exports = { countOutputs, redisServer, scratchFolder, silentFrom, until, workerProcess, workerWithClock, writeRecording };
