@@ -6,20 +6,14 @@ const path = require('node:path');
 const { UnrecoverableError } = require('bullmq');
 const { convert } = require('vortena-reader/promises');
 const { changeOf, stateOf } = require('./recordings.js');
+const { mayPass, systemCode } = require('./system-errors.js');
 
-/** What the system may not say another time, or on another machine. A folder that is not mounted has no files. */
-const PASSING = new Set([
-  'EAGAIN', 'EBUSY', 'EDQUOT', 'EHOSTDOWN', 'EHOSTUNREACH', 'EINTR', 'EIO', 'EMFILE', 'ENETDOWN', 'ENETUNREACH', 'ENFILE',
-  'ENOENT', 'ENOLCK', 'ENOMEM', 'ENOSPC', 'ENOTCONN', 'EROFS', 'ESTALE', 'ETIMEDOUT',
-]);
-
-const systemCode = (error) => error?.cause?.code ?? (error?.syscall ? error.code : undefined);
-
-const mayPass = (error) => error?.code === 'ERR_NO_MEMORY' || PASSING.has(systemCode(error));
+const LONGEST_NAME = 255; // bytes
+const LONGEST_CHARACTER = 4;
 
 /** The queue keeps the message alone; it opens with the code. */
 function failureOf(error) {
-  const code = error?.code ?? 'ERR_INTERNAL';
+  const code = (error?.syscall && systemCode(error)) ?? error?.code ?? 'ERR_INTERNAL';
   const message = error?.message ?? String(error);
   const text = message.startsWith(code) ? message : `${code}: ${message}`;
   return mayPass(error) ? new Error(text, { cause: error }) : new UnrecoverableError(text);
@@ -35,12 +29,17 @@ async function requireUnchanged({ recording, ...submitted }) {
   }
 }
 
+/** Whether a file is an unfinished one of an output, whose name is cut where it would be too long. */
+function isPartOf(output, name) {
+  const [, opening] = /^(.*)\.part-.+-[1-9]\d*-\d+$/s.exec(name) ?? [];
+  return opening === output || (opening && output.startsWith(opening) && Buffer.byteLength(name) > LONGEST_NAME - LONGEST_CHARACTER);
+}
+
 /** Unfinished files of one output. Whoever wrote them has lost the job. */
 async function removeParts(output) {
   const folder = path.dirname(output);
-  const opening = `${path.basename(output)}.part-`;
   const names = await fs.readdir(folder).catch(() => []);
-  const parts = names.filter((name) => name.startsWith(opening) && /.-[1-9]\d*-\d+$/.test(name.slice(opening.length)));
+  const parts = names.filter((name) => isPartOf(path.basename(output), name));
   await Promise.all(parts.map((name) => fs.rm(path.join(folder, name), { force: true })));
 }
 
@@ -70,6 +69,10 @@ async function convertOnce(data, isFirst, { signal, onProgress }) {
   try {
     return await perform(data, isFirst, { signal, onProgress });
   } catch (error) {
+    // Whoever lost the job may have finished it all the same.
+    if (error?.code === 'ERR_OUTPUT_EXISTS' && (await wasDone(data))) {
+      return { output: data.output, skipped: 'exists' };
+    }
     throw signal.aborted ? signal.reason : failureOf(error);
   }
 }

@@ -2,13 +2,15 @@
 
 const assert = require('node:assert/strict');
 const fs = require('node:fs');
+const os = require('node:os');
 const path = require('node:path');
 const test = require('node:test');
 const { setTimeout: pause } = require('node:timers/promises');
-const { inspect } = require('node:util');
-const { Queue } = require('bullmq');
+const { getSystemErrorName, inspect } = require('node:util');
+const { Queue, UnrecoverableError } = require('bullmq');
 const { convert } = require('vortena-reader/promises');
 const { QUEUE, enqueue, work } = require('..');
+const { convertOnce } = require('../lib/conversion.js');
 const { countOutputs, redisServer, scratchFolder, silentFrom, until, workerProcess, workerWithClock, writeRecording } = require('./support.js');
 
 const LOCK_S = 2;
@@ -116,6 +118,27 @@ test('failures that may pass are tried again later; others are not', async (t) =
   fs.rmSync(first.output);
   assert.deepEqual(states(await enqueue([moved, changed], { redis, out })), ['queued', 'known']);
   await until('the output again', () => fs.existsSync(first.output));
+});
+
+test('an error of the system is tried again if it may pass, by its name even where Node.js has none', async (t) => {
+  const failWith = async (name) => {
+    const errno = -os.constants.errno[name];
+    const code = getSystemErrorName(errno);
+    const stat = t.mock.method(fs.promises, 'stat', async () => {
+      throw Object.assign(new Error(`${code}, stat`), { errno, code, syscall: 'stat' });
+    });
+    const { signal } = new AbortController();
+    const error = await convertOnce({ recording: 'r.bin', output: 'r.csv' }, true, { signal }).catch((each) => each);
+    stat.mock.restore();
+    assert(error.message.startsWith(name), error.message);
+    return !(error instanceof UnrecoverableError);
+  };
+  for (const name of ['EDQUOT', 'ESTALE', 'ENOLCK', 'EBUSY', 'EIO', 'ECONNRESET', 'ETIMEDOUT']) {
+    assert(await failWith(name), name);
+  }
+  for (const name of ['EACCES', 'ENAMETOOLONG', 'EFBIG']) {
+    assert(!(await failWith(name)), name);
+  }
 });
 
 test('outputs mirror folders, and belong to one recording each', async (t) => {

@@ -55,6 +55,27 @@ constexpr NamedError kErrors[] = {
     {ETIMEDOUT, "ETIMEDOUT"},
     {ETXTBSY, "ETXTBSY"},
     {EXDEV, "EXDEV"},
+#ifdef ECONNABORTED
+    {ECONNABORTED, "ECONNABORTED"},
+#endif
+#ifdef ECONNREFUSED
+    {ECONNREFUSED, "ECONNREFUSED"},
+#endif
+#ifdef ENETRESET
+    {ENETRESET, "ENETRESET"},
+#endif
+#ifdef ENOBUFS
+    {ENOBUFS, "ENOBUFS"},
+#endif
+#ifdef ENOLINK
+    {ENOLINK, "ENOLINK"},
+#endif
+#ifdef ESHUTDOWN
+    {ESHUTDOWN, "ESHUTDOWN"},
+#endif
+#ifdef ETIME
+    {ETIME, "ETIME"},
+#endif
 #ifdef EDQUOT
     {EDQUOT, "EDQUOT"},
 #endif

@@ -1,6 +1,8 @@
 // Failures as plain objects that cross processes and become JSON, and what a user can do about each.
 'use strict';
 
+const os = require('node:os');
+
 /** By the system's reason, which says more than the code of the reader. */
 const SYSTEM_ADVICE = {
   EBUSY: 'It is in use: close the program that has it open.',
@@ -40,7 +42,12 @@ const REASON_ADVICE = {
   'too-few': 'Name the recordings of all units of the set.',
 };
 
-const systemCode = (error) => error?.cause?.code ?? (error?.syscall ? error.code : undefined);
+const NAMES = new Map(Object.entries(os.constants.errno).map(([name, number]) => [number, name]));
+
+/** Node.js has no names for the errors of quotas and of some network drives. */
+const nameOf = ({ code, errno }) => (/^Unknown/.test(code) ? (NAMES.get(-errno) ?? code) : code);
+
+const systemCode = (error) => error?.cause?.code ?? (error?.syscall ? nameOf(error) : undefined);
 
 /** The reader's errors have codes of their own; those of node:fs are about `output`, or the file that they name. */
 function failureOf(error, output) {
