@@ -11,7 +11,11 @@ const { native, run } = require('./src/promises/run.js');
 async function requirePlace(output, options = {}) {
   const to = filePath(output, 'output');
   args.checkOptions(options);
-  const flags = [args.flag(options, 'folder', false), args.flag(options, 'overwrite', true), args.flag(options, 'mayBeginLikeRecording', false)];
+  const flags = [
+    args.flag(options, 'folder', false),
+    args.flag(options, 'overwrite', true),
+    args.flag(options, 'mayBeginLikeRecording', false),
+  ];
   await run((done) => native.checkPlace(done, to, ...flags), options, { outputs: [to] });
 }
 
@@ -20,7 +24,11 @@ async function publish(part, output, options = {}) {
   const from = filePath(part, 'part');
   const to = filePath(output, 'output');
   args.checkOptions(options);
-  const flags = [args.flag(options, 'fsync', false), args.flag(options, 'overwrite', true), args.flag(options, 'mayBeginLikeRecording', false)];
+  const flags = [
+    args.flag(options, 'fsync', false),
+    args.flag(options, 'overwrite', true),
+    args.flag(options, 'mayBeginLikeRecording', false),
+  ];
   const { result } = await run((done) => native.publish(done, from, to, ...flags), options, { outputs: [to] });
   return result.aside;
 }

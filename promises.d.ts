@@ -147,8 +147,7 @@ export interface ChannelReport {
   fullScaleShare: number | null;
 }
 
-export type ChannelName =
-  | 'accel' | 'gyro' | 'baro' | 'mag' | 'radioByte' | 'radioTime' | 'quaternion' | 'event';
+export type ChannelName = 'accel' | 'gyro' | 'baro' | 'mag' | 'radioByte' | 'radioTime' | 'quaternion' | 'event';
 
 /** How good a recording is; docs/quality-report.md explains each member. Times are s, rates Hz, angles degrees. */
 export interface QualityReport {
@@ -408,7 +407,10 @@ export interface SampleOptions extends JobOptions, GyroscopeOptions, ZoneOptions
  * CSV of `read` and `convert` keeps them. The orientation is computed from the series without them and can therefore
  * differ from that of the CSV.
  */
-export function readSamples(path: FilePath, options?: SampleOptions & { precision?: 'float64' | undefined }): Promise<SampleSet<Float64Array>>;
+export function readSamples(
+  path: FilePath,
+  options?: SampleOptions & { precision?: 'float64' | undefined },
+): Promise<SampleSet<Float64Array>>;
 /** Values as `Float32Array`s, in half the memory; times stay `Float64Array`s. */
 export function readSamples(path: FilePath, options: SampleOptions & { precision: 'float32' }): Promise<SampleSet<Float32Array>>;
 

@@ -11,14 +11,21 @@ const { backend: operations, native, run } = require('./src/promises/run.js');
 
 /** As the native entry names CSVs; for messages. */
 function csvName(recording) {
-  return `${recording.split(/[\\/]/).at(-1).replace(/\.[^.]*$/, '')}.csv`;
+  return `${recording
+    .split(/[\\/]/)
+    .at(-1)
+    .replace(/\.[^.]*$/, '')}.csv`;
 }
 
 async function convert(recording, csv, options = {}) {
   const from = filePath(recording, 'path');
   const to = filePath(csv, 'csvPath');
   args.checkOptions(options);
-  const flags = [args.flag(options, 'fsync', false), args.flag(options, 'overwrite', true), args.flag(options, 'keepReadable', false)];
+  const flags = [
+    args.flag(options, 'fsync', false),
+    args.flag(options, 'overwrite', true),
+    args.flag(options, 'keepReadable', false),
+  ];
   const secondThread = args.flag(options, 'secondThread', true);
   const offset = args.gyroscopeOffset(options);
   const { result } = await run(
@@ -33,9 +40,7 @@ async function readSamples(recording, options = {}) {
   const from = filePath(recording, 'path');
   args.checkOptions(options);
   const { values, answer } = samplesRequest(options);
-  return answer(
-    await run((done) => native.readSamples(done, from, ...values), options, { recordings: [from] }),
-  );
+  return answer(await run((done) => native.readSamples(done, from, ...values), options, { recordings: [from] }));
 }
 
 async function inspect(recording, options = {}) {
@@ -50,9 +55,7 @@ async function levels(recordings, options = {}) {
   const paths = pathList(recordings);
   args.checkOptions(options);
   const { values, answer } = levelsRequest(options);
-  return answer(
-    await run((done) => native.levels(done, paths, ...values), options, { recordings: paths }),
-  );
+  return answer(await run((done) => native.levels(done, paths, ...values), options, { recordings: paths }));
 }
 
 async function synchronise(recordings, outputFolder, options = {}) {
@@ -61,11 +64,11 @@ async function synchronise(recordings, outputFolder, options = {}) {
   args.checkOptions(options);
   const flags = [args.flag(options, 'fsync', false), args.flag(options, 'overwrite', true)];
   const offsets = args.gyroscopeOffsets(options, paths.length);
-  const { result } = await run(
-    (done) => native.synchronise(done, paths, folder, ...flags, ...offsets),
-    options,
-    { recordings: paths, outputs: paths.map((file) => `${folder}/${csvName(file)}`), folder },
-  );
+  const { result } = await run((done) => native.synchronise(done, paths, folder, ...flags, ...offsets), options, {
+    recordings: paths,
+    outputs: paths.map((file) => `${folder}/${csvName(file)}`),
+    folder,
+  });
   return setAnswer(result, paths);
 }
 

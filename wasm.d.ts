@@ -8,15 +8,50 @@
  */
 
 import type {
-  Axes, LevelOptions, Progress, QualityReport, RecordingConfig, SampleOptions, SampleSet, SynchronisedSet, SynchronisedUnit, UnitLevels, ZoneOptions,
+  Axes,
+  LevelOptions,
+  Progress,
+  QualityReport,
+  RecordingConfig,
+  SampleOptions,
+  SampleSet,
+  SynchronisedSet,
+  SynchronisedUnit,
+  UnitLevels,
+  ZoneOptions,
 } from './promises.js';
 
 export { VortenaError } from './promises.js';
 // By name: a star would let functions be imported that are not here, those for files.
 export type {
-  Axes, BaroSeries, Bins, ChannelLevels, ChannelName, ChannelReport, Channels, ChannelSettings, ErrorCode, ErrorReason, Gap,
-  GyroscopeOptions, InertialSeries, InertialSettings, JobOptions, LevelOptions, Progress, QualityReport, QuaternionSeries,
-  RecordingConfig, SampleOptions, SampleSet, ScheduleGroup, SensorSettings, SynchronisedUnit, UnitLevels, ValueSeries, WallTime,
+  Axes,
+  BaroSeries,
+  Bins,
+  ChannelLevels,
+  ChannelName,
+  ChannelReport,
+  Channels,
+  ChannelSettings,
+  ErrorCode,
+  ErrorReason,
+  Gap,
+  GyroscopeOptions,
+  InertialSeries,
+  InertialSettings,
+  JobOptions,
+  LevelOptions,
+  Progress,
+  QualityReport,
+  QuaternionSeries,
+  RecordingConfig,
+  SampleOptions,
+  SampleSet,
+  ScheduleGroup,
+  SensorSettings,
+  SynchronisedUnit,
+  UnitLevels,
+  ValueSeries,
+  WallTime,
   ZoneOptions,
 } from './promises.js';
 

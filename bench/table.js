@@ -33,15 +33,24 @@ function peakMemory(inputs, call) {
 const times = (value) => `${value.toFixed(1)} ×`;
 const rows = [
   ['`read` of 64 MB, 3.6 million rows, with orientation', `${Math.round(time('read_library'))} ms`],
-  ['the same, against ordered trees, streams and nested loops', `${times(time('read_straightforward') / time('read_library'))} faster`],
+  [
+    'the same, against ordered trees, streams and nested loops',
+    `${times(time('read_straightforward') / time('read_library'))} faster`,
+  ],
   ['the same, against `cp` of the CSV, both in memory', `${times(time('read_library') / time('copy_csv'))} slower`],
   ['peak memory, against the size of the recording', times(peakMemory([recording], "read(inputs[0], folder + '/memory.csv')"))],
   ['32 times the recording, 256 MB against 8 MB', `${times(time('read_library_long') / time('read_library_short'))} the time`],
   ['blocks in random order against in order', `${times(time('read_library_shuffled') / time('read_library'))} the time`],
-  ['`readAndSync2` of four recordings of 16 MB, against `cp` of their CSVs', `${times(time('set_library') / time('copy_set'))} slower`],
+  [
+    '`readAndSync2` of four recordings of 16 MB, against `cp` of their CSVs',
+    `${times(time('set_library') / time('copy_set'))} slower`,
+  ],
   ['its peak memory, against the size of the four', times(peakMemory(set, 'readAndSync2(inputs, folder)'))],
   ['decoding into series, from memory', `${Math.round(median('decode_from_memory').bytes_per_second / 1e6)} MB/s`],
-  ['decoding, blocks in random order against in order', `${times(time('decode_in_random_order') / time('decode_in_order'))} slower`],
+  [
+    'decoding, blocks in random order against in order',
+    `${times(time('decode_in_random_order') / time('decode_in_order'))} slower`,
+  ],
   ['a CSV cell of five decimals, against `std::to_chars`', `${times(time('cell_to_chars') / time('cell_library'))} faster`],
   ['the same, against a C++ stream', `${times(time('cell_stream') / time('cell_library'))} faster`],
   ['one sample of the filter, against nested loops', `${times(time('filter_nested_loops') / time('filter_library'))} faster`],

@@ -12,7 +12,7 @@ const root = path.join(__dirname, '..');
 const CASES = {
   'native `read`': "require('.').read(file, csv)",
   'native `convert`': "await require('./promises.js').convert(file, csv, { secondThread: false })",
-  '`csvPieces` in WebAssembly': "let n = 0; for await (const piece of wasm().csvPieces(bytes())) n += piece.length",
+  '`csvPieces` in WebAssembly': 'let n = 0; for await (const piece of wasm().csvPieces(bytes())) n += piece.length',
   '`read` over WebAssembly': "process.env.VORTENA_BACKEND = 'wasm'; require('.').read(file, csv)",
   'native `inspect`': "await require('./promises.js').inspect(file)",
   '`inspect` in WebAssembly': 'await wasm().inspect(bytes())',
@@ -53,7 +53,10 @@ const results = new Map(Object.keys(CASES).map((name) => [name, []]));
 for (let k = 0; k < times; k += 1) {
   for (const [name, body] of Object.entries(CASES)) results.get(name).push(run(body));
 }
-console.log('| what, of a recording of %d MB | ms | memory of the instance | of the process |\n| --- | --- | --- | --- |', Math.round(size / 1e6));
+console.log(
+  '| what, of a recording of %d MB | ms | memory of the instance | of the process |\n| --- | --- | --- | --- |',
+  Math.round(size / 1e6),
+);
 for (const [name, runs] of results) {
   const times = (key) => (median(runs.map((each) => each[key])) / size).toFixed(1);
   const instance = runs[0].instance ? `${times('instance')} ×` : '';

@@ -37,12 +37,19 @@ function readEach() {
 function synchronise() {
   const output = inFolder('synchronised');
   fs.mkdirSync(output, { recursive: true });
-  const { result, ms } = timed(() => readAndSync2(UNITS.map((unit) => inFolder(`${unit}.bin`)), output));
+  const { result, ms } = timed(() =>
+    readAndSync2(
+      UNITS.map((unit) => inFolder(`${unit}.bin`)),
+      output,
+    ),
+  );
   if (result !== 'OK') throw new Error(`readAndSync2 answered ${result}`);
   const tables = UNITS.map((unit) => readTable(path.join(output, `${unit}.csv`)));
   console.log(`\n2  readAndSync2() brings both onto one clock: ${path.join(output, '{hip,foot}.csv')}`);
-  console.log(`   ${tables.map((table) => table.rowCount).join(' and ')} rows, what both recorded; row i of both is the ` +
-    `same instant. Took ${ms}`);
+  console.log(
+    `   ${tables.map((table) => table.rowCount).join(' and ')} rows, what both recorded; row i of both is the ` +
+      `same instant. Took ${ms}`,
+  );
   return tables;
 }
 
@@ -51,8 +58,13 @@ function judged(unit, table, truth) {
   const measured = quaternion(table);
   const truly = quaternion(truth, unit === 'hip' ? 'Hip' : 'Foot');
   return {
-    unit, table, gyro: axes(table, 'Gyro'), accel: axes(table, 'Accel'), errors: angleBetween(measured, truly),
-    angles: anglesOf(measured), trueAngles: anglesOf(truly),
+    unit,
+    table,
+    gyro: axes(table, 'Gyro'),
+    accel: axes(table, 'Accel'),
+    errors: angleBetween(measured, truly),
+    angles: anglesOf(measured),
+    trueAngles: anglesOf(truly),
   };
 }
 
@@ -62,25 +74,35 @@ const rms = (values) => Math.sqrt(known(values).reduce((sum, value) => sum + val
 
 function compare(units) {
   console.log('\n3  The orientation in those files, against the true one (nothing measures heading, so it drifts)');
-  console.log(textTable([
-    ['unit', 'fastest turn', 'hardest shock', 'error, rms', 'error, largest'],
-    ...units.map(({ unit, errors, gyro, accel }) => [unit, `${largest(lengths(gyro)).toFixed(0)} deg/s`,
-      `${largest(lengths(accel)).toFixed(1)} g`, `${rms(errors).toFixed(2)} degrees`, `${largest(errors).toFixed(2)} degrees`]),
-  ]));
+  console.log(
+    textTable([
+      ['unit', 'fastest turn', 'hardest shock', 'error, rms', 'error, largest'],
+      ...units.map(({ unit, errors, gyro, accel }) => [
+        unit,
+        `${largest(lengths(gyro)).toFixed(0)} deg/s`,
+        `${largest(lengths(accel)).toFixed(1)} g`,
+        `${rms(errors).toFixed(2)} degrees`,
+        `${largest(errors).toFixed(2)} degrees`,
+      ]),
+    ]),
+  );
 }
 
 function showFirstStep({ table, gyro, accel, angles, trueAngles }) {
   const time = table.column('Time');
   const first = firstMovingRow(gyro, accel);
   const rows = Array.from({ length: SHOWN_ROWS }, (_, i) => first + i * SHOWN_EVERY).map((row) => [
-    time[row].toFixed(3), ...['x', 'y', 'z'].map((axis) => gyro[axis][row].toFixed(1)),
-    ...['x', 'y', 'z'].map((axis) => accel[axis][row].toFixed(3)), angles.pitch[row].toFixed(1), trueAngles.pitch[row].toFixed(1),
+    time[row].toFixed(3),
+    ...['x', 'y', 'z'].map((axis) => gyro[axis][row].toFixed(1)),
+    ...['x', 'y', 'z'].map((axis) => accel[axis][row].toFixed(3)),
+    angles.pitch[row].toFixed(1),
+    trueAngles.pitch[row].toFixed(1),
   ]);
   console.log(`\n4  The foot's first step, every ${SHOWN_EVERY}th row of its synchronised file (s, deg/s, g)`);
   console.log('   X points forward, Y left, Z up. Pitch is the slope of the foot in degrees, made of the quaternion');
-  console.log(textTable([
-    ['time', 'gyro X', 'gyro Y', 'gyro Z', 'accel X', 'accel Y', 'accel Z', 'pitch', 'true pitch'], ...rows,
-  ]));
+  console.log(
+    textTable([['time', 'gyro X', 'gyro Y', 'gyro Z', 'accel X', 'accel Y', 'accel Z', 'pitch', 'true pitch'], ...rows]),
+  );
 }
 
 function draw(units) {

@@ -73,7 +73,9 @@ function drawCurves(picture, title, panels) {
     'unset multiplot',
   ];
   const { status, error, stderr } = spawnSync('gnuplot', [], {
-    input: commands.join('\n'), encoding: 'utf8', env: { ...process.env, LC_ALL: 'C.UTF-8' },
+    input: commands.join('\n'),
+    encoding: 'utf8',
+    env: { ...process.env, LC_ALL: 'C.UTF-8' },
   });
   if (status !== 0 || stderr.includes('^')) throw new Error(`gnuplot cannot draw ${picture}: ${error?.message ?? stderr}`);
 }

@@ -24,8 +24,10 @@ function describe(settings, table) {
   const sensor = (name, { frequency, range } = {}, unit = '') =>
     frequency === undefined ? [] : [`${name} ${frequency} Hz${range ? `, up to ${range} ${unit}` : ''}`];
   const sensors = [
-    ...sensor('accelerometer', settings.accel, 'g'), ...sensor('gyroscope', settings.gyro, 'deg/s'),
-    ...sensor('barometer', settings.baro), ...sensor('position receiver', settings.gps),
+    ...sensor('accelerometer', settings.accel, 'g'),
+    ...sensor('gyroscope', settings.gyro, 'deg/s'),
+    ...sensor('barometer', settings.baro),
+    ...sensor('position receiver', settings.gps),
   ];
   console.log(`   device       ${settings.deviceId ?? 'not named'}`);
   console.log(`   recorded     ${settings.createdAt} to ${settings.endDate}`);
@@ -43,8 +45,11 @@ function showMotion(table) {
   const columnsOf = (name) => (sensors.includes(name) ? axes(table, name) : undefined);
   const first = firstMovingRow(columnsOf('Gyro'), columnsOf('Accel'));
   if (first < 0) return console.log('\nNothing moves in it.');
-  const names = ['Time', ...sensors.flatMap((name) => AXES.map((axis) => `${name} ${axis}`)),
-    ...table.names.filter((name) => name.startsWith('Quat'))];
+  const names = [
+    'Time',
+    ...sensors.flatMap((name) => AXES.map((axis) => `${name} ${axis}`)),
+    ...table.names.filter((name) => name.startsWith('Quat')),
+  ];
   const columns = names.map((name) => table.column(name));
   const every = Math.max(1, Math.round(SHOWN_SECONDS / (columns[0][1] - columns[0][0])));
   const filled = (row) => columns.every((column) => !Number.isNaN(column[row]));
@@ -59,12 +64,15 @@ function showMotion(table) {
 
 function draw(table) {
   const x = table.column('Time');
-  const byAxis = (sensor) => AXES.map((axis) => {
-    const y = table.column(`${sensor} ${axis}`);
-    return curveOf(axis, x, y, y);
-  });
-  const panels = sensorsOf(table).map((name) =>
-    ({ label: name === 'Gyro' ? 'rate (deg/s)' : 'acceleration (g)', curves: byAxis(name) }));
+  const byAxis = (sensor) =>
+    AXES.map((axis) => {
+      const y = table.column(`${sensor} ${axis}`);
+      return curveOf(axis, x, y, y);
+    });
+  const panels = sensorsOf(table).map((name) => ({
+    label: name === 'Gyro' ? 'rate (deg/s)' : 'acceleration (g)',
+    curves: byAxis(name),
+  }));
   if (table.names.includes('Quat W')) {
     const angles = anglesOf(quaternion(table));
     const angle = (name) => brokenWhereRound(curveOf(name, x, angles[name], table.column('Quat W')));

@@ -50,7 +50,7 @@ function findHeaders() {
 /** What building needs and this machine lacks, each with its Debian package. */
 function missingTools(headers) {
   const compilers = process.env.CXX ? [process.env.CXX] : ['c++', 'g++', 'clang++'];
-  const headersPackage = process.execPath === '/usr/bin/node' ? 'libnode-dev' : undefined;  // Debian's are for Debian's
+  const headersPackage = process.execPath === '/usr/bin/node' ? 'libnode-dev' : undefined; // Debian's are for Debian's
   return [
     [runs('cmake'), 'CMake 3.21 or newer', 'cmake'],
     [process.env.CMAKE_GENERATOR || runs('make') || runs('gmake'), 'make', 'make'],
@@ -109,12 +109,17 @@ function main() {
   if (isOtherBuild(binary)) {
     forgetBuild(binary);
   }
-  cmake([
-    ...(preset ? ['--preset', preset] : ['-DCMAKE_BUILD_TYPE=Release']),
-    '-S', root,
-    '-B', binary,
-    `-DNODE_INCLUDE_DIR=${headers}`,
-  ], () => forgetBuild(binary));
+  cmake(
+    [
+      ...(preset ? ['--preset', preset] : ['-DCMAKE_BUILD_TYPE=Release']),
+      '-S',
+      root,
+      '-B',
+      binary,
+      `-DNODE_INCLUDE_DIR=${headers}`,
+    ],
+    () => forgetBuild(binary),
+  );
   cmake(['--build', binary, '--target', ...entries, '--parallel', String(os.availableParallelism())]);
   fs.mkdirSync(output, { recursive: true });
   if (output !== binary) {

@@ -43,7 +43,8 @@ function examine(file) {
 function faultsOf({ file, asked, exported }) {
   const unmeant = exported.filter((name) => !meantToBeSeen.test(name));
   const tooNew = Object.entries(limits).flatMap(([library, limit], i) =>
-    asked[i] && numeric(asked[i], limit) > 0 ? [`${file} asks for ${library}_${asked[i]}; ${oldestHave(limit)}`] : []);
+    asked[i] && numeric(asked[i], limit) > 0 ? [`${file} asks for ${library}_${asked[i]}; ${oldestHave(limit)}`] : [],
+  );
   return [
     ...tooNew,
     ...(unmeant.length > 0 ? [`${file} exports what nobody asks for: ${unmeant.slice(0, 5).join(', ')}`] : []),

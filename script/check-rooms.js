@@ -35,7 +35,15 @@ const ROOMS = {
   'tools/lib/finding': ['tools/lib/telling', 'outputs.js'],
   'tools/lib/outputs': ['tools/lib/telling', 'promises.js', 'outputs.js'],
   'tools/lib/running': ['tools/lib/outputs', 'tools/lib/telling', 'promises.js', 'outputs.js'],
-  'tools/lib/commands': ['tools/lib/running', 'tools/lib/outputs', 'tools/lib/finding', 'tools/lib/telling', 'tools/viewer', 'promises.js', 'outputs.js'],
+  'tools/lib/commands': [
+    'tools/lib/running',
+    'tools/lib/outputs',
+    'tools/lib/finding',
+    'tools/lib/telling',
+    'tools/viewer',
+    'promises.js',
+    'outputs.js',
+  ],
   'tools/lib': ['tools/lib/commands', 'tools/lib/telling', 'promises.js'],
   'tools/bin': ['tools/lib'],
   'queue/lib': ['promises.js', 'outputs.js'],
@@ -43,7 +51,12 @@ const ROOMS = {
 const NAMES = Object.keys(ROOMS).sort((a, b) => b.length - a.length);
 
 /** Packages of this repository by the names that others require them with. */
-const PACKAGES = { 'vortena-reader': 'index.js', 'vortena-reader/promises': 'promises.js', 'vortena-reader/outputs': 'outputs.js', 'vortena-reader/wasm': 'wasm.js' };
+const PACKAGES = {
+  'vortena-reader': 'index.js',
+  'vortena-reader/promises': 'promises.js',
+  'vortena-reader/outputs': 'outputs.js',
+  'vortena-reader/wasm': 'wasm.js',
+};
 
 const roomOf = (file) => NAMES.find((name) => file === name || file.startsWith(`${name}/`));
 
@@ -76,7 +89,9 @@ function* arrows() {
 
 /** How many rooms lie below, on the longest way down; Infinity for one that leads back to itself. */
 function floorsBelow(room, below, way = []) {
-  return way.includes(room) ? Infinity : Math.max(0, ...[...(below.get(room) ?? [])].map((each) => 1 + floorsBelow(each, below, [...way, room])));
+  return way.includes(room)
+    ? Infinity
+    : Math.max(0, ...[...(below.get(room) ?? [])].map((each) => 1 + floorsBelow(each, below, [...way, room])));
 }
 
 function main() {
@@ -85,10 +100,17 @@ function main() {
   const below = new Map(NAMES.map((name) => [name, new Set()]));
   all.forEach(({ from, to }) => to && below.get(from).add(to));
   const used = NAMES.filter((name) => fs.existsSync(name));
-  const inSource = used.filter((name) => name.startsWith('src/') && !name.endsWith('.js') && !/requests|promises|wasm$/.test(name));
-  for (const [what, rooms] of [['C++', inSource], ['all', used]]) {
+  const inSource = used.filter(
+    (name) => name.startsWith('src/') && !name.endsWith('.js') && !/requests|promises|wasm$/.test(name),
+  );
+  for (const [what, rooms] of [
+    ['C++', inSource],
+    ['all', used],
+  ]) {
     const count = rooms.reduce((sum, name) => sum + below.get(name).size, 0);
-    console.log(`${what}: ${rooms.length} rooms on ${1 + Math.max(...rooms.map((name) => floorsBelow(name, below)))} floors, ${count} ways between them`);
+    console.log(
+      `${what}: ${rooms.length} rooms on ${1 + Math.max(...rooms.map((name) => floorsBelow(name, below)))} floors, ${count} ways between them`,
+    );
   }
   if (process.argv.includes('--list')) {
     used.forEach((name) => console.log(`${name} -> ${[...below.get(name)].join(' ')}`));

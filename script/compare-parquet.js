@@ -56,11 +56,13 @@ async function runPage(query, text, { accel, baro }) {
     assert.ok(rows.length > 0, sql);
     if (sql.includes('ASOF')) {
       let last = -1;
-      rows.sort(([a], [b]) => a - b).forEach(([time, , , , pressure], i) => {
-        assert.equal(time, accel.time[i]);
-        while (baro.time[last + 1] <= time) last += 1;
-        assert.equal(pressure, last < 0 ? null : baro.pressure[last]);
-      });
+      rows
+        .sort(([a], [b]) => a - b)
+        .forEach(([time, , , , pressure], i) => {
+          assert.equal(time, accel.time[i]);
+          while (baro.time[last + 1] <= time) last += 1;
+          assert.equal(pressure, last < 0 ? null : baro.pressure[last]);
+        });
       assert.equal(rows.length, accel.time.length);
     }
   }
@@ -78,10 +80,18 @@ async function main() {
   }
   const blocks = await runPage(query, text, channels);
   const [parquet, csv] = ['parquet', 'csv'].map((to) =>
-    fs.readFileSync(`${to}.json`, 'utf8').split('\n').slice(0, -1).map(JSON.parse).find(({ event }) => event === 'converted'));
+    fs
+      .readFileSync(`${to}.json`, 'utf8')
+      .split('\n')
+      .slice(0, -1)
+      .map(JSON.parse)
+      .find(({ event }) => event === 'converted'),
+  );
   const megabytes = ({ bytes }) => `${(bytes / 1e6).toFixed(0)} MB`;
   const count = Object.keys(tables).length;
-  console.log(`${count} tables of ${[...codecs].join(', ')}: the same rows, minima, maxima and sums; ${blocks} queries of the page run`);
+  console.log(
+    `${count} tables of ${[...codecs].join(', ')}: the same rows, minima, maxima and sums; ${blocks} queries of the page run`,
+  );
   console.log(`Parquet ${parquet.ms} ms, ${megabytes(parquet)}; CSV ${csv.ms} ms, ${megabytes(csv)}`);
 }
 

@@ -36,7 +36,11 @@ function buildOrDoWithout() {
     process.stderr.write(stderr);
     return status ?? 1;
   }
-  const why = stderr.trim().split('\n').at(-1).replace(/^vortena-reader: /, '');
+  const why = stderr
+    .trim()
+    .split('\n')
+    .at(-1)
+    .replace(/^vortena-reader: /, '');
   console.log(`vortena-reader: runs on ${NAMES[kind]}, as it was not compiled here: ${why}`);
   return 0;
 }

@@ -24,10 +24,18 @@ const { DuckDBInstance } = require('@duckdb/node-api');
 })();`;
 
 const RUNNERS = {
-  python: (lines) => ['/usr/bin/python3', ['-'], `${lines}
-print([len(table), float(table['Gyro Y'].mean()), len(oriented), int(table['Pressure'].count())])`],
-  r: (lines) => ['Rscript', ['-'], `${lines}
-cat(sprintf('[%d, %.12g, %d, %d]', nrow(table), mean(table[['Gyro Y']]), nrow(oriented), sum(!is.na(table$Pressure))))`],
+  python: (lines) => [
+    '/usr/bin/python3',
+    ['-'],
+    `${lines}
+print([len(table), float(table['Gyro Y'].mean()), len(oriented), int(table['Pressure'].count())])`,
+  ],
+  r: (lines) => [
+    'Rscript',
+    ['-'],
+    `${lines}
+cat(sprintf('[%d, %.12g, %d, %d]', nrow(table), mean(table[['Gyro Y']]), nrow(oriented), sum(!is.na(table$Pressure))))`,
+  ],
   js: (lines) => [process.execPath, ['-'], lines + JS_FIGURES],
   sql: (lines) => [process.execPath, ['-e', SQL_RUNNER], lines],
 };

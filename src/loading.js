@@ -78,7 +78,7 @@ const SECTION_TYPE = 4;
  */
 function isCutOff(file) {
   const { head, size } = bytesAt(file, 0, 64);
-  const isElf = head.readUInt32BE(0) === 0x7f454c46 && head.readUInt16LE(4) === 0x0102;  // 64 bits, low byte first
+  const isElf = head.readUInt32BE(0) === 0x7f454c46 && head.readUInt16LE(4) === 0x0102; // 64 bits, low byte first
   if (!isElf) {
     return false;
   }
@@ -116,7 +116,9 @@ function explain(failures, only) {
   }
   const lines = failures.map(({ file, cause }) => `  ${path.relative(root, file)}: ${wordsOf(cause)}`);
   return only && only !== 'built'
-    ? [`VORTENA_BACKEND asks for ${only}, which does not load.`, ...lines, 'Without VORTENA_BACKEND any other will do.'].join('\n')
+    ? [`VORTENA_BACKEND asks for ${only}, which does not load.`, ...lines, 'Without VORTENA_BACKEND any other will do.'].join(
+        '\n',
+      )
     : ['none of its binaries loads.', ...lines, `Build it here: node "${buildScript}"`].join('\n');
 }
 

@@ -14,7 +14,8 @@ const BROKEN_PIPE = 128 + 13; // as shells report a process that SIGPIPE ended
 const SIGNALS = ['SIGINT', 'SIGTERM', 'SIGHUP'];
 
 /** A path may hold what a terminal takes for a command. */
-const printable = (text) => text.replace(/[\x00-\x09\x0b-\x1f\x7f-\x9f]/g, (c) => `\\x${c.charCodeAt().toString(16).padStart(2, '0')}`);
+const printable = (text) =>
+  text.replace(/[\x00-\x09\x0b-\x1f\x7f-\x9f]/g, (c) => `\\x${c.charCodeAt().toString(16).padStart(2, '0')}`);
 
 const result = (text) => process.stdout.write(`${printable(text)}\n`);
 const say = (text) => process.stderr.write(`vortena-queue: ${printable(text)}\n`);
@@ -93,9 +94,13 @@ function commandLine() {
   program
     .command('worker')
     .description('Converts what is handed in, until it is ended.')
-    .addOption(new Option('-j, --concurrency <n>', 'most jobs at a time (default: one for each processor)').argParser(wholeNumber))
+    .addOption(
+      new Option('-j, --concurrency <n>', 'most jobs at a time (default: one for each processor)').argParser(wholeNumber),
+    )
     .addOption(new Option('--memory <MiB>', 'memory for all jobs (default: 60 % of what is free)').argParser(wholeNumber))
-    .addOption(new Option('--lock <seconds>', 'how long a job stays with a worker that is lost').argParser(wholeNumber).default(30))
+    .addOption(
+      new Option('--lock <seconds>', 'how long a job stays with a worker that is lost').argParser(wholeNumber).default(30),
+    )
     .addOption(redisOption())
     .action(startWorker);
   return program;

@@ -16,8 +16,9 @@ const SILENCE_MS = 1500;
 const SILENT = `no answer in ${SILENCE_MS / 1000} s`;
 const TIMED_OUT = 'Command timed out'; // as ioredis says it, without a class or a code
 
-const FORM = 'redis://:PASSWORD@HOST:PORT, or rediss:// for encryption; in a password, characters other than letters and digits are '
-  + 'written as % and two hexadecimal digits';
+const FORM =
+  'redis://:PASSWORD@HOST:PORT, or rediss:// for encryption; in a password, characters other than letters and digits are ' +
+  'written as % and two hexadecimal digits';
 
 const isSocket = (text) => /^\/[^/@][^@]*$/.test(text);
 
@@ -36,8 +37,14 @@ function isRedisUrl(text) {
     return false;
   }
   const { protocol, username, password, hostname, pathname, search, hash } = new URL(text);
-  return /^rediss?:$/.test(protocol) && hostname !== '' && /^(\/\d*)?$/.test(pathname) && !search.includes('@') && hash === ''
-    && [username, password].every(isEncoded);
+  return (
+    /^rediss?:$/.test(protocol) &&
+    hostname !== '' &&
+    /^(\/\d*)?$/.test(pathname) &&
+    !search.includes('@') &&
+    hash === '' &&
+    [username, password].every(isEncoded)
+  );
 }
 
 /** Throws what shows nothing of the text, as nobody knows which part of a malformed URL is the password. */

@@ -32,7 +32,9 @@ async function requireUnchanged({ recording, ...submitted }) {
 /** Whether a file is an unfinished one of an output, whose name is cut where it would be too long. */
 function isPartOf(output, name) {
   const [, opening] = /^(.*)\.part-.+-[1-9]\d*-\d+$/s.exec(name) ?? [];
-  return opening === output || (opening && output.startsWith(opening) && Buffer.byteLength(name) > LONGEST_NAME - LONGEST_CHARACTER);
+  return (
+    opening === output || (opening && output.startsWith(opening) && Buffer.byteLength(name) > LONGEST_NAME - LONGEST_CHARACTER)
+  );
 }
 
 /** Unfinished files of one output. Whoever wrote them has lost the job. */

@@ -21,7 +21,9 @@ const JOB_OPTIONS = {
 
 /** The same for whoever submits the same state of a recording for the same output. */
 function idOf({ recording, size, changed, output }) {
-  return createHash('sha256').update(JSON.stringify([recording, size, changed, output])).digest('hex');
+  return createHash('sha256')
+    .update(JSON.stringify([recording, size, changed, output]))
+    .digest('hex');
 }
 
 const isThere = async (file) => (await changeOf(file)) !== null;

@@ -43,7 +43,8 @@ async function changeOf(file) {
   }
 }
 
-const outputOf = (below, out, to) => path.join(path.resolve(out), below.slice(0, below.length - path.extname(below).length) + ENDINGS[to]);
+const outputOf = (below, out, to) =>
+  path.join(path.resolve(out), below.slice(0, below.length - path.extname(below).length) + ENDINGS[to]);
 
 function clash(first, second, output) {
   const message = `two recordings would be written to ${output}:\n  ${first}\n  ${second}\nNothing was queued.`;

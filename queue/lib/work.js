@@ -129,14 +129,19 @@ function work({ redis, concurrency = os.availableParallelism(), memory, lock = L
   checkOptions({ concurrency, memory, lock });
   const lockMs = 1000 * lock;
   const starts = new Starts(new MemoryGate(memory), lockMs);
-  const worker = new QueueWorker(QUEUE, (job, token) => starts.perform(job, token), {
-    connection: { url: redisUrl(redis) },
-    concurrency,
-    lockDuration: lockMs,
-    stalledInterval: lockMs,
-    maxStalledCount: LOSSES,
-    name: `${os.hostname()}-${process.pid}`,
-  }, serverClockBackend);
+  const worker = new QueueWorker(
+    QUEUE,
+    (job, token) => starts.perform(job, token),
+    {
+      connection: { url: redisUrl(redis) },
+      concurrency,
+      lockDuration: lockMs,
+      stalledInterval: lockMs,
+      maxStalledCount: LOSSES,
+      name: `${os.hostname()}-${process.pid}`,
+    },
+    serverClockBackend,
+  );
   worker.on('lockRenewalFailed', (ids) => ids.forEach((id) => starts.cancel(id)));
   cancelAfterFreeze(worker, starts, lockMs);
   return worker;

@@ -11,7 +11,16 @@ const { Queue, UnrecoverableError } = require('bullmq');
 const { convert } = require('vortena-reader/promises');
 const { QUEUE, enqueue, work } = require('..');
 const { convertOnce } = require('../lib/conversion.js');
-const { countOutputs, redisServer, scratchFolder, silentFrom, until, workerProcess, workerWithClock, writeRecording } = require('./support.js');
+const {
+  countOutputs,
+  redisServer,
+  scratchFolder,
+  silentFrom,
+  until,
+  workerProcess,
+  workerWithClock,
+  writeRecording,
+} = require('./support.js');
 
 const LOCK_S = 2;
 const HOUR_MS = 3_600_000;
@@ -44,8 +53,14 @@ test('a worker is killed within a job, the server is killed and comes back: all 
   const { server, redis, queue, folder, out } = await setting(t);
   const names = Array.from({ length: 8 }, (_, i) => `r${i}`);
   names.forEach((name, i) => writeRecording(path.join(folder, 'in', `${name}.bin`), LONG + i));
-  assert.deepEqual(states(await enqueue(path.join(folder, 'in'), { redis, out })), names.map(() => 'queued'));
-  assert.deepEqual(states(await enqueue(path.join(folder, 'in'), { redis, out })), names.map(() => 'known'));
+  assert.deepEqual(
+    states(await enqueue(path.join(folder, 'in'), { redis, out })),
+    names.map(() => 'queued'),
+  );
+  assert.deepEqual(
+    states(await enqueue(path.join(folder, 'in'), { redis, out })),
+    names.map(() => 'known'),
+  );
 
   const counts = countOutputs(t, out);
   const outputs = (pattern) => fs.readdirSync(out).filter((name) => pattern.test(name));
@@ -63,7 +78,10 @@ test('a worker is killed within a job, the server is killed and comes back: all 
   await server.start();
   await until('all jobs', has(queue, 'completed', names.length));
 
-  assert.deepEqual(fs.readdirSync(out).sort(), names.map((name) => `${name}.csv`));
+  assert.deepEqual(
+    fs.readdirSync(out).sort(),
+    names.map((name) => `${name}.csv`),
+  );
   assert.deepEqual(counts, Object.fromEntries(names.map((name) => [`${name}.csv`, 1])));
   for (const name of names) {
     await convert(path.join(folder, 'in', `${name}.bin`), path.join(folder, 'expected.csv'));
@@ -146,11 +164,12 @@ test('outputs mirror folders, and belong to one recording each', async (t) => {
   const place = (...names) => path.join(folder, ...names);
   ['set/a/t1.bin', 'set/b/t1.bin', 'set/t1.BIN', 'other/t1.bin'].forEach((name) => writeRecording(place(name), SHORT));
   const both = [place('set/a'), place('set/b')];
-  const clash = (paths) => assert.rejects(enqueue(paths, { redis, out }), (error) => {
-    assert.equal(error.code, 'ERR_OUTPUT_CLASH');
-    paths.forEach((each) => assert(error.message.includes(each)));
-    return true;
-  });
+  const clash = (paths) =>
+    assert.rejects(enqueue(paths, { redis, out }), (error) => {
+      assert.equal(error.code, 'ERR_OUTPUT_CLASH');
+      paths.forEach((each) => assert(error.message.includes(each)));
+      return true;
+    });
   await clash(both);
   await assert.rejects(enqueue([place('set'), place('nowhere')], { redis, out }), { code: 'ENOENT' });
   assert.equal(await queue.count(), 0);
@@ -158,7 +177,11 @@ test('outputs mirror folders, and belong to one recording each', async (t) => {
   fs.writeFileSync(place('out', 't1.csv'), 'made before');
   const submitted = await enqueue(place('set'), { redis, out, recursive: true });
   const shown = submitted.map(({ output, state }) => [path.relative(out, output), state]);
-  assert.deepEqual(shown, [['a/t1.csv', 'queued'], ['b/t1.csv', 'queued'], ['t1.csv', 'exists']]);
+  assert.deepEqual(shown, [
+    ['a/t1.csv', 'queued'],
+    ['b/t1.csv', 'queued'],
+    ['t1.csv', 'exists'],
+  ]);
   const owner = /set\/t1\.BIN/;
   await assert.rejects(enqueue(place('other/t1.bin'), { redis, out }), { code: 'ERR_OUTPUT_CLASH', message: owner });
   fs.rmSync(place('set/t1.BIN'));
@@ -169,7 +192,8 @@ test('outputs mirror folders, and belong to one recording each', async (t) => {
 test('a server that accepts connections and falls silent is one that cannot be reached', async (t) => {
   const { redis, folder, out } = await setting(t);
   const recording = writeRecording(path.join(folder, 'r.bin'), SHORT);
-  for (const word of ['', 'hsetnx', 'hgetall']) { // while it connects, claims and submits
+  for (const word of ['', 'hsetnx', 'hgetall']) {
+    // while it connects, claims and submits
     const url = await silentFrom(t, word, redis);
     const begin = performance.now();
     await assert.rejects(enqueue(recording, { redis: url, out }), { code: 'ERR_REDIS', message: /no answer/ });
@@ -183,10 +207,23 @@ test('no message shows a part of the password', async (t) => {
   const recording = writeRecording(path.join(folder, 'r.bin'), SHORT);
   const hidden = (error) => error.code === 'ERR_REDIS' && !inspect(error).includes('hush');
   const authorities = [
-    ':hush@hush@127.0.0.1:1', ':hu/hush@127.0.0.1:1', 'u:12/hush@127.0.0.1:1', 'u:12#hush@127.0.0.1:1', 'u:12?hush@127.0.0.1:1',
-    ':hush%zz@127.0.0.1:1', ':hush', ':hush@127.0.0.1:99999', ':p@127.0.0.1/hush', '127.0.0.1:1?password=hush',
+    ':hush@hush@127.0.0.1:1',
+    ':hu/hush@127.0.0.1:1',
+    'u:12/hush@127.0.0.1:1',
+    'u:12#hush@127.0.0.1:1',
+    'u:12?hush@127.0.0.1:1',
+    ':hush%zz@127.0.0.1:1',
+    ':hush',
+    ':hush@127.0.0.1:99999',
+    ':p@127.0.0.1/hush',
+    '127.0.0.1:1?password=hush',
   ];
-  for (const url of [...authorities.map((each) => `redis://${each}`), ':hush@127.0.0.1:1', '/:hush@127.0.0.1', 'u:hush@127.0.0.1']) {
+  for (const url of [
+    ...authorities.map((each) => `redis://${each}`),
+    ':hush@127.0.0.1:1',
+    '/:hush@127.0.0.1',
+    'u:hush@127.0.0.1',
+  ]) {
     await assert.rejects(enqueue(recording, { redis: url, out }), hidden, url);
   }
   assert.throws(() => work({ redis: 'redis://:hu/hush@127.0.0.1:1' }), hidden);
@@ -213,7 +250,10 @@ test('jobs that were made by hand neither end a worker nor hold up the jobs afte
   const begun = new Set();
   worker.on('progress', ({ id }) => begun.add(id));
   const beside = new Promise((resolve) => worker.once('completed', () => resolve(begun.size)));
-  await enqueue([1, 2].map((i) => writeRecording(path.join(folder, `r${i}.bin`), 6 * LONG)), { redis, out });
+  await enqueue(
+    [1, 2].map((i) => writeRecording(path.join(folder, `r${i}.bin`), 6 * LONG)),
+    { redis, out },
+  );
   assert.equal(await beside, 2, 'one job at a time');
 });
 

@@ -40,12 +40,16 @@ async function freePort() {
 function answers(port) {
   return new Promise((resolve) => {
     const socket = net.connect(port, HOST, () => socket.write('PING\r\n'));
-    socket.setEncoding('utf8').once('data', (text) => { socket.destroy(); resolve(text.startsWith('+PONG')); });
+    socket.setEncoding('utf8').once('data', (text) => {
+      socket.destroy();
+      resolve(text.startsWith('+PONG'));
+    });
     socket.once('error', () => resolve(false));
   });
 }
 
-const ended = (child) => new Promise((resolve) => (child.exitCode ?? child.signalCode) === null ? child.once('exit', resolve) : resolve());
+const ended = (child) =>
+  new Promise((resolve) => ((child.exitCode ?? child.signalCode) === null ? child.once('exit', resolve) : resolve()));
 
 /** `{ url, kill, start }`; its data survive both, in an append-only file. */
 async function redisServer(test) {
@@ -53,9 +57,16 @@ async function redisServer(test) {
   const port = await freePort();
   const options = { port, bind: HOST, dir: folder, appendonly: 'yes', save: '' };
   let child;
-  const kill = async () => { child.kill('SIGKILL'); await ended(child); };
+  const kill = async () => {
+    child.kill('SIGKILL');
+    await ended(child);
+  };
   const start = async () => {
-    child = spawn('redis-server', Object.entries(options).flatMap(([name, value]) => [`--${name}`, value]), { stdio: 'ignore' });
+    child = spawn(
+      'redis-server',
+      Object.entries(options).flatMap(([name, value]) => [`--${name}`, value]),
+      { stdio: 'ignore' },
+    );
     await until('redis-server', () => answers(port));
   };
   await start();
@@ -66,15 +77,20 @@ async function redisServer(test) {
 /** The URL of a server that says nothing more to a client as soon as that has sent `word`: '' is in whatever it sends. */
 async function silentFrom(test, word, url) {
   const sockets = new Set();
-  const relay = net.createServer((client) => {
-    const server = net.connect(new URL(url).port, HOST);
-    [client, server].forEach((socket) => sockets.add(socket.on('error', () => {})));
-    client.once('close', () => server.destroy());
-    client.on('data', (bytes) => (bytes.includes(word) ? client.pause() : server.write(bytes)));
-    server.pipe(client);
-  }).listen(0, HOST);
+  const relay = net
+    .createServer((client) => {
+      const server = net.connect(new URL(url).port, HOST);
+      [client, server].forEach((socket) => sockets.add(socket.on('error', () => {})));
+      client.once('close', () => server.destroy());
+      client.on('data', (bytes) => (bytes.includes(word) ? client.pause() : server.write(bytes)));
+      server.pipe(client);
+    })
+    .listen(0, HOST);
   await new Promise((resolve) => relay.once('listening', resolve));
-  test.after(() => { relay.close(); sockets.forEach((socket) => socket.destroy()); });
+  test.after(() => {
+    relay.close();
+    sockets.forEach((socket) => socket.destroy());
+  });
   return `redis://${HOST}:${relay.address().port}`;
 }
 
@@ -87,9 +103,20 @@ function workerWithClock(test, aheadMs, url, ...options) {
   const words = ['--import', clock, program, 'worker', '--redis', url, ...options];
   const child = spawn(process.execPath, words, { stdio: ['ignore', 'pipe', 'pipe'] });
   let text = '';
-  [child.stdout, child.stderr].forEach((stream) => stream.setEncoding('utf8').on('data', (more) => { text += more; }));
+  [child.stdout, child.stderr].forEach((stream) =>
+    stream.setEncoding('utf8').on('data', (more) => {
+      text += more;
+    }),
+  );
   test.after(() => child.kill('SIGKILL'));
-  return { pid: child.pid, output: () => text, end: async (signal) => { child.kill(signal); await ended(child); } };
+  return {
+    pid: child.pid,
+    output: () => text,
+    end: async (signal) => {
+      child.kill(signal);
+      await ended(child);
+    },
+  };
 }
 
 function writeRecording(file, blocks) {

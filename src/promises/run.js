@@ -15,7 +15,11 @@ const backendOfJobs = native.collect ? native : nativeBackend(native);
 process.on('exit', () => native.endJobs());
 
 const ABOUT_OUTPUTS = new Set([
-  'ERR_WRITE', 'ERR_OUTPUT_IS_RECORDING', 'ERR_OUTPUT_CLASH', 'ERR_OUTPUT_EXISTS', 'ERR_CONFIG_TEXT',
+  'ERR_WRITE',
+  'ERR_OUTPUT_IS_RECORDING',
+  'ERR_OUTPUT_CLASH',
+  'ERR_OUTPUT_EXISTS',
+  'ERR_CONFIG_TEXT',
 ]);
 
 /** `start(done, alone)` calls an operation of `native`. */

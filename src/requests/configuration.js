@@ -54,7 +54,9 @@ function addDevice(writer, { deviceId = UNKNOWN_DEVICE, deviceType = -1, bodyLoc
       writer.refuse(`deviceId is ${deviceId}, not a whole number of 32 bits`);
     }
     writer.add('device', [
-      ['deviceId', deviceId | 0, LONG], ['deviceType', deviceType, BYTE], ['bodyLocation', bodyLocation, BYTE],
+      ['deviceId', deviceId | 0, LONG],
+      ['deviceType', deviceType, BYTE],
+      ['bodyLocation', bodyLocation, BYTE],
     ]);
   }
 }
@@ -64,7 +66,8 @@ function addSensor(writer, key, sensor) {
     const { frequency, range, offsetX = 0, offsetY = 0, offsetZ = 0, gainX = 1, gainY = 1, gainZ = 1 } = sensor;
     const calibration = Object.entries({ offsetX, offsetY, offsetZ, gainX, gainY, gainZ });
     writer.add(key, [
-      [`${key}.frequency`, frequency, BYTE], [`${key}.range`, range, BYTE],
+      [`${key}.frequency`, frequency, BYTE],
+      [`${key}.range`, range, BYTE],
       ...calibration.map(([name, value]) => [`${key}.${name}`, value, LONG]),
     ]);
   }
@@ -73,10 +76,16 @@ function addSensor(writer, key, sensor) {
 function addUnit(writer, { version, majorVersion, minorVersion, radioMode, radioChannel }) {
   const versions = { version, majorVersion, minorVersion };
   if (Object.values(versions).some((value) => value !== undefined)) {
-    writer.add('firmware', Object.entries(versions).map(([name, value = 0]) => [name, value, WORD]));
+    writer.add(
+      'firmware',
+      Object.entries(versions).map(([name, value = 0]) => [name, value, WORD]),
+    );
   }
   if (radioMode !== undefined || radioChannel !== undefined) {
-    writer.add('radio', [['radioMode', radioMode ?? 0, BYTE], ['radioChannel', radioChannel ?? 0, BYTE]]);
+    writer.add('radio', [
+      ['radioMode', radioMode ?? 0, BYTE],
+      ['radioChannel', radioChannel ?? 0, BYTE],
+    ]);
   }
 }
 

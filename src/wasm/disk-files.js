@@ -66,7 +66,7 @@ function openFlags({ read, write, create, exclusive, truncate }) {
 }
 
 const diskFiles = {
-  path: (bytes) => Buffer.from(bytes),  // as they are, as some names are no UTF-8
+  path: (bytes) => Buffer.from(bytes), // as they are, as some names are no UTF-8
   open: (path, options) => new DiskFile(fs.openSync(path, openFlags(options), options.mode)),
   status: (path, follow) => statusOf((follow ? fs.statSync : fs.lstatSync)(path, { bigint: true })),
   rename: fs.renameSync,

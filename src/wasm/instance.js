@@ -40,7 +40,11 @@ function textsOf(values) {
   const flat = values.flatMap((value) => (Array.isArray(value) ? [value.length, ...value] : [value]));
   const parts = flat.map((value) => zeroTerminated(value instanceof Uint8Array ? value : String(value)));
   const texts = new Uint8Array(parts.reduce((size, part) => size + part.length, 0));
-  parts.reduce((at, part) => (texts.set(part, at), at + part.length), 0);
+  let at = 0;
+  for (const part of parts) {
+    texts.set(part, at);
+    at += part.length;
+  }
   return texts;
 }
 
@@ -81,7 +85,11 @@ class Instance {
     this.exports = instance.exports;
     this.exports.__wasm_call_ctors();
     const layout = this.exports.vortena_status_layout() >>> 0;
-    const [size, device, number, mode, links, user, group, bytes, seconds, nanoseconds] = new Uint32Array(this.buffer, layout, 10);
+    const [size, device, number, mode, links, user, group, bytes, seconds, nanoseconds] = new Uint32Array(
+      this.buffer,
+      layout,
+      10,
+    );
     this.layout = { size, device, number, mode, links, user, group, bytes, seconds, nanoseconds };
     return this;
   }
@@ -109,7 +117,7 @@ class Instance {
   }
 
   /** Pieces of the CSV of a file; the first step decodes the recording. */
-  * csvPieces(path, onFraction = () => {}) {
+  *csvPieces(path, onFraction = () => {}) {
     const { vortena_begin_csv: begin, vortena_next_csv: next, vortena_end_csv: end } = this.exports;
     const place = this.withBytes(new Uint8Array(4), (at) => {
       const reply = this.withBytes(zeroTerminated(path), (text) => begin(text, at));
@@ -295,7 +303,8 @@ class Instance {
       __syscall_rename: (from, to) => this.files.rename(at(from), at(to)),
       __syscall_renameat: (folder, from, other, to) => this.files.rename(at(from), at(to)),
       __syscall_unlink: (path) => this.files.remove(at(path)),
-      __syscall_unlinkat: (folder, path, flags) => (flags & REMOVE_FOLDER ? this.files.removeFolder(at(path)) : this.files.remove(at(path))),
+      __syscall_unlinkat: (folder, path, flags) =>
+        flags & REMOVE_FOLDER ? this.files.removeFolder(at(path)) : this.files.remove(at(path)),
       __syscall_rmdir: (path) => this.files.removeFolder(at(path)),
       __syscall_mkdir: (path, mode) => this.files.makeFolder(at(path), mode),
       __syscall_mkdirat: (folder, path, mode) => this.files.makeFolder(at(path), mode),
@@ -376,7 +385,11 @@ class Instance {
       fd_fdstat_get: (descriptor, buffer) => void this.heap.fill(0, buffer >>> 0, (buffer >>> 0) + 24),
       environ_sizes_get: (count, size) => {
         this.view.setUint32(count >>> 0, this.environment.length, true);
-        this.view.setUint32(size >>> 0, this.environment.reduce((sum, { length }) => sum + length, 0), true);
+        this.view.setUint32(
+          size >>> 0,
+          this.environment.reduce((sum, { length }) => sum + length, 0),
+          true,
+        );
       },
       environ_get: (places, text) => this.putEnvironment(places, text),
     };

@@ -37,7 +37,7 @@ function blobSource(blob) {
         try {
           hold(position);
         } catch (error) {
-          throw fault('EIO', error.message);  // the file was changed or taken away since it was picked
+          throw fault('EIO', error.message); // the file was changed or taken away since it was picked
         }
       }
       const part = held.subarray(position - start, position - start + target.length);

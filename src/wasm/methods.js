@@ -7,7 +7,7 @@ const util = require('node:util');
 const { compiledModule, instantiate } = require('./compiled.js');
 const { diskFiles, modulePath } = require('./disk-files.js');
 
-compiledModule();  // what keeps it from running comes out when this is loaded
+compiledModule(); // what keeps it from running comes out when this is loaded
 
 const decoder = new TextDecoder('utf-8', { ignoreBOM: true });
 const isString = (value) => typeof value === 'string';

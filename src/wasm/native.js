@@ -11,9 +11,19 @@ const STOP = 0;
 const PLACES = 4;
 const LONGEST_WAIT_MS = 250;
 /** Each with how many of its first values are paths, or lists of them. */
-const OPERATIONS = { convert: 2, readSamples: 1, inspect: 1, synchronise: 2, levels: 1, readConfig: 1, writeConfig: 1, checkPlace: 1, publish: 2 };
+const OPERATIONS = {
+  convert: 2,
+  readSamples: 1,
+  inspect: 1,
+  synchronise: 2,
+  levels: 1,
+  readConfig: 1,
+  writeConfig: 1,
+  checkPlace: 1,
+  publish: 2,
+};
 
-compiledModule();  // what keeps it from running comes out when this is loaded
+compiledModule(); // what keeps it from running comes out when this is loaded
 
 const running = new Set();
 

@@ -69,7 +69,7 @@ function makeReader(provide) {
     try {
       await attempt;
     } catch (error) {
-      compiled = compiled === attempt ? undefined : compiled;  // the next call tries again
+      compiled = compiled === attempt ? undefined : compiled; // the next call tries again
       throw error;
     }
   }

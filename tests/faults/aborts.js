@@ -42,7 +42,10 @@ async function longestAbort(start) {
   let longest = 0;
   for (let k = 0; k < Number(rounds); k += 1) {
     const controller = new AbortController();
-    const ended = start({ signal: controller.signal }).then(() => performance.now(), () => performance.now());
+    const ended = start({ signal: controller.signal }).then(
+      () => performance.now(),
+      () => performance.now(),
+    );
     await sleep(Math.random() * whole);
     const aborted = performance.now();
     controller.abort();
@@ -73,11 +76,14 @@ async function main() {
     const out = path.join(folder, 'out.csv');
     for (const [what, file] of files) {
       for (const [name, start] of [
-        ['convert', (options) => convert(file, out, options)], ['readSamples', (options) => readSamples(file, options)],
+        ['convert', (options) => convert(file, out, options)],
+        ['readSamples', (options) => readSamples(file, options)],
         ['inspect', (options) => inspect(file, options)],
       ]) {
         const { whole, longest } = await longestAbort(start);
-        console.log(`${backend().promises.kind}, ${fs.statSync(file).size} bytes ${what}, ${name} of ${whole.toFixed(0)} ms: longest abort ${longest.toFixed(0)} ms`);
+        console.log(
+          `${backend().promises.kind}, ${fs.statSync(file).size} bytes ${what}, ${name} of ${whole.toFixed(0)} ms: longest abort ${longest.toFixed(0)} ms`,
+        );
         assert.ok(longest <= LONGEST_ABORT_MS);
         if (name === 'convert') {
           const exit = longestExit(file, out, whole);
@@ -87,7 +93,10 @@ async function main() {
       }
     }
     await sleep(2000); // the last jobs end
-    assert.deepEqual(fs.readdirSync(folder).filter((name) => name.includes('.part-')), []);
+    assert.deepEqual(
+      fs.readdirSync(folder).filter((name) => name.includes('.part-')),
+      [],
+    );
   } finally {
     fs.rmSync(folder, { recursive: true, force: true });
   }

@@ -38,8 +38,10 @@ const KINDS = {
   parquet: {
     args: (out, options) => ['convert', recording, '-o', out, '--to', 'parquet', ...options],
     outputs: ['long'],
-    isWhole: (file) => Object.values(JSON.parse(fs.readFileSync(path.join(file, 'recording.json'))).tables)
-      .forEach(({ file: table }) => assert.equal(fs.readFileSync(path.join(file, table)).toString('latin1').slice(-4), 'PAR1')),
+    isWhole: (file) =>
+      Object.values(JSON.parse(fs.readFileSync(path.join(file, 'recording.json'))).tables).forEach(({ file: table }) =>
+        assert.equal(fs.readFileSync(path.join(file, table)).toString('latin1').slice(-4), 'PAR1'),
+      ),
   },
   set: {
     args: (out, options) => ['sync', ...set, '-o', out, ...options],
@@ -47,7 +49,13 @@ const KINDS = {
     isWhole: (file) => requireCsv(fs.readFileSync(file)),
   },
   page: {
-    args: (out, options) => ['view', recording, '-o', path.join(out, 'long.html'), ...options.filter((option) => option !== '--fsync')],
+    args: (out, options) => [
+      'view',
+      recording,
+      '-o',
+      path.join(out, 'long.html'),
+      ...options.filter((option) => option !== '--fsync'),
+    ],
     outputs: ['long.html'],
     isWhole: (file) => assert.ok(fs.readFileSync(file, 'utf8').trimEnd().endsWith('</html>')),
   },
@@ -76,7 +84,9 @@ function prepare(kind, older) {
 const markOf = (kind, out, name) => path.join(out, name, kind === 'parquet' ? 'recording.json' : '');
 
 function run(args, fault = {}) {
-  const environment = Object.fromEntries(Object.entries(fault).map(([name, value]) => [`FAULT_${name.toUpperCase()}`, String(value)]));
+  const environment = Object.fromEntries(
+    Object.entries(fault).map(([name, value]) => [`FAULT_${name.toUpperCase()}`, String(value)]),
+  );
   const env = { ...process.env, ...environment, ...(fault.call ? { LD_PRELOAD: shim } : {}) };
   return spawnSync(process.execPath, [cli, ...args], { encoding: 'utf8', env, timeout: 60_000 });
 }
@@ -113,12 +123,22 @@ function attack(kind, older, fault) {
   try {
     const states = inspect(kind, out);
     // A new name that cannot be synced is told, and stands.
-    const allowed = status === 0 ? ['new'] : fault.call === 'fsync' ? ['new', older ? 'older' : 'absent'] : [older ? 'older' : 'absent'];
-    assert.ok(states.every((state) => state === states[0] && allowed.includes(state)), `${states}`);
+    const allowed =
+      status === 0 ? ['new'] : fault.call === 'fsync' ? ['new', older ? 'older' : 'absent'] : [older ? 'older' : 'absent'];
+    assert.ok(
+      states.every((state) => state === states[0] && allowed.includes(state)),
+      `${states}`,
+    );
     assert.ok(status === 0 || status === 1, 'neither a signal nor a fault of the program');
     assert.doesNotMatch(stderr, /undefined|\n {4}at /);
     requireModes(kind, out, older);
-    assert.deepEqual(fs.readdirSync(out).filter(hidden).filter(() => fault.call !== 'unlink'), []);
+    assert.deepEqual(
+      fs
+        .readdirSync(out)
+        .filter(hidden)
+        .filter(() => fault.call !== 'unlink'),
+      [],
+    );
   } catch (error) {
     throw new Error(`${what}${error.message}`, { cause: error });
   }
@@ -161,12 +181,17 @@ function attackReading() {
   }
 }
 
-const sleep = (ms) => new Promise((resolve) => { setTimeout(resolve, ms); });
+const sleep = (ms) =>
+  new Promise((resolve) => {
+    setTimeout(resolve, ms);
+  });
 
 /** The process and its children, as the out-of-memory killer may take any. */
 async function killAt(args, ms) {
   const child = spawn(process.execPath, [cli, ...args], { stdio: 'ignore', detached: true });
-  const ended = new Promise((resolve) => { child.on('close', resolve); });
+  const ended = new Promise((resolve) => {
+    child.on('close', resolve);
+  });
   await sleep(ms);
   try {
     process.kill(-child.pid, 'SIGKILL');
@@ -190,7 +215,10 @@ async function attackWithKills() {
       mixed += new Set(inspect(kind, out)).size > 1 ? 1 : 0;
       requireModes(kind, out, older);
       assert.equal(run(KINDS[kind].args(out, ['--overwrite'])).status, 0);
-      assert.deepEqual(inspect(kind, out), KINDS[kind].outputs.map(() => 'new'));
+      assert.deepEqual(
+        inspect(kind, out),
+        KINDS[kind].outputs.map(() => 'new'),
+      );
       assert.ok(kind === 'page' || fs.readdirSync(out).filter(hidden).length === 0, `${fs.readdirSync(out)}`);
       fs.rmSync(out, { recursive: true });
       counts.runs += 1;
@@ -202,7 +230,9 @@ async function attackWithKills() {
 async function main() {
   try {
     attackCalls();
-    console.log(`${counts.runs} runs with a failing call: ${counts.failed} failed and left all as it was, ${counts.passed} passed`);
+    console.log(
+      `${counts.runs} runs with a failing call: ${counts.failed} failed and left all as it was, ${counts.passed} passed`,
+    );
     attackReading();
     await attackWithKills();
     console.log(`${counts.runs} attacks, no output cut or lost`);

@@ -25,8 +25,15 @@ function plain(key, value) {
     return [value.constructor.name, value.length, digest(value)];
   }
   if (value instanceof Error) {
-    const { name, message, constructor, stack, ...members } = value;
-    return { name, message: named(message), constructor: constructor.name, keys: Object.getOwnPropertyNames(value), cause: value.cause, members };
+    const { name, message, constructor: _, stack, ...members } = value;
+    return {
+      name,
+      message: named(message),
+      constructor: constructor.name,
+      keys: Object.getOwnPropertyNames(value),
+      cause: value.cause,
+      members,
+    };
   }
   return typeof value === 'number' && !Number.isFinite(value) ? String(value) : value;
 }
@@ -52,9 +59,13 @@ async function settle(name, ...args) {
 
 function compareFunctions() {
   note('names', Reflect.ownKeys(reader));
-  for (const method of Object.values(reader)) { // scripts and strict functions show more differences, which mean nothing
+  for (const method of Object.values(reader)) {
+    // scripts and strict functions show more differences, which mean nothing
     const described = ['length', 'name', 'prototype'].map((key) => Object.getOwnPropertyDescriptor(method, key));
-    note('function', described.map(({ value, ...flags }) => [typeof value === 'object' ? Reflect.ownKeys(value) : value, flags]));
+    note(
+      'function',
+      described.map(({ value, ...flags }) => [typeof value === 'object' ? Reflect.ownKeys(value) : value, flags]),
+    );
     note('its kind', [Object.getPrototypeOf(method) === Function.prototype, Object.keys(method)]);
   }
   note('constructed', util.inspect(new reader.readConfig('none')));
@@ -74,14 +85,34 @@ function compareArguments() {
   }
   const thrown = { own: 'object' };
   const asked = [];
-  const counting = new Proxy([], { get: (target, key) => { asked.push(String(key)); return 'x'; } });
+  const counting = new Proxy([], {
+    get: (target, key) => {
+      asked.push(String(key));
+      return 'x';
+    },
+  });
   const heir = Object.setPrototypeOf(['x'], counting);
   heir.length = 3;
   const fickle = withGetter(() => (asked.push('fickle') % 2 ? 'x' : 1));
   for (const list of [
-    heir, counting, fickle, withGetter(() => { throw new RangeError('mine'); }), withGetter(() => { throw thrown; }),
-    withGetter(() => { throw 'a text'; }), new Array(2 ** 32 - 1), [, 'x'], [...Array(70_000).fill('x'), 1],
-    Array(40_000).fill('x'.repeat(9000)), [...Array(40_000).fill('x'.repeat(9000)), 1], Object.freeze(['x', 'y']),
+    heir,
+    counting,
+    fickle,
+    withGetter(() => {
+      throw new RangeError('mine');
+    }),
+    withGetter(() => {
+      throw thrown;
+    }),
+    withGetter(() => {
+      throw 'a text';
+    }),
+    new Array(2 ** 32 - 1),
+    [, 'x'],
+    [...Array(70_000).fill('x'), 1],
+    Array(40_000).fill('x'.repeat(9000)),
+    [...Array(40_000).fill('x'.repeat(9000)), 1],
+    Object.freeze(['x', 'y']),
   ]) {
     call('readAndSync2', list, 'out');
   }
@@ -105,7 +136,14 @@ function compareRecordings(recordings) {
 
 function comparePaths() {
   const [whole] = ['../in/whole.bin'];
-  for (const name of ['Größe \u{1f9ed}', 'lone ä\u{1f9ed}\ufffd \ud800 \udc00\ud800', 'cut\0off', '\ufeffmark', 'x'.repeat(300), '']) {
+  for (const name of [
+    'Größe \u{1f9ed}',
+    'lone ä\u{1f9ed}\ufffd \ud800 \udc00\ud800',
+    'cut\0off',
+    '\ufeffmark',
+    'x'.repeat(300),
+    '',
+  ]) {
     call('read', whole, `out/${name}`);
     call('writeConfig', `out/${name}.cfg`, 'radio,1,12');
     call('readConfig', `out/${name}.cfg`);
@@ -113,9 +151,18 @@ function comparePaths() {
   call('readConfig', 'x'.repeat(3 << 20));
   call('readConfig', 'ä\u{1f9ed}\ud800'.repeat(1 << 19));
   for (const [index, text] of [
-    '', 'device,1234,2,5:firmware,3,1,0:radio,1,12:accel,200,16,-5,0,0,1,1,1', 'baro,25:radio,1', ':', 'baro,25\0,1', '\ud800,1',
-    'radio,1,ü', 'none,1', 'baro,1e3', `unknownFrames,${Buffer.from([75, 86, 3, 5, 0, 255, 254]).toString('base64')}`,
-    'x'.repeat(2 << 20), ','.repeat(1 << 20),
+    '',
+    'device,1234,2,5:firmware,3,1,0:radio,1,12:accel,200,16,-5,0,0,1,1,1',
+    'baro,25:radio,1',
+    ':',
+    'baro,25\0,1',
+    '\ud800,1',
+    'radio,1,ü',
+    'none,1',
+    'baro,1e3',
+    `unknownFrames,${Buffer.from([75, 86, 3, 5, 0, 255, 254]).toString('base64')}`,
+    'x'.repeat(2 << 20),
+    ','.repeat(1 << 20),
   ].entries()) {
     call('writeConfig', `out/${index}.cfg`, text);
   }
@@ -145,13 +192,17 @@ async function comparePromises(recordings) {
 
 async function main() {
   ['out', 'set', 'promised'].forEach((folder) => fs.mkdirSync(folder));
-  const recordings = fs.readdirSync('../in').sort().map((name) => `../in/${name}`);
+  const recordings = fs
+    .readdirSync('../in')
+    .sort()
+    .map((name) => `../in/${name}`);
   compareFunctions();
   compareArguments();
   compareRecordings(recordings);
   comparePaths();
   await comparePromises(recordings);
-  for (const folder of ['out', 'set', 'promised']) { // names that are no UTF-8 among them
+  for (const folder of ['out', 'set', 'promised']) {
+    // names that are no UTF-8 among them
     for (const name of fs.readdirSync(folder, 'latin1').sort()) {
       note(`file ${folder}/${name}`, digest(fs.readFileSync(Buffer.from(`${folder}/${name}`, 'latin1'))));
     }

@@ -24,7 +24,12 @@ test('memory that is refused is an Error, and the process goes on', { skip: sani
   const recording = longRecording(folder, 40000);
   const set = `readAndSync2(Array(8).fill('${recording}'), '${folder}')`; // takes a gigabyte
   // The engine ends the process when it has no memory itself, so enough of it is left.
-  for (const [spareMiB, textMiB, call] of [[200, 300, 'readConfig(text)'], [200, 0, set], [270, 0, set], [340, 0, set]]) {
+  for (const [spareMiB, textMiB, call] of [
+    [200, 300, 'readConfig(text)'],
+    [200, 0, set],
+    [270, 0, set],
+    [340, 0, set],
+  ]) {
     const script = `const addon = require(${JSON.stringify(packagePath)});
       const text = Buffer.alloc(${textMiB} << 20, 'x').toString('latin1');
       const used = 1024 * Number(/VmSize:\\s+(\\d+)/.exec(require('fs').readFileSync('/proc/self/status'))[1]);
@@ -59,7 +64,8 @@ test('what is no regular file is neither read nor waited for', (t) => {
     assert.equal(JSON.parse(addon.read(input, path.join(folder, 'r.csv'))).frequency, 0, input);
     assert.equal(addon.readAndSync2([input, input], folder), '-10', input);
   }
-  for (const output of [pipe, folder, path.join(folder, 'missing', 'r.csv'), '/proc/r.csv']) { // not even root may
+  for (const output of [pipe, folder, path.join(folder, 'missing', 'r.csv'), '/proc/r.csv']) {
+    // not even root may
     assert.equal(addon.read('missing', output), readError);
     assert.equal(addon.writeConfig(output, 'radio,1,12'), 'ERROR');
   }
@@ -103,9 +109,10 @@ test('a recording that shrinks, grows and vanishes while it is read', async (t) 
   assert.ok(rows.size > 1, 'the file did change');
 });
 
-const inWorker = (script, workerData) => new Promise((resolve, reject) => {
-  new Worker(script, { eval: true, workerData }).on('message', resolve).on('error', reject);
-});
+const inWorker = (script, workerData) =>
+  new Promise((resolve, reject) => {
+    new Worker(script, { eval: true, workerData }).on('message', resolve).on('error', reject);
+  });
 
 test('eight threads get what one thread gets', async (t) => {
   const folder = scratchFolder(t);
@@ -137,7 +144,10 @@ test('two threads on one output path, and a thread ended in the middle of a call
   assert.ok(fs.readFileSync(csv).equals(fs.readFileSync(once)));
   const doomed = path.join(folder, 'doomed.csv');
   const worker = new Worker(`for (;;) ${read(doomed)}`, { eval: true }); // from the first call on, always in one
-  while (!fs.existsSync(doomed)) await new Promise((resolve) => { setTimeout(resolve, 1); });
+  while (!fs.existsSync(doomed))
+    await new Promise((resolve) => {
+      setTimeout(resolve, 1);
+    });
   assert.equal(await worker.terminate(), 1);
   assert.equal(addon.read(recording, once), answer);
 });

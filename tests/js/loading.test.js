@@ -28,13 +28,19 @@ test('loads again after the module cache was cleared', () => {
 test('loads in several workers at once, before or after the main thread', (t) => {
   const folder = scratchFolder(t);
   const script = path.join(folder, 'workers.js');
-  fs.writeFileSync(script, `
+  fs.writeFileSync(
+    script,
+    `
     const { Worker, isMainThread } = require('node:worker_threads');
     const call = () => console.log(require(${JSON.stringify(packagePath)}).readConfigDeviceId(process.argv[2]));
     if (!isMainThread || process.argv[3] === 'main first') call();
     if (isMainThread) Array.from({ length: 6 }, () => new Worker(__filename, { argv: process.argv.slice(2) }));
-    if (isMainThread) process.on('exit', call);`);
-  for (const [order, calls] of [['main first', 8], ['workers first', 7]]) {
+    if (isMainThread) process.on('exit', call);`,
+  );
+  for (const [order, calls] of [
+    ['main first', 8],
+    ['workers first', 7],
+  ]) {
     const result = node([script, writeRecording(folder, 'r.bin'), order]);
     assert.equal(result.stdout, '{"deviceId":1234}\n'.repeat(calls), result.stderr);
   }
@@ -49,7 +55,10 @@ test('the worker threads of docs/installing.md read every recording', (t) => {
   const recordings = Array.from({ length: 5 }, (_, index) => writeRecording(folder, `${index}.bin`));
   const { stdout, stderr } = node([path.join(folder, 'read-all.js'), ...recordings]);
   assert.equal(stdout.match(/^.*\.bin: 0000-00-00 00:00:00$/gm)?.length, 5, stdout + stderr);
-  assert.deepEqual(recordings.map((recording) => requireComplete(`${recording}.csv`)), Array(5).fill(64));
+  assert.deepEqual(
+    recordings.map((recording) => requireComplete(`${recording}.csv`)),
+    Array(5).fill(64),
+  );
 });
 
 /** The compiled module with some of its text replaced by text of the same length. */
@@ -77,20 +86,31 @@ function layOut(test, contents, scripts = ['build-addon.js', 'install.js']) {
 
 for (const [what, addon, sentence] of [
   ['damaged', () => 'not a module', /addon\.node: .*(too short|invalid)/],
-  ['zeros', () => fs.readFileSync(path.join(packagePath, 'build', 'Release', 'addon.node')).fill(0, 1e5), /addon\.node: the file is cut off/],
-  ['cut off', () => fs.readFileSync(path.join(packagePath, 'build', 'Release', 'addon.node')).subarray(0, 1e5), /addon\.node: the file is cut off/],
+  [
+    'zeros',
+    () => fs.readFileSync(path.join(packagePath, 'build', 'Release', 'addon.node')).fill(0, 1e5),
+    /addon\.node: the file is cut off/,
+  ],
+  [
+    'cut off',
+    () => fs.readFileSync(path.join(packagePath, 'build', 'Release', 'addon.node')).subarray(0, 1e5),
+    /addon\.node: the file is cut off/,
+  ],
   ['of a newer system', () => alteredModule(/GLIBCXX_3\.4\.2\d/, 'GLIBCXX_3.4.99'), /newer system.*GLIBCXX_3\.4\.99/],
   ['of another processor', () => alteredModule(/(?<=^[^]{18})../, '\xff\xff'), /another processor/],
   ['of another Node.js', () => alteredModule(/_ZN2v89Exception/, '_ZN2v89Exceptiox'), /another release of Node\.js/],
 ]) {
   test(`a module that is ${what} is an error that names the cause, and a command to paste`, (t) => {
     const folder = layOut(t, { 'build/Release/addon.node': addon() });
-    assert.throws(() => require(folder), (error) => {
-      assert.equal(error.code, 'ERR_ADDON_NOT_BUILT');
-      assert.match(error.message, sentence);
-      assert.ok(error.message.endsWith(`: node "${path.join(folder, 'script', 'build-addon.js')}"`), error.message);
-      return error.message.includes(process.version) && error.cause instanceof Error;
-    });
+    assert.throws(
+      () => require(folder),
+      (error) => {
+        assert.equal(error.code, 'ERR_ADDON_NOT_BUILT');
+        assert.match(error.message, sentence);
+        assert.ok(error.message.endsWith(`: node "${path.join(folder, 'script', 'build-addon.js')}"`), error.message);
+        return error.message.includes(process.version) && error.cause instanceof Error;
+      },
+    );
   });
 }
 
@@ -101,7 +121,8 @@ test('a bundle is told to leave the package in node_modules', (t) => {
 const compiled = (name) => fs.readFileSync(path.join(packagePath, 'build', 'Release', `${name}.node`));
 const prebuilds = `prebuilds/linux-${process.arch}-glibc`;
 const prebuiltAddon = `${prebuilds}/addon.abi${process.versions.modules}.node`;
-const wasm = { // only to be found: it is never called
+const wasm = {
+  // only to be found: it is never called
   'wasm/vortena.wasm': '',
   'src/wasm/methods.js': "require('node:fs').readFileSync(`${__dirname}/../../wasm/vortena.wasm`).length && null.x;",
   'src/wasm/native.js': 'exports.endJobs = () => {}; exports.collect = () => {};',
@@ -109,8 +130,10 @@ const wasm = { // only to be found: it is never called
 
 test('of all binaries the first that loads is taken, and the error names all that do not', (t) => {
   const files = [
-    ['built', 'build/Release/addon.node', 'addon'], ['prebuilt', prebuiltAddon, 'addon'],
-    ['node-api', 'build/Release/vortena.node', 'vortena'], ['node-api', `${prebuilds}/vortena.node`, 'vortena'],
+    ['built', 'build/Release/addon.node', 'addon'],
+    ['prebuilt', prebuiltAddon, 'addon'],
+    ['node-api', 'build/Release/vortena.node', 'vortena'],
+    ['node-api', `${prebuilds}/vortena.node`, 'vortena'],
   ];
   const folder = layOut(t, { ...Object.fromEntries(files.map(([, file, name]) => [file, compiled(name)])), ...wasm });
   const backend = (only = '') => {
@@ -121,7 +144,12 @@ test('of all binaries the first that loads is taken, and the error names all tha
   const steps = [...files.map(([kind, file]) => [kind, file]), ['wasm', 'wasm/vortena.wasm']];
   const [, , { 1: builtEntry }, { 1: prebuiltEntry }, wasmStep] = steps;
   const entries = [...Array(3).fill(['built', builtEntry]), ['prebuilt', prebuiltEntry], wasmStep];
-  for (const [only, methods, promises] of [['built', 0, 0], ['prebuilt', 1, 3], ['node-api', 2, 0], ['wasm', 4, 4]]) {
+  for (const [only, methods, promises] of [
+    ['built', 0, 0],
+    ['prebuilt', 1, 3],
+    ['node-api', 2, 0],
+    ['wasm', 4, 4],
+  ]) {
     assert.deepEqual(backend(only), [steps[methods], entries[promises]]);
   }
   steps.forEach((step, k) => {
@@ -129,7 +157,10 @@ test('of all binaries the first that loads is taken, and the error names all tha
     fs.writeFileSync(path.join(folder, step[1]), 'damaged');
   });
   const { stderr } = node([folder]);
-  assert.ok(steps.every(([, file]) => stderr.includes(`\n  ${file}: `)), stderr);
+  assert.ok(
+    steps.every(([, file]) => stderr.includes(`\n  ${file}: `)),
+    stderr,
+  );
   assert.deepEqual(backend('prebuilt').match(/^ {2}\S+\/\S+(?=: )/gm), [`  ${prebuiltEntry}`]);
   assert.match(backend('none'), /^Error: VORTENA_BACKEND is none of built, prebuilt, node-api, wasm: none$/m);
 });

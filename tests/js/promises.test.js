@@ -8,7 +8,7 @@ const path = require('node:path');
 const test = require('node:test');
 const { setTimeout: sleep } = require('node:timers/promises');
 const { Worker } = require('node:worker_threads');
-const { packagePath, dataBlock, headerBlock, requireComplete, scratchFolder, writeRecording } = require('./support.js');
+const { packagePath, requireComplete, scratchFolder, writeRecording } = require('./support.js');
 const { everything, longUnit, recordings, unit } = require('./units.js');
 const addon = require(packagePath);
 const promisesPath = path.join(packagePath, 'promises.js');
@@ -89,36 +89,72 @@ test('every error has its code, reason, stage and cause, and leaves all files as
     [() => set(good), 'ERR_SYNC', 'too-few', 'synchronise'],
     [() => set(slave, make('slave2.bin', { time: { role: 1, ahead: 0 } })), 'ERR_SYNC', 'no-master', 'synchronise'],
     [() => set(good, make('good2.bin', { time: { role: 0 } })), 'ERR_SYNC', 'several-masters', 'synchronise'],
-    [() => set(good, make('far.bin', { time: { role: 1, ahead: 0, channel: 6 } })), 'ERR_SYNC', 'different-radio-channels', 'synchronise'],
-    [() => set(good, make('deaf.bin', { time: { role: 1 } })), 'ERR_SYNC', 'no-radio-data', 'synchronise', undefined, at('deaf.bin')],
+    [
+      () => set(good, make('far.bin', { time: { role: 1, ahead: 0, channel: 6 } })),
+      'ERR_SYNC',
+      'different-radio-channels',
+      'synchronise',
+    ],
+    [
+      () => set(good, make('deaf.bin', { time: { role: 1 } })),
+      'ERR_SYNC',
+      'no-radio-data',
+      'synchronise',
+      undefined,
+      at('deaf.bin'),
+    ],
     [() => set(good, noGyro), 'ERR_ORIENTATION', 'no-gyroscope', 'orientation', undefined, noGyro],
     [() => set(good, at('missing')), 'ERR_UNREADABLE', undefined, 'decode', 'ENOENT', at('missing')],
     [() => set(good, slave, `${folder}/./good.bin`), 'ERR_OUTPUT_CLASH', undefined, 'write', undefined, at('good.csv')],
     [() => synchronise([good, slave], at('taken')), 'ERR_WRITE', undefined, 'write', 'EISDIR', at('taken/slave.csv')],
   ]) {
-    const error = await start().then(() => assert.fail(String(start)), (failure) => failure);
+    const error = await start().then(
+      () => assert.fail(String(start)),
+      (failure) => failure,
+    );
     assert.ok(error instanceof reader.VortenaError && error.message.includes(error.path), `${start} ${error}`);
     assert.deepEqual([error.code, error.reason, error.stage, error.cause?.code], [code, reason, stage, cause], `${start}`);
     assert.equal(error.path, file ?? error.path);
   }
   const made = ['short', 'zeros', 'slave2.bin', 'good2.bin', 'far.bin', 'deaf.bin'];
-  assert.deepEqual(fs.readdirSync(folder, { recursive: true }).filter((name) => !made.includes(name)), before);
-  assert.deepEqual([out, at('taken/good.csv')].map((file) => fs.readFileSync(file, 'utf8')), ['old', 'old']);
+  assert.deepEqual(
+    fs.readdirSync(folder, { recursive: true }).filter((name) => !made.includes(name)),
+    before,
+  );
+  assert.deepEqual(
+    [out, at('taken/good.csv')].map((file) => fs.readFileSync(file, 'utf8')),
+    ['old', 'old'],
+  );
 });
 
 test('wrong arguments are TypeErrors, before any file is touched', async (t) => {
   const folder = scratchFolder(t);
   const out = path.join(folder, 'x');
   for (const [name, ...args] of [
-    ['convert', 'x', out, { overwrite: 'no' }], ['convert', 'x', out, { keepReadable: 1 }],
-    ['convert', 1, out], ['convert', 'x'], ['convert', 'x', 'a\0b'], ['convert', 'x', out, null],
-    ['convert', 'x', out, { signal: {} }], ['convert', 'x', out, { onProgress: 1 }], ['convert', 'x', out, { fsync: 1 }],
-    ['convert', 'x', out, { gyroscopeOffset: 'still' }], ['convert', 'x', out, { gyroscopeOffset: { x: 1, y: NaN, z: 1 } }],
-    ['convert', new URL('http://x'), out], ['readSamples', 'x', { channels: 'accel' }],
-    ['readSamples', 'x', { channels: ['gps'] }], ['readSamples', 'x', { precision: 'float16' }],
-    ['readSamples', 'x', { orientation: 1 }], ['readSamples', 'x', { timeZone: 'Mars/Olympus' }], ['inspect'],
-    ['synchronise', 'x', folder], ['synchronise', ['x', 1], folder], ['synchronise', ['x'], folder, { gyroscopeOffset: [] }],
-    ['readConfig', {}], ['writeConfig', out], ['writeConfig', out, 1],
+    ['convert', 'x', out, { overwrite: 'no' }],
+    ['convert', 'x', out, { keepReadable: 1 }],
+    ['convert', 1, out],
+    ['convert', 'x'],
+    ['convert', 'x', 'a\0b'],
+    ['convert', 'x', out, null],
+    ['convert', 'x', out, { signal: {} }],
+    ['convert', 'x', out, { onProgress: 1 }],
+    ['convert', 'x', out, { fsync: 1 }],
+    ['convert', 'x', out, { gyroscopeOffset: 'still' }],
+    ['convert', 'x', out, { gyroscopeOffset: { x: 1, y: NaN, z: 1 } }],
+    ['convert', new URL('http://x'), out],
+    ['readSamples', 'x', { channels: 'accel' }],
+    ['readSamples', 'x', { channels: ['gps'] }],
+    ['readSamples', 'x', { precision: 'float16' }],
+    ['readSamples', 'x', { orientation: 1 }],
+    ['readSamples', 'x', { timeZone: 'Mars/Olympus' }],
+    ['inspect'],
+    ['synchronise', 'x', folder],
+    ['synchronise', ['x', 1], folder],
+    ['synchronise', ['x'], folder, { gyroscopeOffset: [] }],
+    ['readConfig', {}],
+    ['writeConfig', out],
+    ['writeConfig', out, 1],
   ]) {
     await assert.rejects(reader[name](...args), TypeError, `${name} ${args.length}`);
   }
@@ -133,18 +169,29 @@ test('links stay links, modes stay, and others see the old file or the new one',
   fs.symlinkSync('target.csv', link);
   const seen = new Set();
   const job = reader.convert(recording, link);
-  for (let running = true; running; job.then(() => { running = false; })) {
+  for (
+    let running = true;
+    running;
+    job.then(() => {
+      running = false;
+    })
+  ) {
     seen.add(fs.statSync(target).size);
     await sleep(1);
   }
   const { bytes } = await job;
-  assert.deepEqual([...seen, bytes].filter((size) => size !== 3 && size !== bytes), []);
+  assert.deepEqual(
+    [...seen, bytes].filter((size) => size !== 3 && size !== bytes),
+    [],
+  );
   assert.ok(fs.lstatSync(link).isSymbolicLink());
   assert.equal(fs.statSync(target).mode & 0o777, kept(0o640));
   assert.deepEqual(fs.readdirSync(folder).sort(), ['link.csv', 'r.bin', 'target.csv']);
 });
 
-test('parts are for their owner alone; an output gets the rights of what it replaces, or of something new', { skip: os.platform() === 'win32' }, async (t) => {
+test('parts are for their owner alone; an output gets the rights of what it replaces, or of something new', {
+  skip: os.platform() === 'win32',
+}, async (t) => {
   const folder = scratchFolder(t);
   const recording = longUnit(folder, 'r.bin', 5000);
   const mode = (name) => fs.statSync(path.join(folder, name)).mode & 0o777;
@@ -156,8 +203,15 @@ test('parts are for their owner alone; an output gets the rights of what it repl
       fs.chmodSync(csv, before);
     }
     const job = reader.convert(recording, csv);
-    for (let running = true; running; job.then(() => { running = false; })) {
-      fs.readdirSync(folder).filter((name) => name.includes('.part-') && fs.existsSync(path.join(folder, name)))
+    for (
+      let running = true;
+      running;
+      job.then(() => {
+        running = false;
+      })
+    ) {
+      fs.readdirSync(folder)
+        .filter((name) => name.includes('.part-') && fs.existsSync(path.join(folder, name)))
         .forEach((name) => fs.statSync(path.join(folder, name)).size > 0 && parts.add(mode(name)));
       await sleep(1);
     }
@@ -186,7 +240,10 @@ test('what appears while a job runs is not replaced, nor what is there without `
 
   const set = ['a', 'b'].map((name) => unit(folder, `${name}.bin`, { schedule: { second: 0, tick: 0 } }));
   fs.writeFileSync(path.join(folder, 'b.csv'), 'old');
-  await assert.rejects(reader.synchronise(set, folder, { overwrite: false }), { code: 'ERR_OUTPUT_EXISTS', path: path.join(folder, 'b.csv') });
+  await assert.rejects(reader.synchronise(set, folder, { overwrite: false }), {
+    code: 'ERR_OUTPUT_EXISTS',
+    path: path.join(folder, 'b.csv'),
+  });
   assert.ok(!fs.existsSync(path.join(folder, 'a.csv')));
 });
 
@@ -194,12 +251,23 @@ test('a recording that changes while it is read gives nothing', async (t) => {
   const folder = scratchFolder(t);
   const recording = longUnit(folder, 'r.bin', 40_000);
   for (const start of [
-    () => reader.convert(recording, path.join(folder, 'r.csv')), () => reader.readSamples(recording),
-    () => reader.inspect(recording), () => reader.levels([recording]),
+    () => reader.convert(recording, path.join(folder, 'r.csv')),
+    () => reader.readSamples(recording),
+    () => reader.inspect(recording),
+    () => reader.levels([recording]),
   ]) {
-    const ended = start().then(() => 'done', (error) => error);
+    const ended = start().then(
+      () => 'done',
+      (error) => error,
+    );
     let end;
-    for (ended.then((value) => { end = value; }); !end; await sleep(1)) {
+    for (
+      ended.then((value) => {
+        end = value;
+      });
+      !end;
+      await sleep(1)
+    ) {
       fs.appendFileSync(recording, Buffer.alloc(512));
     }
     assert.deepEqual([end.code, end.path], ['ERR_RECORDING_CHANGED', recording], `${start}`);
@@ -252,7 +320,10 @@ test('an abort at any time rejects with its reason and leaves nothing', async (t
       outputs().forEach((name) => fs.rmSync(path.join(folder, name)));
       const controller = new AbortController();
       const reason = new Error(`at ${part}`);
-      const ended = start({ signal: controller.signal }).then(() => 'done', (error) => error);
+      const ended = start({ signal: controller.signal }).then(
+        () => 'done',
+        (error) => error,
+      );
       await sleep((whole * part) / 8);
       controller.abort(reason);
       const end = await ended;
@@ -263,7 +334,14 @@ test('an abort at any time rejects with its reason and leaves nothing', async (t
     assert.ok(aborted > 0);
   }
   const thrown = new Error('from the listener');
-  await assert.rejects(operations[1][0]({ onProgress: () => { throw thrown; } }), thrown);
+  await assert.rejects(
+    operations[1][0]({
+      onProgress: () => {
+        throw thrown;
+      },
+    }),
+    thrown,
+  );
 });
 
 test('jobs wait their turn in order; one that is aborted while it waits never starts', async (t) => {
@@ -272,8 +350,11 @@ test('jobs wait their turn in order; one that is aborted while it waits never st
   const order = [];
   const controller = new AbortController();
   const jobs = Array.from({ length: os.availableParallelism() + 3 }, (_, k) =>
-    reader.inspect(recording, k === os.availableParallelism() + 1 ? { signal: controller.signal } : {})
-      .then(() => order.push(k), (error) => order.push(error.name)));
+    reader.inspect(recording, k === os.availableParallelism() + 1 ? { signal: controller.signal } : {}).then(
+      () => order.push(k),
+      (error) => order.push(error.name),
+    ),
+  );
   controller.abort();
   await Promise.all(jobs);
   assert.equal(order[0], 'AbortError');
@@ -289,7 +370,10 @@ test('progress goes forward through the stages and ends at 1', async (t) => {
   await reader.convert(recording, path.join(folder, 'r.csv'), { onProgress: (progress) => seen.push(progress) });
   const place = ({ stage, fraction }) => ['decode', 'orientation', 'write'].indexOf(stage) + fraction / 2;
   assert.ok(seen.length >= 3, `${seen.length}`);
-  assert.deepEqual(seen.map(place), seen.map(place).toSorted((a, b) => a - b));
+  assert.deepEqual(
+    seen.map(place),
+    seen.map(place).toSorted((a, b) => a - b),
+  );
   assert.deepEqual(seen.at(-1), { stage: 'write', fraction: 1 });
 });
 
@@ -308,7 +392,10 @@ test('workers that end, and a process that exits, with jobs running', async (t) 
     assert.equal(run(`${script}; setTimeout(() => process.exit(7), ${delay})`).status, 7);
     assert.match(run(`${script}; setTimeout(() => { throw new Error('mine'); }, ${delay})`).stderr, /mine/);
   }
-  assert.deepEqual(fs.readdirSync(folder).filter((name) => name.includes('part')), []);
+  assert.deepEqual(
+    fs.readdirSync(folder).filter((name) => name.includes('part')),
+    [],
+  );
   for (const name of fs.readdirSync(folder).filter((file) => file.endsWith('csv'))) {
     requireComplete(path.join(folder, name));
   }
@@ -332,7 +419,11 @@ test('readSamples gives the values of the CSV, at true times, without copies', a
   const recording = unit(folder, 'r.bin', everything);
   addon.read(recording, path.join(folder, 'r.csv'));
   const { config, channels, report } = await reader.readSamples(recording);
-  const rows = fs.readFileSync(path.join(folder, 'r.csv'), 'utf8').split('\n').slice(7, -1).map((row) => row.split(','));
+  const rows = fs
+    .readFileSync(path.join(folder, 'r.csv'), 'utf8')
+    .split('\n')
+    .slice(7, -1)
+    .map((row) => row.split(','));
   const column = (k, digits, from) => {
     const furthest = Math.max(...rows.map((row, i) => Math.abs(Number(row[k]) - from[i])));
     assert.ok(from.length === rows.length && furthest <= 0.5001 * 10 ** -digits, `column ${k}: ${furthest}`);
@@ -341,7 +432,10 @@ test('readSamples gives the values of the CSV, at true times, without copies', a
   [gyro.x, gyro.y, gyro.z, accel.x, accel.y, accel.z].forEach((values, k) => column(1 + k, 5, values));
   column(7, 3, baro.pressure);
   ['w', 'x', 'y', 'z'].forEach((axis, k) => column(10 + k, 5, quaternion[axis]));
-  assert.deepEqual([...accel.time], Array.from({ length: 1000 }, (_, k) => k / 100));
+  assert.deepEqual(
+    [...accel.time],
+    Array.from({ length: 1000 }, (_, k) => k / 100),
+  );
   assert.deepEqual([...radioByte.value], [0, 1, 2, 3, 4, 5, 6, 7, 8, 9]);
   assert.deepEqual([[...radioTime.value], radioTime.unit], [[...radioTime.time], 's']);
   assert.equal(accel.x.buffer, accel.z.buffer);
@@ -367,11 +461,15 @@ test('synchronise writes the CSVs of readAndSync2 and tells the clock', async (t
   const [five, ours] = ['five', 'ours'].map((name) => path.join(folder, name));
   [five, ours].forEach((out) => fs.mkdirSync(out));
   const paths = [
-    unit(folder, 'a.b.bin', { ...everything }), unit(folder, 'c.bin', { start: 3, byte: true, time: { role: 1, ahead: -250 } }),
+    unit(folder, 'a.b.bin', { ...everything }),
+    unit(folder, 'c.bin', { start: 3, byte: true, time: { role: 1, ahead: -250 } }),
   ];
   assert.equal(addon.readAndSync2(paths, five), 'OK');
   const { outputs, clock, units } = await reader.synchronise(paths, ours);
-  assert.deepEqual(outputs, ['a.b', 'c'].map((name) => path.join(ours, `${name}.csv`)));
+  assert.deepEqual(
+    outputs,
+    ['a.b', 'c'].map((name) => path.join(ours, `${name}.csv`)),
+  );
   for (const [k, csv] of outputs.entries()) {
     assert.ok(fs.readFileSync(csv).equals(fs.readFileSync(path.join(five, path.basename(csv)))), csv);
     assert.deepEqual([units[k].rows, units[k].path], [requireComplete(csv), paths[k]]);
@@ -414,7 +512,14 @@ test('headers: whole, with instants where a zone is given, and written from text
   const unknownFrames = Buffer.from([0x4b, 0x56, 9, 9, 0, 1, 2]);
   await reader.writeConfig(file, 'device,-5,2,5:radio,1,12');
   assert.deepEqual([(await reader.readConfig(file)).deviceId, (await reader.readConfig(file)).radioChannel], [4294967291, 12]);
-  await reader.writeConfig(file, { deviceId: 4e9, deviceType: 1, bodyLocation: 2, version: 3, accel: { frequency: 200, range: 16, offsetX: -5 }, unknownFrames });
+  await reader.writeConfig(file, {
+    deviceId: 4e9,
+    deviceType: 1,
+    bodyLocation: 2,
+    version: 3,
+    accel: { frequency: 200, range: 16, offsetX: -5 },
+    unknownFrames,
+  });
   const config = await reader.readConfig(file);
   assert.deepEqual([config.deviceId, config.version, config.accel.offsetX, config.unknownFrames], [4e9, 3, -5, unknownFrames]);
   await reader.writeConfig(file, config);
@@ -425,5 +530,8 @@ test('ES modules import each function by name', () => {
   const script = `import * as all from ${JSON.stringify(promisesPath)}; console.log(Object.keys(all).sort().join())`;
   const { stdout } = spawnSync(process.execPath, ['--input-type=module', '-e', script], { encoding: 'utf8' });
   const names = 'VortenaError,convert,default,inspect,readConfig,readSamples,synchronise,writeConfig';
-  assert.ok(names.split(',').every((name) => stdout.trim().split(',').includes(name)), stdout);
+  assert.ok(
+    names.split(',').every((name) => stdout.trim().split(',').includes(name)),
+    stdout,
+  );
 });

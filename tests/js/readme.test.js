@@ -74,5 +74,8 @@ test('the README leads nowhere that is not in the package', () => {
   const { files } = require('../../package.json');
   const links = [...readme.matchAll(/\]\(([^)#]+)/g)].map((match) => match[1]);
   assert.ok(links.length > 10);
-  assert.deepEqual(links.filter((link) => !files.some((packed) => link.startsWith(packed))), []);
+  assert.deepEqual(
+    links.filter((link) => !files.some((packed) => link.startsWith(packed))),
+    [],
+  );
 });

@@ -26,20 +26,47 @@ test('every status code and message', (t) => {
   const cases = [
     [[], ['OK', '']],
     [[master], ['-11', 'Wrong number of sensors.\n']],
-    [[master, missing], ['-10', '']],
-    [[writeRecording(out, 'short.bin', [headerBlock().subarray(0, 511)]), master], ['-10', '']],
-    [[master, unit(out, 'nogyro.bin', { gyro: false, time: { role: 1, ahead: 0 } })], ['-13', '']],
-    [[master, unit(out, 'notime.bin', {})], ['-11', masters(1)]],
-    [[master, unit(out, 'silent.bin', { time: { role: 1 } })], ['-11', 'No radio data.\n']],
-    [[follower, follower], ['-11', masters(0)]],
-    [[master, master], ['-11', masters(2)]],
-    [[master, unit(out, 'other.bin', { time: { role: 1, channel: 6, ahead: 0 } })], ['-11', masters(1)]],
+    [
+      [master, missing],
+      ['-10', ''],
+    ],
+    [
+      [writeRecording(out, 'short.bin', [headerBlock().subarray(0, 511)]), master],
+      ['-10', ''],
+    ],
+    [
+      [master, unit(out, 'nogyro.bin', { gyro: false, time: { role: 1, ahead: 0 } })],
+      ['-13', ''],
+    ],
+    [
+      [master, unit(out, 'notime.bin', {})],
+      ['-11', masters(1)],
+    ],
+    [
+      [master, unit(out, 'silent.bin', { time: { role: 1 } })],
+      ['-11', 'No radio data.\n'],
+    ],
+    [
+      [follower, follower],
+      ['-11', masters(0)],
+    ],
+    [
+      [master, master],
+      ['-11', masters(2)],
+    ],
+    [
+      [master, unit(out, 'other.bin', { time: { role: 1, channel: 6, ahead: 0 } })],
+      ['-11', masters(1)],
+    ],
   ];
   for (const [paths, expected] of cases) {
     assert.deepEqual(sync(paths, out), expected);
   }
   assert.deepEqual(sync([master, follower], path.join(out, 'nowhere')), ['-12', '']);
-  assert.deepEqual(fs.readdirSync(out).filter((name) => !name.endsWith('.bin')), []);
+  assert.deepEqual(
+    fs.readdirSync(out).filter((name) => !name.endsWith('.bin')),
+    [],
+  );
   assert.deepEqual(sync([master, follower], `${out}/`), ['OK', '']);
 });
 

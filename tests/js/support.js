@@ -17,7 +17,9 @@ const frame = (family, id, payload) => [0x4b, 0x56, family, id, payload.length, 
 function headerBlock({ start = 0, extra = [] } = {}) {
   const gyro = [201, 0, 100, 3, ...Array(12).fill(0), ...Array(3).fill([0, 0, 0x27, 0x10]).flat(), 0, 0];
   const frames = [...frame(1, 1, [0, 0, 4, 210, 2, 5]), ...frame(3, 8, [0, 100]), ...frame(3, 3, gyro), ...extra];
-  return Buffer.concat([Buffer.alloc(start), Buffer.from(frames), Buffer.alloc(512)]).subarray(0, 512).fill(201, 504, 505);
+  return Buffer.concat([Buffer.alloc(start), Buffer.from(frames), Buffer.alloc(512)])
+    .subarray(0, 512)
+    .fill(201, 504, 505);
 }
 
 /** A data package whose 63 records are gyroscope samples of 1000 deg/s about x. */

@@ -13,11 +13,24 @@ function header({ gyro = true, baro = false, byte = false, radio, time, schedule
   const block = Buffer.alloc(512);
   block.set([
     0, // so that no byte of a frame stands where a record's identifier would
-    ...frame(3, 8, be(100, 2)), ...(date ? frame(3, 0, date) : []), ...frame(3, 2, sensor(200)), ...(gyro ? frame(3, 3, sensor(201)) : []),
-    ...(baro ? frame(3, 4, [202, 0, 100, 0, 0]) : []), ...(byte ? frame(3, 16, [203, 0, 1]) : []),
+    ...frame(3, 8, be(100, 2)),
+    ...(date ? frame(3, 0, date) : []),
+    ...frame(3, 2, sensor(200)),
+    ...(gyro ? frame(3, 3, sensor(201)) : []),
+    ...(baro ? frame(3, 4, [202, 0, 100, 0, 0]) : []),
+    ...(byte ? frame(3, 16, [203, 0, 1]) : []),
     ...(radio ? frame(3, 9, [radio.role, ...be(radio.param1 ?? 0, 4), ...be(radio.param2 ?? 0, 4), radio.channel ?? 5]) : []),
     ...(time ? frame(3, 17, [204, 0, 1, time.role, time.channel ?? 5]) : []),
-    ...(schedule ? frame(3, 18, [1, 0, 0, ...Array(2).fill([0, 0, schedule.second, 0, 0, ...be(schedule.tick, 4)]).flat()]) : []),
+    ...(schedule
+      ? frame(3, 18, [
+          1,
+          0,
+          0,
+          ...Array(2)
+            .fill([0, 0, schedule.second, 0, 0, ...be(schedule.tick, 4)])
+            .flat(),
+        ])
+      : []),
   ]);
   return block;
 }
@@ -50,7 +63,12 @@ function unit(folder, name, plan) {
 
 /** A unit that lies still for as many blocks as are wanted: 31 samples each. */
 function longUnit(folder, name, blocks, plan = {}) {
-  const records = Array.from({ length: 31 }, (_, i) => [[200, i, 0, 0, 0, 0, 8, 0], [201, i, 0, 0, 0, 0, 0, 0]].flat());
+  const records = Array.from({ length: 31 }, (_, i) =>
+    [
+      [200, i, 0, 0, 0, 0, 8, 0],
+      [201, i, 0, 0, 0, 0, 0, 0],
+    ].flat(),
+  );
   const block = Buffer.concat([Buffer.alloc(8), Buffer.from(records.flat())], 512);
   const file = Buffer.concat([header(plan), ...Array(blocks).fill(block)]);
   for (let i = 0; i < blocks; i += 1) {
@@ -75,7 +93,11 @@ function recordings(folder) {
     'blank.bin': [first, ...data.map((block, k) => (k % 5 === 1 ? Buffer.alloc(512) : block))],
     'header.bin': [first],
     'stray.bin': [headerBlock(), dataBlock(1000)],
-    'late.bin': [headerBlock({ extra: [...frame(3, 0, [0, 0, 0, 1, 1, ...be(1970, 2)]), ...frame(3, 6, [59, 59, 23, 31, 12, ...be(9999, 2)])] })],
+    'late.bin': [
+      headerBlock({
+        extra: [...frame(3, 0, [0, 0, 0, 1, 1, ...be(1970, 2)]), ...frame(3, 6, [59, 59, 23, 31, 12, ...be(9999, 2)])],
+      }),
+    ],
   };
   const files = Object.entries(damaged).map(([name, pieces]) => writeRecording(folder, name, pieces));
   return [path.join(folder, 'whole.bin'), unit(folder, 'no-gyro.bin', { gyro: false }), ...files];

@@ -17,7 +17,11 @@ const skip = !isBuilt && !isDemanded && 'there is no wasm/vortena.wasm';
 const promises = require(path.join(packagePath, 'promises.js'));
 const wasm = skip ? undefined : require(path.join(packagePath, 'wasm.js'));
 
-const settled = (promise) => promise.then((value) => ({ value }), ({ code, reason, stage }) => ({ code, reason, stage }));
+const settled = (promise) =>
+  promise.then(
+    (value) => ({ value }),
+    ({ code, reason, stage }) => ({ code, reason, stage }),
+  );
 
 test('answers for bytes are those for files', { skip }, async (t) => {
   const folder = scratchFolder(t);
@@ -28,16 +32,24 @@ test('answers for bytes are those for files', { skip }, async (t) => {
     const file = path.join(folder, name);
     const bytes = fs.readFileSync(file);
     for (const [method, options] of [
-      ['inspect'], ['readConfig', { timeZone: 'Europe/Berlin' }], ['readSamples'],
+      ['inspect'],
+      ['readConfig', { timeZone: 'Europe/Berlin' }],
+      ['readSamples'],
       ['readSamples', { transferable: true }],
       ['readSamples', { precision: 'float32', channels: ['gyro', 'accel'], gyroscopeOffset: { x: 1, y: 2, z: 3 } }],
     ]) {
-      assert.deepEqual(await settled(wasm[method](bytes, options)), await settled(promises[method](file, options)), `${method} of ${name}`);
+      assert.deepEqual(
+        await settled(wasm[method](bytes, options)),
+        await settled(promises[method](file, options)),
+        `${method} of ${name}`,
+      );
     }
     const levels = { mostBins: 2 ** 40, mostSamples: 1e5 };
     assert.deepEqual(await settled(wasm.levels([bytes], levels)), await settled(promises.levels([file], levels)), name);
     const csv = `${file}.csv`;
-    const { value, ...failure } = await settled(wasm.convert(bytes.buffer.slice(bytes.byteOffset, bytes.byteOffset + bytes.length)));
+    const { value, ...failure } = await settled(
+      wasm.convert(bytes.buffer.slice(bytes.byteOffset, bytes.byteOffset + bytes.length)),
+    );
     const { value: written, ...reason } = await settled(promises.convert(file, csv));
     assert.deepEqual(failure, reason, name);
     assert.ok(!written || Buffer.from(value).equals(fs.readFileSync(csv)), `CSV of ${name}`);
@@ -53,7 +65,10 @@ test('a set on one clock', { skip }, async (t) => {
   const expected = await promises.synchronise(files, folder);
   const { outputs, clock, units } = await wasm.synchronise(bytes);
   assert.deepEqual(clock, expected.clock);
-  assert.deepEqual(units, expected.units.map(({ output, ...rest }, k) => ({ ...rest, path: `recordings[${k}]` })));
+  assert.deepEqual(
+    units,
+    expected.units.map(({ output, ...rest }, k) => ({ ...rest, path: `recordings[${k}]` })),
+  );
   outputs.forEach((csv, k) => assert.ok(Buffer.from(csv).equals(fs.readFileSync(expected.outputs[k]))));
   const noRecording = wasm.synchronise([bytes[0], new Uint8Array(600)]);
   await assert.rejects(noRecording, { name: 'VortenaError', code: 'ERR_NOT_A_RECORDING', path: 'recordings[1]' });
@@ -69,7 +84,10 @@ test('pieces, and ends before the end', { skip }, async () => {
     sizes.push(piece.length);
   }
   clearInterval(timer);
-  assert.equal(sizes.reduce((sum, size) => sum + size), (await wasm.convert(bytes)).length);
+  assert.equal(
+    sizes.reduce((sum, size) => sum + size),
+    (await wasm.convert(bytes)).length,
+  );
   assert.ok(sizes.length > 5 && Math.max(...sizes) < 1 << 20, `${sizes}`);
 
   const abort = new AbortController();
@@ -79,7 +97,11 @@ test('pieces, and ends before the end', { skip }, async () => {
     }
   })();
   await assert.rejects(taken, /enough of/);
-  const thrower = { onProgress: ({ stage }) => { throw new Error(`in ${stage}`); } };
+  const thrower = {
+    onProgress: ({ stage }) => {
+      throw new Error(`in ${stage}`);
+    },
+  };
   await assert.rejects(wasm.convert(bytes, thrower), /in decode/);
   await assert.rejects(wasm.inspect(bytes, { signal: AbortSignal.abort(new Error('before')) }), /before/);
 });

@@ -30,9 +30,11 @@ export async function usePromises() {
   const rowsOf: [number, string] = [rows, summary.createdAt];
   const rate: number | null | undefined = report.channels.accel?.measuredRate;
   const wide: Float64Array | undefined = (await promises.readSamples('a.bin')).channels.gyro?.x;
-  const narrow: Float32Array | undefined = (await promises.readSamples('a.bin', { precision: 'float32' })).channels.baro?.pressure;
+  const narrow: Float32Array | undefined = (await promises.readSamples('a.bin', { precision: 'float32' })).channels.baro
+    ?.pressure;
   const start: Date | null = (await promises.readConfig('a.bin', { timeZone: 'Europe/Berlin' })).start;
-  const shift: number | null = (await promises.synchronise(['a.bin', 'b.bin'], 'out', { gyroscopeOffset: 'rest' })).units[0].shift;
+  const shift: number | null = (await promises.synchronise(['a.bin', 'b.bin'], 'out', { gyroscopeOffset: 'rest' })).units[0]
+    .shift;
   await promises.writeConfig('a.cfg', await promises.readConfig('a.bin'));
   return { narrow, rate, rowsOf, shift, start, wide };
 }

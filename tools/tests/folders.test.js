@@ -38,7 +38,10 @@ test('a folder with damaged recordings: all others are converted, and each failu
   assert.equal(first.status, 1, first.stderr);
   const csvs = listOf(out);
   assert.equal(csvs.length, 37);
-  assert.deepEqual(first.lines.sort(), csvs.map((name) => path.join(out, name)));
+  assert.deepEqual(
+    first.lines.sort(),
+    csvs.map((name) => path.join(out, name)),
+  );
   assert.ok(csvs.includes('a/hip.csv') && csvs.includes('b/hip.csv') && csvs.includes('b/deep/good-00.csv'));
   for (const name of csvs) {
     read(path.join(set, name.replace(/csv$/, 'bin')), `${out}.other`);
@@ -54,14 +57,24 @@ test('a folder with damaged recordings: all others are converted, and each failu
     assert.match(told[at + 1], /^ {9}Copy it from the unit again/, first.stderr);
   }
   const damaged = told.filter((line) => line.startsWith('damaged'));
-  assert.deepEqual(damaged.map((line) => line.match(/^damaged {2}(\S+)\.bin: [A-Z].*\.$/)[1]).sort(), ['cut', 'erased', 'lost', 'only-header']);
+  assert.deepEqual(damaged.map((line) => line.match(/^damaged {2}(\S+)\.bin: [A-Z].*\.$/)[1]).sort(), [
+    'cut',
+    'erased',
+    'lost',
+    'only-header',
+  ]);
   assert.match(told.at(-2), /^40 recordings: 37 converted, 4 of them damaged, 3 failed, /);
   assert.equal(told.length, 3 * 2 + 4 + 2);
 
   const verdicts = vortena(['check', set, '-r']);
   assert.equal(verdicts.status, 1, 'some could not be checked');
-  assert.deepEqual(verdicts.lines.filter((line) => /^\w/.test(line)).slice(0, 5).map((line) => line.split(' ')[0]),
-    [...Array(4).fill('damaged'), verdicts.stdout.includes('\nnotes ') ? 'notes' : 'ok']);
+  assert.deepEqual(
+    verdicts.lines
+      .filter((line) => /^\w/.test(line))
+      .slice(0, 5)
+      .map((line) => line.split(' ')[0]),
+    [...Array(4).fill('damaged'), verdicts.stdout.includes('\nnotes ') ? 'notes' : 'ok'],
+  );
   assert.equal(vortena(['check', path.join(set, 'lost.bin'), path.join(set, 'a')]).status, 3);
   assert.equal(vortena(['check', path.join(set, 'a'), '--json']).status, 0);
 });
@@ -74,13 +87,21 @@ test('two recordings for one output are refused before anything is done', (t) =>
   assert.deepEqual(fs.readdirSync(folder), ['set']);
   fs.mkdirSync(path.join(set, 'a/hip'));
   fs.copyFileSync(path.join(set, 'a/hip.bin'), path.join(set, 'a/hip/x.bin'));
-  assert.equal(vortena(['convert', path.join(set, 'a'), '-r', '-o', out, '--to', 'parquet']).status, 2, 'a folder within an output');
+  assert.equal(
+    vortena(['convert', path.join(set, 'a'), '-r', '-o', out, '--to', 'parquet']).status,
+    2,
+    'a folder within an output',
+  );
   fs.mkdirSync(out);
   for (const name of ['one', 'two']) {
     fs.symlinkSync('same.csv', path.join(out, `${name}.csv`));
     fs.copyFileSync(path.join(set, 'a/hip.bin'), path.join(folder, `${name}.bin`));
   }
-  assert.equal(vortena(['convert', path.join(folder, 'one.bin'), path.join(folder, 'two.bin'), '-o', out, '--overwrite']).status, 2, 'links to one file');
+  assert.equal(
+    vortena(['convert', path.join(folder, 'one.bin'), path.join(folder, 'two.bin'), '-o', out, '--overwrite']).status,
+    2,
+    'links to one file',
+  );
   const twice = path.join(set, 'a/hip.bin');
   assert.equal(vortena(['convert', twice, twice, '-o', out]).status, 0, 'the same recording twice is one');
 });
@@ -89,7 +110,14 @@ test('links in a folder: those to files are recordings, those that lead nowhere 
   const { folder, set, out } = trial(t);
   const linked = path.join(folder, 'linked');
   fs.mkdirSync(path.join(linked, 'below'), { recursive: true });
-  const links = { 'hip.BIN': '../set/a/hip.bin', 'below/lost.bin': 'nowhere', 'round.bin': 'round.bin', 'folder.bin': set, other: 'nowhere', '.hidden.bin': 'nowhere' };
+  const links = {
+    'hip.BIN': '../set/a/hip.bin',
+    'below/lost.bin': 'nowhere',
+    'round.bin': 'round.bin',
+    'folder.bin': set,
+    other: 'nowhere',
+    '.hidden.bin': 'nowhere',
+  };
   for (const [name, target] of Object.entries(links)) fs.symlinkSync(target, path.join(linked, name));
   const run = vortena(['convert', linked, '-r', '-o', out]);
   assert.equal(run.status, 1, run.stderr);
@@ -118,7 +146,10 @@ test('what is there already: refused, kept while it is newer, or replaced', (t) 
   assert.equal(fs.readFileSync(csv, 'utf8'), 'an older one');
 
   fs.utimesSync(csv, 1000, 1000);
-  assert.deepEqual(kinds(convert('--skip-existing')).sort(), ['converted', 'finished', ...Array(count - 1).fill('skipped')].sort());
+  assert.deepEqual(
+    kinds(convert('--skip-existing')).sort(),
+    ['converted', 'finished', ...Array(count - 1).fill('skipped')].sort(),
+  );
   assert.deepEqual(fs.readFileSync(csv), before);
   assert.equal(convert('--overwrite').events.at(-1).converted, count);
 
@@ -133,8 +164,10 @@ test('what is there already: refused, kept while it is newer, or replaced', (t) 
 
 test('shards do every recording once, and a shard without any is no error', (t) => {
   const { set, out } = trial(t);
-  const done = [1, 2, 3].flatMap((i) => vortena(['convert', set, '-r', '-o', out, '--shard', `${i}/3`, '--json']).events)
-    .filter(({ event }) => event === 'converted' || event === 'failed').map(({ recording }) => recording);
+  const done = [1, 2, 3]
+    .flatMap((i) => vortena(['convert', set, '-r', '-o', out, '--shard', `${i}/3`, '--json']).events)
+    .filter(({ event }) => event === 'converted' || event === 'failed')
+    .map(({ recording }) => recording);
   assert.equal(done.length, 40);
   assert.equal(new Set(done).size, 40);
   assert.equal(vortena(['convert', path.join(set, 'cut.bin'), '-o', out, '--shard', '2/2']).status, 0);
@@ -144,9 +177,19 @@ test('wrong usage and nothing found end with status 2 and one sentence', (t) => 
   const { folder, set } = trial(t);
   const empty = path.join(folder, 'empty');
   fs.mkdirSync(empty);
-  for (const args of [['convert', set], ['convert', empty, '-o', empty], ['convert', path.join(folder, 'nothing.bin'), '-o', empty],
-    ['convert', set, '-o', empty, '--shard', '3/2'], ['convert', set, '-o', empty, '-j', '0'], ['convert', set, '-o', empty, '--to', 'xls'],
-    ['chekc\x1b[2J', set], ['convert', path.join(folder, 'no\x1b[2Jthing.bin'), '-o', empty], ['config'], ['config', '--set', 'radio,1,12'], ['check', empty]]) {
+  for (const args of [
+    ['convert', set],
+    ['convert', empty, '-o', empty],
+    ['convert', path.join(folder, 'nothing.bin'), '-o', empty],
+    ['convert', set, '-o', empty, '--shard', '3/2'],
+    ['convert', set, '-o', empty, '-j', '0'],
+    ['convert', set, '-o', empty, '--to', 'xls'],
+    ['chekc\x1b[2J', set],
+    ['convert', path.join(folder, 'no\x1b[2Jthing.bin'), '-o', empty],
+    ['config'],
+    ['config', '--set', 'radio,1,12'],
+    ['check', empty],
+  ]) {
     const { status, stdout, stderr } = vortena(args);
     assert.deepEqual([status, stdout], [2, ''], args.join(' '));
     assert.match(stderr, /^(vortena|error): .+\n/, args.join(' '));
@@ -158,7 +201,14 @@ test('wrong usage and nothing found end with status 2 and one sentence', (t) => 
 
 test('a terminal gets bars, and its cursor back', { skip: process.platform !== 'linux' }, (t) => {
   const { set, out } = trial(t);
-  const command = [process.execPath, path.join(__dirname, '..', 'bin', 'vortena.js'), 'convert', path.join(set, 'a'), '-o', out].join(' ');
+  const command = [
+    process.execPath,
+    path.join(__dirname, '..', 'bin', 'vortena.js'),
+    'convert',
+    path.join(set, 'a'),
+    '-o',
+    out,
+  ].join(' ');
   const { stdout, status } = spawnSync('script', ['-qec', command, '/dev/null'], { encoding: 'utf8' });
   assert.equal(status, 0, stdout);
   assert.match(stdout, /█{3,}.*% {2}\d+\/16, \S+ .B\/s/);

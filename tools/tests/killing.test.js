@@ -38,18 +38,27 @@ test('a killed child costs its recording alone, and leaves no part of it', async
     process.kill(await writerOf(run, out), 'SIGKILL');
     const { status, events } = await run.ended;
     const failed = events.filter(({ event }) => event === 'failed');
-    assert.deepEqual(failed.map(({ recording, code }) => [path.basename(recording), code]), [['b.bin', 'ERR_WORKER_DIED']]);
+    assert.deepEqual(
+      failed.map(({ recording, code }) => [path.basename(recording), code]),
+      [['b.bin', 'ERR_WORKER_DIED']],
+    );
     assert.match(failed[0].message, /SIGKILL/);
     assert.equal(status, 1);
     assert.deepEqual(events.at(-1).converted, 2);
-    assert.deepEqual(listOf(out).filter((name) => /^b|part/.test(name)), []);
+    assert.deepEqual(
+      listOf(out).filter((name) => /^b|part/.test(name)),
+      [],
+    );
   }
   assert.equal(vortena([...args, '--skip-existing']).events.at(-1).converted, 1);
 });
 
 test('an interrupted run cancels, removes its parts and ends with status 130; what is whole stays', async (t) => {
   const { out, args } = folders(t);
-  for (const [signal, status] of [['SIGINT', 130], ['SIGTERM', 143]]) {
+  for (const [signal, status] of [
+    ['SIGINT', 130],
+    ['SIGTERM', 143],
+  ]) {
     const run = startVortena([...args, '-j', '1', '--skip-existing']);
     await writerOf(run, out);
     run.child.kill(signal);
@@ -79,7 +88,14 @@ test('when the parent is killed, its children leave nothing', async (t) => {
   const pid = await writerOf(run, out);
   run.child.kill('SIGKILL');
   await until(() => partsIn(out).length === 0);
-  await until(() => { try { process.kill(pid, 0); } catch { return true; } return false; });
+  await until(() => {
+    try {
+      process.kill(pid, 0);
+    } catch {
+      return true;
+    }
+    return false;
+  });
   assert.ok(!fs.existsSync(path.join(out, 'b.csv')));
 });
 
@@ -88,14 +104,25 @@ test('only what dead processes of this host left is cleared, only where outputs 
   const dead = spawnSync('true').pid;
   const host = os.hostname();
   fs.mkdirSync(path.join(out, 'below'), { recursive: true });
-  const theirs = [`x.csv.part-${host}-${process.pid}-1`, `x.csv.part-${host}x-${dead}-1`, `x.csv.part-${host}-${dead}`,
-    `.part-${host}-${dead}-1`, `x.csv.part-${host}-${dead}-1.txt`, `x.csv.part-${host}-0-1`, `below/x.csv.part-${host}-${dead}-1`];
+  const theirs = [
+    `x.csv.part-${host}-${process.pid}-1`,
+    `x.csv.part-${host}x-${dead}-1`,
+    `x.csv.part-${host}-${dead}`,
+    `.part-${host}-${dead}-1`,
+    `x.csv.part-${host}-${dead}-1.txt`,
+    `x.csv.part-${host}-0-1`,
+    `below/x.csv.part-${host}-${dead}-1`,
+  ];
   const ours = [`x.csv.part-${host}-${dead}-1`, `x.part-${host}-7-1.part-${host}-${dead}-12`];
   for (const name of [...theirs, ...ours]) fs.writeFileSync(path.join(out, name), '');
   fs.mkdirSync(path.join(out, `y.part-${host}-${dead}-3`));
   fs.writeFileSync(path.join(out, `y.part-${host}-${dead}-3`, 'accel.parquet'), '');
   fs.rmSync(path.join(set, 'b.bin'));
-  for (const [name, text] of [['z', 'whole'], [`z.old-${host}-${dead}-1`, 'older'], [`c.old-${host}-${dead}-2`, 'c']]) {
+  for (const [name, text] of [
+    ['z', 'whole'],
+    [`z.old-${host}-${dead}-1`, 'older'],
+    [`c.old-${host}-${dead}-2`, 'c'],
+  ]) {
     fs.mkdirSync(path.join(out, name));
     fs.writeFileSync(path.join(out, name, 'recording.json'), text);
   }
@@ -104,12 +131,18 @@ test('only what dead processes of this host left is cleared, only where outputs 
   assert.equal(fs.readFileSync(path.join(out, 'z/recording.json'), 'utf8'), 'whole');
   fs.renameSync(path.join(out, 'c'), path.join(out, `c.old-${host}-${dead}-2`));
   const failed = vortena([...args, '--to', 'parquet']).events.filter(({ event }) => event === 'failed');
-  assert.deepEqual(failed.map(({ code, output }) => [code, path.basename(output)]), [['ERR_OUTPUT_EXISTS', 'c']]);
+  assert.deepEqual(
+    failed.map(({ code, output }) => [code, path.basename(output)]),
+    [['ERR_OUTPUT_EXISTS', 'c']],
+  );
 });
 
 test('memory lets in what fits, and always one', (t) => {
   const { set, out, args } = folders(t);
-  const order = (...options) => vortena([...args, '--overwrite', '-j', '3', ...options]).events.map(({ event }) => event[0]).join('');
+  const order = (...options) =>
+    vortena([...args, '--overwrite', '-j', '3', ...options])
+      .events.map(({ event }) => event[0])
+      .join('');
   fs.cpSync(path.join(set, 'a.bin'), path.join(set, 'd.bin'));
   assert.equal(order('--memory', '1'), 'scscscscf');
   assert.match(order('--memory', '4000'), /^sss/);

@@ -24,7 +24,8 @@ async function readTable(file, only) {
   const rows = await parquetReadObjects({ file: buffer, compressors, columns: only });
   const columns = metadata.schema.slice(1).map(({ name }) => [name, rows.map((row) => row[name])]);
   return {
-    columns: Object.fromEntries(columns), types: metadata.schema.slice(1).map(({ type }) => type),
+    columns: Object.fromEntries(columns),
+    types: metadata.schema.slice(1).map(({ type }) => type),
     metadata: Object.fromEntries(metadata.key_value_metadata.map(({ key, value }) => [key, value])),
   };
 }
@@ -60,8 +61,14 @@ test('each channel is a Parquet table of the samples at their true times', async
   const { time, w, x, y, z } = channels.quaternion;
   const kept = [...time.keys()].filter((i) => w[i] || x[i] || y[i] || z[i]);
   assert.ok(kept.length > 3900 && kept.length < time.length, 'rows without an orientation are left out');
-  assert.deepEqual(columns.time, kept.map((i) => time[i]));
-  assert.deepEqual(columns.w, kept.map((i) => Math.fround(w[i])));
+  assert.deepEqual(
+    columns.time,
+    kept.map((i) => time[i]),
+  );
+  assert.deepEqual(
+    columns.w,
+    kept.map((i) => Math.fround(w[i])),
+  );
 
   longRecording(folder, 'long.bin', 4000); // of 252,000 samples, more than a group of rows holds
   assert.equal(vortena(['convert', path.join(folder, 'long.bin'), '-o', out, '--to', 'parquet']).status, 0);
@@ -74,7 +81,8 @@ test('a Parquet folder is replaced whole; a folder of other things never', (t) =
   const folder = scratchFolder(t);
   recordingIn(folder);
   const out = path.join(folder, 'out');
-  const convert = (...options) => vortena(['convert', path.join(folder, 'walk.bin'), '-o', out, '--to', 'parquet', '--json', ...options]);
+  const convert = (...options) =>
+    vortena(['convert', path.join(folder, 'walk.bin'), '-o', out, '--to', 'parquet', '--json', ...options]);
   assert.equal(convert().status, 0);
   fs.copyFileSync(path.join(out, 'walk/accel.parquet'), path.join(out, 'walk/stale.parquet'));
   assert.equal(convert('--skip-existing').events[0].event, 'skipped');
@@ -86,7 +94,10 @@ test('a Parquet folder is replaced whole; a folder of other things never', (t) =
     const refused = convert(option).events.find(({ event }) => event === 'failed');
     assert.equal(refused?.code, 'ERR_OUTPUT_FOREIGN');
     assert.deepEqual(listOf(out), before);
-    assert.deepEqual(fs.readdirSync(out).filter((name) => !name.startsWith('.vortena')), ['walk']);
+    assert.deepEqual(
+      fs.readdirSync(out).filter((name) => !name.startsWith('.vortena')),
+      ['walk'],
+    );
   };
   fs.copyFileSync(path.join(folder, 'walk.bin'), path.join(out, 'walk/recording.parquet'));
   requireRefusal('--overwrite');
@@ -161,7 +172,11 @@ test('a page follows the same rule: pipes, devices and other files are refused, 
   const recording = recordingIn(folder);
   const page = path.join(folder, 'page.html');
   const view = (...options) => vortena(['view', recording, '-o', page, ...options]);
-  const wayOf = { pipe: () => spawnSync('mkfifo', [page]), folder: () => fs.mkdirSync(page), recording: () => fs.copyFileSync(recording, page) };
+  const wayOf = {
+    pipe: () => spawnSync('mkfifo', [page]),
+    folder: () => fs.mkdirSync(page),
+    recording: () => fs.copyFileSync(recording, page),
+  };
   for (const [what, make] of Object.entries(wayOf)) {
     make();
     const before = fs.lstatSync(page);

@@ -14,7 +14,15 @@ function vortena(args, { command = [] } = {}) {
   const [first, ...rest] = [...command, process.execPath, bin, ...args];
   const { status, stdout, stderr } = spawnSync(first, rest, { encoding: 'utf8' });
   const lines = stdout.split('\n').slice(0, -1);
-  return { status, stdout, stderr, lines, get events() { return lines.map(JSON.parse); } };
+  return {
+    status,
+    stdout,
+    stderr,
+    lines,
+    get events() {
+      return lines.map(JSON.parse);
+    },
+  };
 }
 
 /** A run that goes on: `ended` resolves with the same, and `event(name)` with the first such event. */
@@ -24,8 +32,14 @@ function startVortena(args) {
   let stderr = '';
   child.stdout.on('data', (text) => (stdout += text));
   child.stderr.on('data', (text) => (stderr += text));
-  const events = () => stdout.split('\n').slice(0, -1).map((line) => JSON.parse(line));
-  const ended = new Promise((resolve) => child.on('close', (status, signal) => resolve({ status, signal, stderr, events: events() })));
+  const events = () =>
+    stdout
+      .split('\n')
+      .slice(0, -1)
+      .map((line) => JSON.parse(line));
+  const ended = new Promise((resolve) =>
+    child.on('close', (status, signal) => resolve({ status, signal, stderr, events: events() })),
+  );
   return { child, ended, event: (name) => until(() => events().find(({ event }) => event === name)) };
 }
 

@@ -14,7 +14,10 @@ test('--version gives the version, then what the reader runs on', () => {
   const { status, lines } = vortena(['--version']);
   assert.deepEqual([status, lines.length, lines[0]], [0, 2, require('../package.json').version]);
   const { methods, promises } = require('vortena-reader/promises').backend();
-  assert.ok([methods, promises].every(({ kind, file }) => lines[1].includes(`${kind} (${file})`)), lines[1]);
+  assert.ok(
+    [methods, promises].every(({ kind, file }) => lines[1].includes(`${kind} (${file})`)),
+    lines[1],
+  );
 });
 
 test('info fits a screen and tells what is in a recording', (t) => {
@@ -29,20 +32,29 @@ test('info fits a screen and tells what is in a recording', (t) => {
 
   const pipe = vortena(['info', path.join(folder, 'none.bin'), recording, folder, '--json']);
   assert.equal(pipe.status, 1);
-  assert.deepEqual(pipe.events.map(({ event, systemCode }) => systemCode ?? event), ['ENOENT', 'info', 'EISDIR']);
+  assert.deepEqual(
+    pipe.events.map(({ event, systemCode }) => systemCode ?? event),
+    ['ENOENT', 'info', 'EISDIR'],
+  );
   assert.deepEqual([pipe.events[1].config.frequency, pipe.events[1].report.channels.baro.samples], [100, 1000]);
 });
 
 test('sync writes what readAndSync2 writes, and says by what and how far', (t) => {
   const folder = scratchFolder(t);
-  const set = [unit(folder, 'hip.bin', { time: { role: 0 } }), unit(folder, 'foot.bin', { start: 3, time: { role: 1, ahead: -300 } })];
+  const set = [
+    unit(folder, 'hip.bin', { time: { role: 0 } }),
+    unit(folder, 'foot.bin', { start: 3, time: { role: 1, ahead: -300 } }),
+  ];
   const [out, other] = ['out', 'other'].map((name) => path.join(folder, name));
   const run = vortena(['sync', ...set, '-o', out]);
   assert.equal(run.status, 0, run.stderr);
   fs.mkdirSync(other);
   assert.equal(readAndSync2(set, other), 'OK');
   assert.deepEqual(readFolder(out), readFolder(other));
-  assert.deepEqual(run.lines, ['hip', 'foot'].map((name) => path.join(out, `${name}.csv`)));
+  assert.deepEqual(
+    run.lines,
+    ['hip', 'foot'].map((name) => path.join(out, `${name}.csv`)),
+  );
   assert.match(run.stderr, /times that the master sent by radio/);
   assert.match(run.stderr, /foot\.bin: shifted by -3\.000000 s/);
 

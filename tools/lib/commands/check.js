@@ -32,7 +32,10 @@ async function checkAll(paths, options) {
   const checked = [];
   const run = new Run(report, ({ recording }, { report: quality }) => checked.push({ recording, quality }));
   const recordings = await findRecordings(paths, options);
-  await run.over(recordings.map((job) => ({ ...job, operation: 'inspect' })), options);
+  await run.over(
+    recordings.map((job) => ({ ...job, operation: 'inspect' })),
+    options,
+  );
   checked.sort((a, b) => severityOf(b.quality) - severityOf(a.quality) || (a.recording < b.recording ? -1 : 1));
   checked.forEach(({ recording, quality }) => tellChecked(report, recording, quality));
   const damaged = checked.some(({ quality }) => quality.verdict === 'damaged');

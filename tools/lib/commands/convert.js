@@ -42,7 +42,12 @@ async function convertAll(paths, options) {
     tellConverted(report, job, result, ms);
   });
   await run.over(
-    jobs.map((job) => ({ ...job, operation: options.to, fsync: Boolean(options.fsync), keepReadable: Boolean(options.keepReadable) })),
+    jobs.map((job) => ({
+      ...job,
+      operation: options.to,
+      fsync: Boolean(options.fsync),
+      keepReadable: Boolean(options.keepReadable),
+    })),
     options,
   );
   await Promise.all(notes);

@@ -22,7 +22,11 @@ const SOURCES = {
 };
 
 /** As the reader names the CSVs of a set on every platform: by what is behind the last slash of either kind, to its last dot. */
-const csvName = (recording) => `${recording.split(/[\\/]/).at(-1).replace(/\.[^.]*$/, '')}.csv`;
+const csvName = (recording) =>
+  `${recording
+    .split(/[\\/]/)
+    .at(-1)
+    .replace(/\.[^.]*$/, '')}.csv`;
 
 /** The first of the outputs that is there already. */
 function outputInTheWay(files, out) {
@@ -73,7 +77,14 @@ async function synchroniseWithBar(report, files, { out, fsync, overwrite }) {
     ask: () => controller.abort({ interrupted: interruption.status }),
     now: () => report?.end(),
   });
-  const sizes = await Promise.all(files.map((file) => fs.stat(file).then(({ size }) => size, () => 0)));
+  const sizes = await Promise.all(
+    files.map((file) =>
+      fs.stat(file).then(
+        ({ size }) => size,
+        () => 0,
+      ),
+    ),
+  );
   const job = { recording: out, operation: 'synchronise', size: sizes.reduce((sum, size) => sum + size, 0) };
   report?.begin(1, [job]);
   report?.started(job, process.pid);

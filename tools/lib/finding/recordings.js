@@ -14,7 +14,10 @@ const inOrder = (a, b) => (a.recording < b.recording ? -1 : Number(a.recording >
 const WORDS = { ENOENT: 'no such file or folder', EACCES: 'permission denied', ELOOP: 'a link that leads round' };
 
 function unreadable(file, { code, message }, words = WORDS[code] ?? message.replace(`${code}: `, '')) {
-  return { recording: file, failure: failure('ERR_UNREADABLE', `${file} cannot be read: ${code}: ${words}`, { systemCode: code }) };
+  return {
+    recording: file,
+    failure: failure('ERR_UNREADABLE', `${file} cannot be read: ${code}: ${words}`, { systemCode: code }),
+  };
 }
 
 /** Links to files are recordings; links to folders are not followed, as they can lead round. */
@@ -85,7 +88,9 @@ async function findRecordings(folderArguments, { recursive }) {
   if (usable.length === 0) {
     const sentences = found.map((each) => `${each.failure.message}. ${each.failure.advice}`);
     const hint = recursive ? '' : ' With -r, the folders below are searched as well.';
-    throw new UsageError(sentences.length > 0 ? sentences.join('\n') : `no recordings (*.bin) in ${folderArguments.join(', ')}.${hint}`);
+    throw new UsageError(
+      sentences.length > 0 ? sentences.join('\n') : `no recordings (*.bin) in ${folderArguments.join(', ')}.${hint}`,
+    );
   }
   return Promise.all(withoutRepeats(found).sort(inOrder).map(withSize));
 }

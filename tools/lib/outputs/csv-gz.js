@@ -62,7 +62,10 @@ async function isCsvGz(file) {
 
 /** In compressed bytes a recording's header can appear by chance. */
 async function refuseRecording(output) {
-  const looksLikeOne = await readConfig(output).then(() => true, () => false);
+  const looksLikeOne = await readConfig(output).then(
+    () => true,
+    () => false,
+  );
   if (looksLikeOne && !(await isCsvGz(output))) {
     throw new VortenaError(`${output} is a recording and is not replaced`, { code: 'ERR_OUTPUT_IS_RECORDING', path: output });
   }

@@ -32,7 +32,13 @@ function parsed(line) {
 /** The last note about each output of a folder, by name. */
 async function readNotes(folder) {
   const text = await fs.readFile(path.join(folder, NOTES), 'utf8').catch(() => '');
-  return new Map(text.split('\n').map(parsed).filter((note) => note?.output).map((note) => [note.output, note]));
+  return new Map(
+    text
+      .split('\n')
+      .map(parsed)
+      .filter((note) => note?.output)
+      .map((note) => [note.output, note]),
+  );
 }
 
 /** Notes are a help: an output without one is as whole as with it. */

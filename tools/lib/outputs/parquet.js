@@ -15,8 +15,14 @@ const ROWS_OF_GROUP = 200_000;
 const DESCRIPTION = 'recording.json';
 
 const TABLES = {
-  accel: 'accel', gyro: 'gyro', quaternion: 'quaternion', baro: 'baro', event: 'event', mag: 'mag',
-  radioByte: 'radio_byte', radioTime: 'radio_time',
+  accel: 'accel',
+  gyro: 'gyro',
+  quaternion: 'quaternion',
+  baro: 'baro',
+  event: 'event',
+  mag: 'mag',
+  radioByte: 'radio_byte',
+  radioTime: 'radio_time',
 };
 
 /** All tools that read Parquet read both; zlib has zstd from Node.js 22.15 on. */
@@ -36,7 +42,9 @@ function oriented({ time, w, x, y, z, ...rest }) {
 
 /** By column. The reader gives one unit for all axes, or one for each. */
 function unitsOf(columns, unit) {
-  return Object.fromEntries(columns.map(([name]) => [name, name === 'time' ? 's' : typeof unit === 'string' ? unit : unit[name]]));
+  return Object.fromEntries(
+    columns.map(([name]) => [name, name === 'time' ? 's' : typeof unit === 'string' ? unit : unit[name]]),
+  );
 }
 
 /** `{ name, file, rows, rate, units, columns }` of a channel; columns are pairs of a name and a typed array. */
@@ -56,10 +64,16 @@ function startText({ year, month, day, hour, minute, second }) {
 /** Tools show these pairs of texts as the file's metadata. */
 function metadataOf({ name, rate, units }, recording, { createdAt, deviceId, hasDevice }) {
   const values = {
-    recording: path.basename(recording), channel: name, rate_hz: String(rate), units: JSON.stringify(units),
-    start: startText(createdAt), device_id: hasDevice ? String(deviceId) : undefined,
+    recording: path.basename(recording),
+    channel: name,
+    rate_hz: String(rate),
+    units: JSON.stringify(units),
+    start: startText(createdAt),
+    device_id: hasDevice ? String(deviceId) : undefined,
   };
-  return Object.entries(values).filter(([, value]) => value !== undefined).map(([key, value]) => ({ key, value }));
+  return Object.entries(values)
+    .filter(([, value]) => value !== undefined)
+    .map(([key, value]) => ({ key, value }));
 }
 
 /** Quaternions are computed as floats; all else keeps every digit. */
@@ -69,11 +83,19 @@ const typeOf = (table, column) => (table === 'quaternion' && column !== 'time' ?
 async function writeTable(file, { name, rows, columns }, kvMetadata, written) {
   const { ParquetWriter, schemaFromColumnData } = await import('hyparquet-writer');
   const { fileWriter } = await import('hyparquet-writer/src/node.js');
-  const group = (from) => columns.map(([column, values]) => ({
-    name: column, data: values.subarray(from, from + ROWS_OF_GROUP), type: typeOf(name, column), nullable: false, encoding: 'PLAIN',
-  }));
+  const group = (from) =>
+    columns.map(([column, values]) => ({
+      name: column,
+      data: values.subarray(from, from + ROWS_OF_GROUP),
+      type: typeOf(name, column),
+      nullable: false,
+      encoding: 'PLAIN',
+    }));
   const writer = new ParquetWriter({
-    writer: fileWriter(file), schema: schemaFromColumnData({ columnData: group(0) }), kvMetadata, createdBy: `vortena-tools ${version}`,
+    writer: fileWriter(file),
+    schema: schemaFromColumnData({ columnData: group(0) }),
+    kvMetadata,
+    createdBy: `vortena-tools ${version}`,
     ...compression,
   });
   for (let from = 0; from < rows; from += ROWS_OF_GROUP) {

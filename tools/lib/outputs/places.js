@@ -6,7 +6,8 @@ const path = require('node:path');
 
 const MOST_LINKS = 40;
 
-const swapCase = (name) => name.replace(/\p{L}/gu, (letter) => (letter === letter.toLowerCase() ? letter.toUpperCase() : letter.toLowerCase()));
+const swapCase = (name) =>
+  name.replace(/\p{L}/gu, (letter) => (letter === letter.toLowerCase() ? letter.toUpperCase() : letter.toLowerCase()));
 
 const isSame = (a, b) => a.dev === b.dev && a.ino === b.ino;
 

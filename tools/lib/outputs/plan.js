@@ -54,7 +54,11 @@ async function refuseClashes(jobs) {
   });
 }
 
-const exists = (output) => fs.lstat(output).then(() => true, () => false);
+const exists = (output) =>
+  fs.lstat(output).then(
+    () => true,
+    () => false,
+  );
 
 /** Only an output that was seen, and is to be replaced, may be. */
 async function fateOf(job, made, { skipExisting, overwrite = false }) {

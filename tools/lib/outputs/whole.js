@@ -60,7 +60,9 @@ async function isTable(folder, entry) {
 /** Whether a folder holds what was made from a recording and nothing else, or nothing. Others are not ours to replace. */
 async function holdsTablesOnly(folder, proof) {
   const entries = await fs.readdir(folder, { withFileTypes: true });
-  const ours = await Promise.all(entries.map(async (entry) => (entry.isFile() && entry.name === proof) || isTable(folder, entry)));
+  const ours = await Promise.all(
+    entries.map(async (entry) => (entry.isFile() && entry.name === proof) || isTable(folder, entry)),
+  );
   return entries.length === 0 || (entries.some(({ name }) => name === proof) && ours.every(Boolean));
 }
 

@@ -89,10 +89,16 @@ class Run {
     const { count: recordings, interrupted, bytes } = this;
     const ms = Math.round(performance.now() - this.begin);
     this.report.event('finished', { recordings, [verb]: done, damaged, skipped, failed, interrupted, bytes, ms, status });
-    const others = [[damaged, 'of them damaged'], [skipped, 'there already'], [failed, 'failed'], [interrupted, 'not done']]
+    const others = [
+      [damaged, 'of them damaged'],
+      [skipped, 'there already'],
+      [failed, 'failed'],
+      [interrupted, 'not done'],
+    ]
       .filter(([count]) => count > 0)
       .map(([count, what]) => `, ${count} ${what}`);
-    const rate = done > 0 ? `, ${formatBytes(bytes)} in ${formatDuration(ms / 1000, 1)}, ${formatBytes((1000 * bytes) / ms)}/s` : '';
+    const rate =
+      done > 0 ? `, ${formatBytes(bytes)} in ${formatDuration(ms / 1000, 1)}, ${formatBytes((1000 * bytes) / ms)}/s` : '';
     this.report.say(`${counted(recordings, 'recording')}: ${done} ${verb}${others.join('')}${rate}`);
   }
 }

@@ -12,11 +12,32 @@ const ROWS_FOR_TEXT = 4; // left free on small terminals
 
 /** What share of a job's time its stages take, about. */
 const STAGES = {
-  csv: [['decode', 0.1], ['orientation', 0.5], ['write', 0.4]],
-  'csv.gz': [['decode', 0.03], ['orientation', 0.12], ['write', 0.1], ['compress', 0.75]],
-  parquet: [['decode', 0.05], ['orientation', 0.25], ['tables', 0.7]],
-  inspect: [['decode', 0.4], ['orientation', 0.6]],
-  synchronise: [['decode', 0.1], ['synchronise', 0.1], ['orientation', 0.4], ['write', 0.4]],
+  csv: [
+    ['decode', 0.1],
+    ['orientation', 0.5],
+    ['write', 0.4],
+  ],
+  'csv.gz': [
+    ['decode', 0.03],
+    ['orientation', 0.12],
+    ['write', 0.1],
+    ['compress', 0.75],
+  ],
+  parquet: [
+    ['decode', 0.05],
+    ['orientation', 0.25],
+    ['tables', 0.7],
+  ],
+  inspect: [
+    ['decode', 0.4],
+    ['orientation', 0.6],
+  ],
+  synchronise: [
+    ['decode', 0.1],
+    ['synchronise', 0.1],
+    ['orientation', 0.4],
+    ['write', 0.4],
+  ],
 };
 
 /** Of the whole job, from 0 to 1. */
@@ -46,7 +67,14 @@ const formatLine = (_, { value }, { name, text }) => `${name} ${drawBar(value)} 
 class Bars {
   constructor(stream, slots, totals) {
     // With wrapping on, bars are cut to the width of the terminal and the lines above them are not.
-    this.bars = new MultiBar({ stream, format: formatLine, clearOnComplete: true, hideCursor: true, forceRedraw: true, linewrap: true });
+    this.bars = new MultiBar({
+      stream,
+      format: formatLine,
+      clearOnComplete: true,
+      hideCursor: true,
+      forceRedraw: true,
+      linewrap: true,
+    });
     this.mostShown = Math.max(0, Math.min(slots, (stream.rows ?? 24) - ROWS_FOR_TEXT));
     this.total = this.bars.create(1, 0, { name: 'all'.padEnd(NAME_WIDTH), text: '' });
     this.shown = new Map();

@@ -19,6 +19,7 @@ const formatDuration = (seconds, decimals) => (Number.isFinite(seconds) ? durati
 const knownSeconds = (seconds, digits) => (seconds === null ? 'unknown' : `${seconds.toFixed(digits)} s`);
 
 /** A path may hold what a terminal takes for a command. */
-const printable = (text) => text.replace(/[\x00-\x09\x0b-\x1f\x7f-\x9f]/g, (c) => `\\x${c.charCodeAt().toString(16).padStart(2, '0')}`);
+const printable = (text) =>
+  text.replace(/[\x00-\x09\x0b-\x1f\x7f-\x9f]/g, (c) => `\\x${c.charCodeAt().toString(16).padStart(2, '0')}`);
 
 module.exports = { counted, formatBytes, formatDuration, knownSeconds, printable };

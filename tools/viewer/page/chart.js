@@ -41,7 +41,9 @@ class Chart {
   /** `description` is { title, unit, decimals, channel, curves: [{ index, name, colour, shown }], gaps, events }. */
   constructor(parent, description, page) {
     Object.assign(this, description, { page, drawn: [] });
-    this.root = parent.appendChild(element('section', { class: 'chart', 'aria-label': `${description.title}, ${description.unit}` }));
+    this.root = parent.appendChild(
+      element('section', { class: 'chart', 'aria-label': `${description.title}, ${description.unit}` }),
+    );
     this.addHeading();
     this.plot = new uPlot(this.options(), this.data(), this.root.appendChild(element('div', { class: 'plot' })));
     this.line = this.plot.over.appendChild(element('div', { class: 'cursor' }));

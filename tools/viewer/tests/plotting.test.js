@@ -21,19 +21,37 @@ test('writes times and numbers that never show 60 seconds or minus zero', () => 
 });
 
 test('writes lengths of time as the notes of reports do, and counts of one and of none', () => {
-  const texts = [0, 0.00038, 0.29, 9.9994, 41.6, 119.94, 135.9, 3599.9, 18299.98, 86400 * 2 + 61].map((each) => durationText(each));
-  const expected = ['0.000 s', '0.000380 s', '0.290 s', '9.999 s', '41.6 s', '119.9 s', '2 min 15 s', '59 min 59 s', '5 h 4 min', '48 h 1 min'];
+  const texts = [0, 0.00038, 0.29, 9.9994, 41.6, 119.94, 135.9, 3599.9, 18299.98, 86400 * 2 + 61].map((each) =>
+    durationText(each),
+  );
+  const expected = [
+    '0.000 s',
+    '0.000380 s',
+    '0.290 s',
+    '9.999 s',
+    '41.6 s',
+    '119.9 s',
+    '2 min 15 s',
+    '59 min 59 s',
+    '5 h 4 min',
+    '48 h 1 min',
+  ];
   assert.deepEqual(texts, expected);
   assert.equal(durationText(-3.21, 0), '-3 s');
   const channel = (samples, gaps) => ({ samples, measuredRate: samples > 1 ? 200 : null, nominalRate: 200, gaps });
   const gaps = (count) => ({ count, seconds: count * 0.5, longest: 0.5 });
-  const rows = channelRows({ channels: { a: channel(12000, gaps(1)), b: channel(1, gaps(0)), c: channel(0, gaps(0)), d: channel(12000, gaps(2)) } });
-  assert.deepEqual(rows.map(([, text]) => text), [
-    '12\u2009000 samples, 200.00 Hz (200 nominal), 1 gap, 0.500 s missing, longest 0.500 s',
-    '1 sample, 200 Hz nominal, no gaps',
-    'no samples, 200 Hz nominal',
-    '12\u2009000 samples, 200.00 Hz (200 nominal), 2 gaps, 1.000 s missing, longest 0.500 s',
-  ]);
+  const rows = channelRows({
+    channels: { a: channel(12000, gaps(1)), b: channel(1, gaps(0)), c: channel(0, gaps(0)), d: channel(12000, gaps(2)) },
+  });
+  assert.deepEqual(
+    rows.map(([, text]) => text),
+    [
+      '12\u2009000 samples, 200.00 Hz (200 nominal), 1 gap, 0.500 s missing, longest 0.500 s',
+      '1 sample, 200 Hz nominal, no gaps',
+      'no samples, 200 Hz nominal',
+      '12\u2009000 samples, 200.00 Hz (200 nominal), 2 gaps, 1.000 s missing, longest 0.500 s',
+    ],
+  );
 });
 
 test('puts ticks at times and values that people like, for any span', () => {

@@ -49,7 +49,11 @@ async function saved(tab, name) {
 /** All that a page says at some zooms and cursors; pressure and quaternions are rounded in pages that hold their data. */
 async function saidBy(tab) {
   const said = [await textOf(tab, 'facts'), await textOf(tab, 'quality')];
-  for (const [from, to] of [[0, 59], [42, 42.4], [20, 31]]) {
+  for (const [from, to] of [
+    [0, 59],
+    [42, 42.4],
+    [20, 31],
+  ]) {
     await tab.evaluate((span) => globalThis.vortenaPage.setView(...span), [from, to]);
     const { 'Acceleration [g]': accel, 'Angular rate [°/s]': gyro } = await readouts(tab);
     said.push(await textOf(tab, 'view'), await textOf(tab, 'time'), accel, gyro);
@@ -174,10 +178,7 @@ test('stays usable after what is no recording, after cancelling, and after anoth
   await shown(tab, 'swing.bin');
   await drop(tab, [support.simulate('other.bin', 10)]);
   await shown(tab, 'other.bin');
-  assert.deepEqual(
-    [await tab.locator('.chart').count(), await tab.evaluate(() => globalThis.vortenaPage.charts.length)],
-    [6, 6],
-  );
+  assert.deepEqual([await tab.locator('.chart').count(), await tab.evaluate(() => globalThis.vortenaPage.charts.length)], [6, 6]);
   await tab.keyboard.press('+'); // once, though two recordings were shown
   assert.equal(await tab.evaluate(() => globalThis.vortenaPage.history.length), 1);
   assert.deepEqual(tab.faults, []);
@@ -222,8 +223,14 @@ test('lets nothing out, from its workers neither', async () => {
       const told = new Promise((resolve) => worker.addEventListener('message', ({ data }) => resolve(data)));
       const image = new Image();
       image.src = `${url}image`;
-      const shownImage = image.decode().then(() => 'reached', () => 'refused');
-      const fetched = fetch(`${url}page`, { mode: 'no-cors' }).then(() => 'reached', () => 'refused');
+      const shownImage = image.decode().then(
+        () => 'reached',
+        () => 'refused',
+      );
+      const fetched = fetch(`${url}page`, { mode: 'no-cors' }).then(
+        () => 'reached',
+        () => 'refused',
+      );
       return Promise.all([told, shownImage, fetched]);
     },
     [address, script],

@@ -84,7 +84,10 @@ const wrongLabels = (tab) =>
       const { ctx, bbox } = chart.plot;
       chart.compute();
       const placed = (text, y) => `${text} at ${Math.round(y)}`;
-      const shown = globalThis.writtenOn(ctx.canvas).filter(({ x }) => x < bbox.left).map(({ text, y }) => placed(text, y));
+      const shown = globalThis
+        .writtenOn(ctx.canvas)
+        .filter(({ x }) => x < bbox.left)
+        .map(({ text, y }) => placed(text, y));
       const wanted = chart.valueTicks.map(({ at, text }) => placed(text, bbox.top + (1 - at) * bbox.height));
       return shown.length > 1 && shown.join() === wanted.join() ? [] : [`${chart.title}: ${shown}, not ${wanted}`];
     });
