@@ -25,11 +25,11 @@ function plain(key, value) {
     return [value.constructor.name, value.length, digest(value)];
   }
   if (value instanceof Error) {
-    const { name, message, constructor: _, stack, ...members } = value;
+    const { name, message, constructor: kind, stack, ...members } = value;
     return {
       name,
       message: named(message),
-      constructor: constructor.name,
+      constructor: kind.name,
       keys: Object.getOwnPropertyNames(value),
       cause: value.cause,
       members,
