@@ -4,11 +4,15 @@
 #include <cmath>
 #include <numbers>
 
+#include "simulator/noise.h"
+
 namespace vortena::simulator {
 namespace {
 
 using std::numbers::pi;
 
+constexpr double kDegreesPerRadian = 180.0 / pi;
+constexpr double kStandardGravity = 9.80665;  // m/s^2
 constexpr double kStridesPerSecond = 0.9;
 constexpr double kTurnSeconds = 3;
 constexpr double kWalkingSpeed = 1.2;  // m/s
@@ -81,7 +85,41 @@ Stride foot_stride(double t) {
           .upward = 0.6 * up_and_down + impact(25, since_strike)};
 }
 
+/// Half-angle product of rotations about z, y, x: body to earth.
+std::array<double, 4> attitude_of(double roll, double pitch, double yaw) {
+  const double cr = std::cos(roll / 2), sr = std::sin(roll / 2);
+  const double cp = std::cos(pitch / 2), sp = std::sin(pitch / 2);
+  const double cy = std::cos(yaw / 2), sy = std::sin(yaw / 2);
+  return {cr * cp * cy + sr * sp * sy, sr * cp * cy - cr * sp * sy, cr * sp * cy + sr * cp * sy,
+          cr * cp * sy - sr * sp * cy};
+}
+
+/// What an accelerometer of this attitude measures while its velocity, in the earth frame, changes.
+std::array<double, 3> specific_force(const BodyMotion& motion) {
+  const double sr = std::sin(motion.roll.value), cr = std::cos(motion.roll.value);
+  const double sp = std::sin(motion.pitch.value), cp = std::cos(motion.pitch.value);
+  const double sy = std::sin(motion.yaw.value), cy = std::cos(motion.yaw.value);
+  const double x = motion.velocity[0].rate / kStandardGravity, y = motion.velocity[1].rate / kStandardGravity;
+  const double up = 1 + motion.velocity[2].rate / kStandardGravity;
+  return {cp * cy * x + cp * sy * y - sp * up,
+          (sr * sp * cy - cr * sy) * x + (sr * sp * sy + cr * cy) * y + cp * sr * up,
+          (cr * sp * cy + sr * sy) * x + (cr * sp * sy - sr * cy) * y + cp * cr * up};
+}
+
+std::array<double, 3> body_rates_deg_s(const BodyMotion& motion) {
+  const double sr = std::sin(motion.roll.value), cr = std::cos(motion.roll.value);
+  const double sp = std::sin(motion.pitch.value), cp = std::cos(motion.pitch.value);
+  const double roll = motion.roll.rate, pitch = motion.pitch.rate, yaw = motion.yaw.rate;
+  return {(roll - yaw * sp) * kDegreesPerRadian, (pitch * cr + yaw * cp * sr) * kDegreesPerRadian,
+          (-pitch * sr + yaw * cp * cr) * kDegreesPerRadian};
+}
+
 }  // namespace
+
+InertialSample inertial_sample(const BodyMotion& motion) {
+  return {attitude_of(motion.roll.value, motion.pitch.value, motion.yaw.value), specific_force(motion),
+          body_rates_deg_s(motion)};
+}
 
 BodyMotion swing_motion(double t) {
   const double since_rest = std::max(0.0, t);
@@ -105,6 +143,52 @@ BodyMotion gait_motion(Place place, double t, double walk_seconds) {
           vigour * stride.pitch,
           heading + vigour * stride.yaw,
           {c * forward + -1 * (s * sideward), s * forward + c * sideward, vigour * stride.upward}};
+}
+
+RandomMotion::RandomMotion(std::uint32_t seed) {
+  Noise noise(seed);
+  const double vigour = noise.between(0.1, 1), pace = noise.between(0.3, 1.5);
+  const auto fill = [&](std::array<Waves, 3>* axes, double amplitude) {
+    for (Waves& waves : *axes) {
+      for (Wave& wave : waves) {
+        const double hz = pace * noise.between(0.2, 1.5);
+        wave = {vigour * amplitude * noise.uniform(), hz, noise.between(0, 2 * pi)};
+      }
+    }
+  };
+  fill(&angles_, 0.6);
+  fill(&velocities_, 0.6);
+  for (double& angle : first_angles_) {
+    angle = noise.between(-pi, pi);
+  }
+  first_angles_[1] /= 4;
+  turning_ = vigour * noise.between(-0.5, 0.5);
+  rest_seconds_ = noise.uniform() < 0.3 ? 0 : noise.between(2, 15);
+  motion_seconds_ = noise.between(10, 60);
+}
+
+Curve RandomMotion::sum(const Waves& waves, double t) {
+  Curve total;
+  for (const Wave& wave : waves) {
+    const double w = 2 * pi * wave.hz;
+    total = total + wave.amplitude * Curve{std::sin(w * t + wave.phase), w * std::cos(w * t + wave.phase)};
+  }
+  return total;
+}
+
+BodyMotion RandomMotion::at(double t) const {
+  const double cycle = rest_seconds_ + motion_seconds_;
+  const double since_rest = std::fmod(t, cycle) - rest_seconds_;
+  const Curve up = smooth_step(since_rest, 1), down = reversed(smooth_step(motion_seconds_ - since_rest, 1));
+  const Curve vigour = rest_seconds_ > 0 ? up * down : Curve{1, 0};
+  const double turned_seconds = std::floor(t / cycle) * motion_seconds_ + std::max(0.0, since_rest);
+  const Curve yaw{turning_ * turned_seconds, since_rest > 0 ? turning_ : 0};
+  std::array<Curve, 3> angles, velocity;
+  for (std::size_t k = 0; k < 3; ++k) {
+    angles[k] = Curve{first_angles_[k]} + vigour * sum(angles_[k], t);
+    velocity[k] = vigour * sum(velocities_[k], t);
+  }
+  return {angles[0], angles[1], angles[2] + yaw, velocity};
 }
 
 }  // namespace vortena::simulator

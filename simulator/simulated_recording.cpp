@@ -3,27 +3,16 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <numbers>
-#include <random>
+
+#include "simulator/noise.h"
 
 namespace vortena::simulator {
 namespace {
 
-constexpr double kDegreesPerRadian = 180.0 / std::numbers::pi;
-constexpr double kStandardGravity = 9.80665;  // m/s^2
 constexpr double kAccelRange = 16;
 constexpr double kGyroRange = 2000;
 constexpr double kCounts = 32768;
 constexpr auto kStartDate = std::chrono::sys_days{std::chrono::May / 17 / 2024} + std::chrono::minutes{9 * 60 + 5};
-
-/// Half-angle product of rotations about z, y, x: body to earth.
-std::array<double, 4> attitude_of(double roll, double pitch, double yaw) {
-  const double cr = std::cos(roll / 2), sr = std::sin(roll / 2);
-  const double cp = std::cos(pitch / 2), sp = std::sin(pitch / 2);
-  const double cy = std::cos(yaw / 2), sy = std::sin(yaw / 2);
-  return {cr * cp * cy + sr * sp * sy, sr * cp * cy - cr * sp * sy, cr * sp * cy + sr * cp * sy,
-          cr * cp * sy - sr * sp * cy};
-}
 
 Axes to_counts(const std::array<double, 3>& values, double range) {
   Axes counts{};
@@ -36,52 +25,6 @@ Axes to_counts(const std::array<double, 3>& values, double range) {
 BodyMotion motion_of(const SimulationPlan& plan, double t) {
   return plan.motion == Motion::kSwing ? swing_motion(t) : gait_motion(plan.place, t, plan.walk_seconds);
 }
-
-/// What an accelerometer of this attitude measures while its velocity, in the earth frame, changes.
-std::array<double, 3> specific_force(const BodyMotion& motion) {
-  const double sr = std::sin(motion.roll.value), cr = std::cos(motion.roll.value);
-  const double sp = std::sin(motion.pitch.value), cp = std::cos(motion.pitch.value);
-  const double sy = std::sin(motion.yaw.value), cy = std::cos(motion.yaw.value);
-  const double x = motion.velocity[0].rate / kStandardGravity, y = motion.velocity[1].rate / kStandardGravity;
-  const double up = 1 + motion.velocity[2].rate / kStandardGravity;
-  return {cp * cy * x + cp * sy * y - sp * up,
-          (sr * sp * cy - cr * sy) * x + (sr * sp * sy + cr * cy) * y + cp * sr * up,
-          (cr * sp * cy + sr * sy) * x + (cr * sp * sy - sr * cy) * y + cp * cr * up};
-}
-
-std::array<double, 3> body_rates_deg_s(const BodyMotion& motion) {
-  const double sr = std::sin(motion.roll.value), cr = std::cos(motion.roll.value);
-  const double sp = std::sin(motion.pitch.value), cp = std::cos(motion.pitch.value);
-  const double roll = motion.roll.rate, pitch = motion.pitch.rate, yaw = motion.yaw.rate;
-  return {(roll - yaw * sp) * kDegreesPerRadian, (pitch * cr + yaw * cp * sr) * kDegreesPerRadian,
-          (-pitch * sr + yaw * cp * cr) * kDegreesPerRadian};
-}
-
-/// White noise of standard deviation 1: the same numbers on every platform, unlike the standard's distributions.
-class Noise {
- public:
-  explicit Noise(std::uint32_t seed) : engine_(seed) {}
-
-  std::array<double, 3> added_to(const std::array<double, 3>& values, double deviation) {
-    std::array<double, 3> noisy = values;
-    for (double& value : noisy) {
-      value += deviation == 0 ? 0 : deviation * normal();
-    }
-    return noisy;
-  }
-
- private:
-  /// A sum of twelve even numbers from 0 to 1 has the variance 1 and the mean 6.
-  double normal() {
-    double sum = -6;
-    for (int i = 0; i < 12; ++i) {
-      sum += (static_cast<double>(engine_()) + 0.5) / 4294967296.0;
-    }
-    return sum;
-  }
-
-  std::mt19937 engine_;
-};
 
 std::array<double, 3> biased(const std::array<double, 3>& rates, const std::array<double, 3>& bias) {
   return {rates[0] + bias[0], rates[1] + bias[1], rates[2] + bias[2]};
@@ -163,10 +106,8 @@ class RecordingWriter {
 
 TrueSample true_sample(const SimulationPlan& plan, double seconds) {
   const BodyMotion motion = motion_of(plan, plan.start_seconds + seconds - plan.still_seconds);
-  TrueSample sample{};
-  sample.attitude = attitude_of(motion.roll.value, motion.pitch.value, motion.yaw.value);
-  sample.accel_g = specific_force(motion);
-  sample.gyro_deg_s = body_rates_deg_s(motion);
+  const InertialSample inertial = inertial_sample(motion);
+  TrueSample sample{inertial.attitude, inertial.accel_g, inertial.gyro_deg_s, 0, 0};
   const bool walks = plan.motion == Motion::kGait;  // indoors and on the body, without the wide range of a test bench
   sample.pressure_mbar = walks ? 1006.2 + 0.05 * std::sin(seconds / 3) : 963.5 + 2.0 * std::sin(seconds / 40);
   sample.temperature_c = walks ? 29.6 + seconds / 60 : 23.4 - 30.0 * std::sin(seconds / 90);
