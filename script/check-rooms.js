@@ -10,6 +10,7 @@ const path = require('node:path');
 const ROOMS = {
   'src/system': [],
   'src/tracker': [],
+  'src/smoother': [],
   'src/reader/decoding': ['src/system'],
   'src/reader/texts': ['src/reader/decoding', 'src/system'],
   'src/reader': ['src/reader/texts', 'src/reader/decoding', 'src/tracker', 'src/system'],
