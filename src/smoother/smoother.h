@@ -1,10 +1,14 @@
 // The best orientation that a whole recording of accelerometer and gyroscope allows: every attitude is estimated from
 // the samples before and after it. Beside it the tracker's filter knows only the samples before.
 //
-// Estimated together, about once a second: attitude, mean velocity, gyroscope offset (a random walk), accelerometer
+// Estimated together, every second or two: attitude, mean velocity, gyroscope offset (a random walk), accelerometer
 // offset, and the gyroscope's errors of scale and alignment (constants). What is known of them: a unit that people
-// carry or wear has a mean velocity around zero; where it rests, velocity and rate are zero. So integrated acceleration
-// tells the direction of gravity, at rest and in motion.
+// carry or wear has a velocity near zero, beside one in the body frame that is usual for it; where it rests, velocity
+// and rate are zero. So integrated acceleration tells the direction of gravity, at rest and in motion.
+//
+// What it cannot tell: an offset of the accelerometer that all attitudes share (5 mg are 0.3 degrees of inclination), a
+// gyroscope's error of scale about an axis that stays vertical, and, from an offset, a rotation about the vertical that
+// is steady and below 3 deg/s. In vehicles, whose velocities last, the uncertainty is larger than it says.
 //
 // The sample work is strapdown integration over intervals of a second, with its derivatives by the errors of the
 // gyroscope (T. Lupton, S. Sukkarieh, IEEE Trans. Robotics 28(1), 2012, doi:10.1109/TRO.2011.2170332). The estimate is
@@ -27,8 +31,8 @@ namespace vortena::smoother {
 
 /// Samples of one sensor in order of time, calibrated, x y z in the body frame: g for an accelerometer (1 g upwards at
 /// rest), deg/s for a gyroscope. A sample is the mean since the one before, as sensors average and as the tracker takes
-/// it. Samples that
-/// are not finite, are above 100 000 g or deg/s or are not after the one before, or after 1e12 s, are passed over.
+/// it. Passed over are samples that are not finite, of 100 000 g or deg/s and more, not after the one before, or after
+/// 1e12 s.
 class SampleSource {
  public:
   SampleSource() = default;
@@ -73,7 +77,7 @@ struct Options {
   double accel_range_g = 0;
 };
 
-/// At one instant, about every second.
+/// At one instant, every second or two.
 struct GridPoint {
   double time_s = 0;
   std::array<float, 3> gyro_offset_deg_s{};  ///< to be subtracted from what the gyroscope reads
@@ -89,7 +93,7 @@ struct Stretch {
 /// Time without samples of the gyroscope.
 struct Gap {
   Stretch stretch;
-  /// True: the rate was taken to change evenly from one side to the other. False: too long for that. Either way the
+  /// True: what it turned was guessed from the rates on both sides. False: too long for that. Either way the
   /// inclination behind it is estimated anew, and the heading is the one before, turned by what was assumed.
   bool turned = false;
 };
@@ -111,9 +115,8 @@ struct Result {
 /// Estimates the orientation of a recording and gives `sink` one attitude for each sample of the gyroscope; a sample
 /// that is not used has the attitude of the one before. The heading is free: that of the first attitude is the
 /// tracker's, the smallest turn that takes up to earth z (no z component), unless up is towards the body's negative z;
-/// then the one without y component. Memory: about 1.6 MB
-/// for each hour, half of it at 100 Hz and less; nothing else grows with the recording. Throws nothing but
-/// std::bad_alloc and what the two call throw.
+/// then the one without y component. Memory: about 1.7 MB for each hour, half of it at 100 Hz and less; nothing else
+/// grows with the recording. Throws nothing but std::bad_alloc and what sources and sink throw.
 Result smooth(SampleSource& accelerometer, SampleSource& gyroscope, const Options& options, OrientationSink& sink);
 
 }  // namespace vortena::smoother
