@@ -200,6 +200,8 @@ export interface QualityReport {
     agrees: boolean | null;
     accelerometerNorm: number | null;
     accelerometerNormSpread: number | null;
+    /** Degrees by which the vertical is off where the unit comes to rest after motion, root mean square of so many rests. */
+    tilt: { rests: number; asRead: number; offsetTakenOff: number } | null;
   };
   /** What was subtracted, deg/s. */
   gyroscopeOffset: Axes | null;

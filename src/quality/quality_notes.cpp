@@ -6,6 +6,7 @@
 #include <cmath>
 #include <iomanip>
 #include <locale>
+#include <numbers>
 #include <numeric>
 #include <sstream>
 #include <string_view>
@@ -35,6 +36,11 @@ constexpr double kLargeOffsetDegS = 0.1;
 constexpr double kCertainDeviations = 3;
 /// Half of what the orientation filter allows a unit that it takes for still.
 constexpr double kAccelNormErrorG = 0.05;
+
+/// Tilts at rest that an accelerometer may show by its own error, when its length at rest is right.
+constexpr double kLeastTiltDeg = 1.5;
+/// Of the tilt at rest, left when the offset is taken off: less than a fifth is hardly worth it.
+constexpr double kLargeTiltShare = 0.8;
 
 using Notes = std::vector<QualityNote>;
 
@@ -365,6 +371,24 @@ double length_of(const std::array<double, 3>& v) {
   return std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
 }
 
+/// An accelerometer whose length at rest is off may show a vertical that is off by as much.
+bool helps_little(const TiltAtRest& tilt, double accel_error_g) {
+  constexpr double kDegrees = 180 / std::numbers::pi;
+  return tilt.corrected_deg > kLeastTiltDeg + accel_error_g * kDegrees &&
+         tilt.corrected_deg > kLargeTiltShare * tilt.as_read_deg;
+}
+
+void note_tilt(const QualityReport& report, Notes& notes) {
+  const RestEstimate& rest = report.rest;
+  if (rest.tilt && helps_little(*rest.tilt, std::abs(rest.accel_norm_g - 1) + rest.accel_norm_spread_g)) {
+    notes.push_back({"offset-helps-little", Severity::kNote,
+                     "Where the unit comes to rest the vertical is off by " + decimal(rest.tilt->as_read_deg, 1) +
+                         " degrees, and by " + decimal(rest.tilt->corrected_deg, 1) +
+                         " with the gyroscope's offset taken off: that helps the tilt little or not at all, as errors "
+                         "made in motion are larger."});
+  }
+}
+
 void note_rest(const QualityReport& report, Notes& notes) {
   const RestEstimate& rest = report.rest;
   if (rest.problem != RestProblem::kNone) {
@@ -409,7 +433,8 @@ constexpr void (*kNotes[])(const QualityReport&, Notes&) = {note_status,        
                                                             note_foreign,        note_orientation,
                                                             note_unequal_counts, note_full_scale,
                                                             note_rates,          note_rest,
-                                                            note_dates,          note_header_samples};
+                                                            note_tilt,           note_dates,
+                                                            note_header_samples};
 
 Verdict verdict_of(const Notes& notes) {
   if (notes.empty()) {

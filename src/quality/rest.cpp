@@ -61,10 +61,11 @@ struct Moments {
 };
 
 struct Window {
+  std::size_t position;  ///< of its first sample of the gyroscope
   double start;
   Vector rate;         ///< mean, deg/s
   Vector rate_spread;  ///< deg/s
-  double accel_norm;   ///< of the mean acceleration, g
+  Vector accel;        ///< mean, g
 };
 
 double norm(const Vector& v) {
@@ -158,7 +159,8 @@ class WindowSearch {
     }
     const auto accel = calm_moments(accel_, accel_range.begin, accel_range.end, kAccelSpread);
     if (accel && std::abs(norm(accel->mean) - 1) < kAccelNormError) {
-      windows.push_back({gyro_.timestamps[gyro_range.begin], gyro->mean, gyro->spread, norm(accel->mean)});
+      const std::size_t position = gyro_range.begin;
+      windows.push_back({position, gyro_.timestamps[position], gyro->mean, gyro->spread, accel->mean});
     }
   }
 
@@ -309,9 +311,22 @@ Vector count_width(const kiv_Config::SensorConfig& gyro) {
 void describe_accelerometer(RestEstimate& rest, std::span<const Window> windows) {
   std::vector<double> norms;
   std::transform(windows.begin(), windows.end(), std::back_inserter(norms),
-                 [](const Window& window) { return window.accel_norm; });
+                 [](const Window& window) { return norm(window.accel); });
   rest.accel_norm_g = mean_of(norms);
   rest.accel_norm_spread_g = deviation_of(norms);
+}
+
+/// The first window, and each that follows motion: a window or more that is not at rest.
+std::vector<RestStop> stops_of(std::span<const Window> windows, std::size_t length) {
+  std::vector<RestStop> stops;
+  std::optional<std::size_t> last;
+  for (const Window& window : windows) {
+    if (!last || window.position > *last + length) {
+      stops.push_back({window.position + length / 2, window.accel});
+    }
+    last = window.position;
+  }
+  return stops;
 }
 
 RestEstimate with_problem(RestProblem problem) {
@@ -341,6 +356,7 @@ RestEstimate estimate_from(const Recording& recording, const LoadReport& load, c
   rest.standard_error_deg_s = all.error;
   compare_halves(rest, windows, (sampling.first + sampling.last) / 2, seconds, count);
   describe_accelerometer(rest, windows);
+  rest.tilt = measure_tilt_at_rest(recording, load, stops_of(windows, length), rest.offset_deg_s);
   return rest;
 }
 
@@ -372,6 +388,18 @@ void subtract_gyroscope_offset(kiv_DataSensor* gyro, const std::array<double, 3>
   }
 }
 
+namespace {
+
+std::string tilt_json(const TiltAtRest& tilt) {
+  JsonObject json;
+  json.number("rests", tilt.rests);
+  json.number("asRead", tilt.as_read_deg);
+  json.number("offsetTakenOff", tilt.corrected_deg);
+  return json.close();
+}
+
+}  // namespace
+
 std::string rest_json(const RestEstimate& rest) {
   constexpr std::array kReasons{"", "no-accelerometer", "no-gyroscope", "no-times", "too-little-rest"};
   const bool found = rest.problem == RestProblem::kNone;
@@ -385,6 +413,7 @@ std::string rest_json(const RestEstimate& rest) {
   json.member("agrees", rest.change_deg_s ? (rest.agrees ? "true" : "false") : "null");
   json.member("accelerometerNorm", found ? number_json(rest.accel_norm_g) : "null");
   json.member("accelerometerNormSpread", found ? number_json(rest.accel_norm_spread_g) : "null");
+  json.member("tilt", rest.tilt ? tilt_json(*rest.tilt) : "null");
   return json.close();
 }
 

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "quality/rest_tilt.h"
 #include "reader/decoding/load_report.h"
 #include "reader/recording.h"
 
@@ -31,6 +32,7 @@ struct RestEstimate {
   bool agrees = true;              ///< the change is within what errors of both halves explain, or too small to matter
   double accel_norm_g = 0;         ///< mean length of the acceleration at rest
   double accel_norm_spread_g = 0;  ///< standard deviation of it from one stretch of half a second to another
+  std::optional<TiltAtRest> tilt;  ///< what the offset does to the vertical; none without motion between two rests
 };
 
 /// Looks for rest in windows of half a second: the gyroscope's and the accelerometer's readings hardly vary, the rate

@@ -2,9 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <numbers>
 #include <random>
+#include <string>
 
+#include "quality/assessment.h"
+#include "quality/quality_report_json.h"
 #include "simulator/simulated_recording.h"
 
 namespace vortena::testing {
@@ -170,6 +175,53 @@ TEST(Rest, ChannelsOfOtherRatesAndLostSamplesDoNotShiftTheWindows) {
   subtract_gyroscope_offset(&one_axis, rest.offset_deg_s);
   subtract_gyroscope_offset(nullptr, rest.offset_deg_s);
   EXPECT_EQ(one_axis.values[0], 0);
+}
+
+/// Ten seconds of rest, twenty of motion, ten of rest. In motion the unit turns about x, as it lies: three turns one
+/// way.
+struct TurnedUnit : Unit {
+  static constexpr double kRest = 10, kMotion = 20, kTurns = 3;
+
+  explicit TurnedUnit(const Vector& offset, double gain_error = 0) : Unit(quiet_unit(30)) {
+    kiv_DataSensor& gyro = sensors.at(kGyroKey);
+    kiv_DataSensor& accel = sensors.at(kAccelKey);
+    const std::size_t n = gyro.sampleCount;
+    double before = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+      const double share = std::clamp((static_cast<double>(i) / 200 - kRest) / kMotion, 0.0, 1.0);
+      const double angle = 2 * std::numbers::pi * kTurns * share;
+      gyro.values[i] = offset[0] + (1 + gain_error) * (share - before) * 360 * kTurns * 200;
+      before = share;
+      gyro.values[n + i] = offset[1];
+      gyro.values[2 * n + i] = offset[2];
+      accel.values[i] = 0;
+      accel.values[n + i] = std::sin(angle);
+      accel.values[2 * n + i] = std::cos(angle);
+    }
+  }
+  [[nodiscard]] bool has_note() const {
+    const auto notes = assess(*this, report, OrientationProblem::kNone).notes;
+    return std::any_of(notes.begin(), notes.end(),
+                       [](const QualityNote& note) { return note.code == std::string("offset-helps-little"); });
+  }
+};
+
+TEST(Rest, TellsWhetherTheOffsetIsWhatTilts) {
+  const double seconds = TurnedUnit::kMotion + 9.75;  // from the first window at rest, and to the first after motion
+  const double decay = 4000.0 / 200;                  // seconds of the pull to the accelerometer
+  const TurnedUnit offset_alone({0.2, 0, 0});
+  const TiltAtRest tilt = offset_alone.rest().tilt.value();
+  EXPECT_EQ(tilt.rests, 1);
+  EXPECT_NEAR(tilt.as_read_deg, 0.2 * decay * (1 - std::exp(-seconds / decay)), 0.05);
+  EXPECT_LT(tilt.corrected_deg, 0.05);
+  EXPECT_FALSE(offset_alone.has_note());
+
+  const TurnedUnit wrong_gain({0.2, 0, 0}, -0.01);  // 10.8 degrees too little, partly made up for by the offset
+  EXPECT_GT(wrong_gain.rest().tilt->corrected_deg, wrong_gain.rest().tilt->as_read_deg);
+  EXPECT_TRUE(wrong_gain.has_note());
+  EXPECT_TRUE(TurnedUnit({0, 0.1, 0}, -0.01).has_note()) << "the turns spread this offset to all sides";
+  EXPECT_FALSE(TurnedUnit({0.2, 0, 0}, -0.002).has_note());
+  EXPECT_FALSE(Unit(quiet_unit(20)).rest().tilt) << "no rest after the motion";
 }
 
 TEST(Rest, StretchesThatDisagreeAreNoRest) {
