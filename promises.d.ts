@@ -77,6 +77,18 @@ export interface GyroscopeOptions {
   gyroscopeOffset?: 'rest' | Axes | undefined;
 }
 
+/** How the orientation is computed; docs/orientation.md says which to choose when. */
+export type OrientationMethod = 'filter' | 'smoothed';
+
+export interface OrientationOptions {
+  /**
+   * `'filter'`, the default, looks back alone: the CSV is that of `read`. `'smoothed'` looks both ways, estimates the
+   * gyroscope's offset itself, bridges gaps and takes different rates of the two sensors; it cannot be combined with
+   * `gyroscopeOffset`.
+   */
+  orientation?: OrientationMethod | undefined;
+}
+
 export type ErrorCode =
   | 'ERR_NOT_A_RECORDING'
   | 'ERR_UNREADABLE'
@@ -181,12 +193,24 @@ export interface QualityReport {
     headerSeconds: number | null;
   };
   orientation: {
+    method: OrientationMethod;
     available: boolean;
     reason: string | null;
     startsAfter: number | null;
     firstTilt: number | null;
     lastTilt: number | null;
     stillShare: number | null;
+    /** Of a smoothed orientation: errors of the inclination to expect, degrees (rms), and what else was estimated. */
+    smoothing: {
+      typicalError: number;
+      largestError: number;
+      /** Of the gyroscope, deg/s, over time; used within the smoother alone. */
+      meanOffset: Axes;
+      restSeconds: number;
+      /** Gaps of the gyroscope whose turn was guessed from both sides, and those too long for that. */
+      bridgedGaps: number;
+      openGaps: number;
+    } | null;
   };
   header: { error: boolean; unknownFrames: { count: number; bytes: number } };
   /** What the gyroscope measures at rest, deg/s, and the accelerometer, g. */
@@ -226,7 +250,7 @@ export interface Conversion {
 export function convert(
   path: FilePath,
   csvPath: FilePath,
-  options?: JobOptions & OutputOptions & ReplacingOptions & DamageOptions & GyroscopeOptions & ThreadOptions,
+  options?: JobOptions & OutputOptions & ReplacingOptions & DamageOptions & GyroscopeOptions & OrientationOptions & ThreadOptions,
 ): Promise<Conversion>;
 
 /** Calendar date and time of day as the unit's clock showed it; all 0 when unknown. No time zone is known. */
@@ -389,16 +413,37 @@ export interface SampleSet<Values> {
   /** Of the channels asked for, those that the recording has. */
   channels: Channels<Values>;
   report: QualityReport;
+  /** What the smoother estimated besides a smoothed orientation; otherwise null. */
+  smoothing: Smoothing | null;
+}
+
+/** Estimates over time, one for each element of `time`, a second or two apart, and of the whole recording. */
+export interface Smoothing {
+  /** s since tick zero. */
+  time: Float64Array;
+  /** Of the gyroscope, deg/s: what it reads too much. The series in `channels` are as read. */
+  offset: { x: Float64Array; y: Float64Array; z: Float64Array };
+  /** Of the inclination, the root mean square to expect, degrees. */
+  inclinationError: Float64Array;
+  /** When the unit was still, s. */
+  rest: { from: number; to: number }[];
+  /** Without samples of the gyroscope, s. `turned`: the turn meanwhile was guessed from both sides. */
+  gaps: { from: number; to: number; turned: boolean }[];
+  /** Errors of scale and alignment, row by row: the rate that is read, less the offset, is (1 + E) times the true one. */
+  gyroscopeErrors: number[][];
+  /** What the accelerometer reads too much, g. */
+  accelerometerOffset: Axes;
 }
 
 export interface SampleOptions extends JobOptions, GyroscopeOptions, ZoneOptions {
   /** Default: all. A channel that the recording does not have is left out. */
   channels?: readonly ChannelName[] | undefined;
   /**
-   * Whether to compute the orientation. True rejects with `ERR_ORIENTATION` when it is not possible, as does a list of
-   * channels with `'quaternion'`. Default: where it is possible, unless the list of channels is without it.
+   * Whether, and how, to compute the orientation. True, `'filter'` and `'smoothed'` reject with `ERR_ORIENTATION` when it
+   * is not possible, as does a list of channels with `'quaternion'`. Default: by the filter where it is possible, unless
+   * the list of channels is without it. A smoothed one has an element for each sample of the gyroscope.
    */
-  orientation?: boolean | undefined;
+  orientation?: boolean | OrientationMethod | undefined;
 }
 
 /**
@@ -486,7 +531,7 @@ export interface UnitLevels {
   channels: ChannelLevels[];
 }
 
-export interface LevelOptions extends JobOptions {
+export interface LevelOptions extends JobOptions, GyroscopeOptions, OrientationOptions {
   /** The recordings on one clock, cut to their common span. Default false. */
   synchronised?: boolean | undefined;
   /** Bins of the finest levels, all recordings together. Default 200,000. */
@@ -512,7 +557,10 @@ export function levels(
 export function synchronise(
   paths: readonly FilePath[],
   outputFolder: FilePath,
-  options?: JobOptions & OutputOptions & ReplacingOptions & { gyroscopeOffset?: 'rest' | Axes | readonly Axes[] | undefined },
+  options?: JobOptions &
+    OutputOptions &
+    ReplacingOptions &
+    OrientationOptions & { gyroscopeOffset?: 'rest' | Axes | readonly Axes[] | undefined },
 ): Promise<SynchronisedSet>;
 
 /** Reads the configuration header; a file that is shorter than a block will do. */

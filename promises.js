@@ -27,9 +27,10 @@ async function convert(recording, csv, options = {}) {
     args.flag(options, 'keepReadable', false),
   ];
   const secondThread = args.flag(options, 'secondThread', true);
+  const method = args.orientationMethod(options);
   const offset = args.gyroscopeOffset(options);
   const { result } = await run(
-    (done, alone) => native.convert(done, from, to, ...flags, alone && secondThread, ...offset),
+    (done, alone) => native.convert(done, from, to, ...flags, alone && secondThread, method, ...offset),
     options,
     { recordings: [from], outputs: [to] },
   );
@@ -63,8 +64,9 @@ async function synchronise(recordings, outputFolder, options = {}) {
   const folder = filePath(outputFolder, 'outputFolder');
   args.checkOptions(options);
   const flags = [args.flag(options, 'fsync', false), args.flag(options, 'overwrite', true)];
+  const method = args.orientationMethod(options);
   const offsets = args.gyroscopeOffsets(options, paths.length);
-  const { result } = await run((done) => native.synchronise(done, paths, folder, ...flags, ...offsets), options, {
+  const { result } = await run((done) => native.synchronise(done, paths, folder, ...flags, method, ...offsets), options, {
     recordings: paths,
     outputs: paths.map((file) => `${folder}/${csvName(file)}`),
     folder,

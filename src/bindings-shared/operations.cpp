@@ -17,6 +17,7 @@
 #include "bindings-shared/arguments.h"
 #include "bindings-shared/failures.h"
 #include "bindings-shared/levels_answer.h"
+#include "bindings-shared/smoothing_answer.h"
 #include "operations/conversion.h"
 #include "operations/header_file.h"
 #include "operations/inspection.h"
@@ -41,6 +42,10 @@ GyroscopeOffset take_offset(Arguments& arguments) {
     axis = arguments.number();
   }
   return offset;
+}
+
+OrientationMethod take_method(Arguments& arguments) {
+  return arguments.text() == "smoothed" ? OrientationMethod::kSmoothed : OrientationMethod::kFilter;
 }
 
 Existing take_existing(Arguments& arguments) {
@@ -106,6 +111,7 @@ Answer answer_of(SampleSet set) {
     json.member("config", configuration_json(set.config));
     json.member("report", quality_report_json(set.report));
     json.member("channels", take_channels(set, &answer.memory));
+    json.member("smoothing", set.smoothing ? smoothing_json(*set.smoothing, &answer.memory) : "null");
     answer.json = json.close();
   }
   return answer;
@@ -171,6 +177,7 @@ Work convert(Arguments& arguments) {
   options.existing = take_existing(arguments);
   options.keep_readable = arguments.truth();
   options.second_thread = arguments.truth();
+  options.orientation = take_method(arguments);
   options.gyroscope_offset = take_offset(arguments);
   return [=](Watch* watch) {
     ConversionOptions watched = options;
@@ -186,6 +193,7 @@ Work read_samples(Arguments& arguments) {
   options.orientation = arguments.truth();
   options.orientation_required = arguments.truth();
   options.single_precision = arguments.truth();
+  options.method = take_method(arguments);
   options.gyroscope_offset = take_offset(arguments);
   return [=](Watch* watch) {
     SampleOptions watched = options;
@@ -211,6 +219,7 @@ Work synchronise(Arguments& arguments) {
   SetOptions options;
   options.sync = arguments.truth();
   options.existing = take_existing(arguments);
+  options.orientation = take_method(arguments);
   while (arguments.good() && arguments.any_left() && options.gyroscope_offsets.size() < paths.size()) {
     options.gyroscope_offsets.push_back(take_offset(arguments));
   }
@@ -227,6 +236,8 @@ Work levels(Arguments& arguments) {
   options.synchronised = arguments.truth();
   options.most_bins = static_cast<std::uint64_t>(arguments.number());
   options.most_samples = static_cast<std::uint64_t>(arguments.number());
+  options.orientation = take_method(arguments);
+  options.gyroscope_offset = take_offset(arguments);
   return [=](Watch* watch) {
     LevelOptions watched = options;
     watched.watch = watch;

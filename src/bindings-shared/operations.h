@@ -1,5 +1,5 @@
-// The operations of the core, by name, for the languages that call them. An offset is four arguments: 'none', 'given'
-// or 'rest', then x, y and z in deg/s.
+// The operations of the core, by name, for the languages that call them. A method is 'filter' or 'smoothed', of the
+// orientation. An offset is four arguments: 'none', 'given' or 'rest', then x, y and z in deg/s.
 #pragma once
 
 #include <span>
@@ -15,19 +15,19 @@ struct Operation {
   Work (*prepare)(Arguments& arguments);
 };
 
-/// convert(path, csvPath, fsync, overwrite, keepReadable, secondThread, offset): answers {rows, bytes, summary,
+/// convert(path, csvPath, fsync, overwrite, keepReadable, secondThread, method, offset): answers {rows, bytes, summary,
 /// report}.
 ///
-/// readSamples(path, channels, orientation, orientationRequired, singlePrecision, offset): answers {config, report,
-/// channels} with each of the channels as {key, samples, values, times}, the last two being places among the arrays.
-/// `channels` has bit k set for the channel of key k.
+/// readSamples(path, channels, orientation, orientationRequired, singlePrecision, method, offset): answers {config,
+/// report, channels} with each of the channels as {key, samples, values, times}, the last two being places among the
+/// arrays. `channels` has bit k set for the channel of key k.
 ///
 /// inspect(path): answers the report.
 ///
-/// synchronise(paths, folder, fsync, overwrite, offsets): answers {source, start, duration, keys, units}, a unit being
-/// {output, rows, bytes, shifts, summary, report}. `offsets` is empty or has four elements for each path.
+/// synchronise(paths, folder, fsync, overwrite, method, offsets): answers {source, start, duration, keys, units}, a
+/// unit being {output, rows, bytes, shifts, summary, report}. `offsets` is empty or has four elements for each path.
 ///
-/// levels(paths, synchronised, mostBins, mostSamples): answers what levels_answer.h describes.
+/// levels(paths, synchronised, mostBins, mostSamples, method, offset): answers what levels_answer.h describes.
 ///
 /// readConfig(path): answers the header.
 ///

@@ -76,7 +76,7 @@ struct Writing {
 
 /// The orientation first, then the rows.
 Outcome write_afterwards(const Writing& w, Conversion* result) {
-  if (Outcome outcome = orient(w.loaded, w.options.watch); !outcome.good()) {
+  if (Outcome outcome = orient(w.loaded, w.options.orientation, w.options.watch); !outcome.good()) {
     return outcome;
   }
   CsvExport csv(w.file->stream(), w.loaded->recording.config, w.loaded->recording.sensors);
@@ -102,7 +102,8 @@ Outcome write_side_by_side(const Writing& w, Conversion* result) {
 }
 
 Outcome write_rows(const Writing& w, Conversion* result) {
-  return w.options.second_thread ? write_side_by_side(w, result) : write_afterwards(w, result);
+  return w.options.second_thread && w.options.orientation == OrientationMethod::kFilter ? write_side_by_side(w, result)
+                                                                                        : write_afterwards(w, result);
 }
 
 Outcome check_paths(const char* path, const char* csv_path) {

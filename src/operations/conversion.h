@@ -19,6 +19,7 @@ struct ConversionOptions {
   /// The CSV follows the filter on a second thread; without threads, or when none can be had, it comes after it.
   bool second_thread = false;
   GyroscopeOffset gyroscope_offset;
+  OrientationMethod orientation = OrientationMethod::kFilter;
 };
 
 struct Conversion {
@@ -30,9 +31,9 @@ struct Conversion {
 };
 
 /// Decodes the recording at `path`, adds the orientation where it is possible, and writes all as CSV to `csv_path`: the
-/// bytes of BinReader2::read, unless an offset is subtracted. A recording that cannot be read touches no file, nor does
-/// any other problem. Paths are zero-terminated UTF-8. Throws when memory is refused (std::bad_alloc); then, too,
-/// nothing is left.
+/// bytes of BinReader2::read, unless an offset is subtracted or the orientation smoothed. A recording that cannot be
+/// read touches no file, nor does any other problem. Paths are zero-terminated UTF-8. Throws when memory is refused
+/// (std::bad_alloc); then, too, nothing is left.
 Conversion convert_recording(const char* path, const char* csv_path, const ConversionOptions& options = {});
 
 }  // namespace vortena

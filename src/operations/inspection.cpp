@@ -10,7 +10,7 @@ Inspection inspect_recording(const char* path, Watch* watch) {
   LoadedRecording loaded;
   inspection.outcome = load(&loaded, path, {.watch = watch}, {});
   if (inspection.outcome.good()) {
-    inspection.outcome = orient(&loaded, watch);
+    inspection.outcome = orient(&loaded, OrientationMethod::kFilter, watch);
   }
   if (inspection.outcome.good()) {
     inspection.report = judge(loaded);

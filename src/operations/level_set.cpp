@@ -118,9 +118,10 @@ class LevelMaker {
  private:
   Outcome load_one(std::size_t i) {
     LoadedRecording loaded;
-    Outcome outcome = load(&loaded, paths_[i].c_str(), {.header_samples = false, .watch = options_.watch}, {});
+    Outcome outcome =
+        load(&loaded, paths_[i].c_str(), {.header_samples = false, .watch = options_.watch}, options_.gyroscope_offset);
     if (outcome.good()) {
-      outcome = orient(&loaded, options_.watch);
+      outcome = orient(&loaded, options_.orientation, options_.watch);
     }
     if (outcome.good()) {
       result_.units[i].report = judge(loaded);

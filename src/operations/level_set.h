@@ -9,6 +9,7 @@
 
 #include "operations/levels.h"
 #include "operations/outcome.h"
+#include "operations/recording_steps.h"
 #include "quality/quality_report.h"
 #include "reader/decoding/recording_model.h"
 #include "reader/synchronisation.h"
@@ -20,6 +21,8 @@ struct LevelOptions {
   Watch* watch = nullptr;            ///< outlives the call
   bool synchronised = false;         ///< the recordings on one clock, cut to their common span
   std::uint64_t most_bins = 200000;  ///< of the finest levels, all recordings together
+  OrientationMethod orientation = OrientationMethod::kFilter;
+  GyroscopeOffset gyroscope_offset;  ///< of each recording
   std::uint64_t most_samples = 0;    ///< the samples are kept when all recordings together have no more
 };
 

@@ -49,6 +49,20 @@ Outcome correct(LoadedRecording* loaded, const GyroscopeOffset& offset) {
   return {};
 }
 
+OrientationProblem filter(LoadedRecording* loaded, Watch* watch) {
+  Recording& recording = loaded->recording;
+  const OrientationProblem problem = prepare_orientation(recording.config, &recording.sensors);
+  return problem == OrientationProblem::kNone ? fill_orientation(recording.config, &recording.sensors, watch) : problem;
+}
+
+OrientationProblem smooth(LoadedRecording* loaded, Watch* watch) {
+  Recording& recording = loaded->recording;
+  const OrientationProblem problem = find_smoothing_problem(recording.sensors);
+  return problem == OrientationProblem::kNone ? smooth_orientation(recording.config, loaded->load, &recording.sensors,
+                                                                   &loaded->smoothing.emplace(), watch)
+                                              : problem;
+}
+
 }  // namespace
 
 Outcome outcome_of(const LoadReport& report, bool keep_readable) {
@@ -77,12 +91,8 @@ Outcome require_unchanged(const char* path, const LoadedRecording& loaded) {
   return {.problem = changed ? Problem::kChanged : Problem::kNone, .stage = Stage::kWriting};
 }
 
-Outcome orient(LoadedRecording* loaded, Watch* watch) {
-  Recording& recording = loaded->recording;
-  loaded->orientation = prepare_orientation(recording.config, &recording.sensors);
-  if (loaded->orientation == OrientationProblem::kNone) {
-    loaded->orientation = fill_orientation(recording.config, &recording.sensors, watch);
-  }
+Outcome orient(LoadedRecording* loaded, OrientationMethod method, Watch* watch) {
+  loaded->orientation = method == OrientationMethod::kSmoothed ? smooth(loaded, watch) : filter(loaded, watch);
   return loaded->orientation == OrientationProblem::kStopped ? stopped(Stage::kOrientation) : Outcome();
 }
 
@@ -90,6 +100,9 @@ QualityReport judge(const LoadedRecording& loaded) {
   QualityReport report = assess(loaded.recording, loaded.load, loaded.orientation, loaded.rest);
   if (loaded.offset.source != GyroscopeOffset::Source::kNone) {
     report.subtracted_offset = loaded.offset.deg_s;
+  }
+  if (loaded.smoothing) {
+    report.smoothing = summary_of(*loaded.smoothing);
   }
   return report;
 }

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "operations/outcome.h"
+#include "operations/smoothing.h"
 #include "quality/quality_report.h"
 #include "quality/rest.h"
 #include "reader/recording.h"
@@ -28,6 +29,7 @@ struct LoadedRecording {
   GyroscopeOffset offset;            ///< that was subtracted
   std::optional<RestEstimate> rest;  ///< from before that
   OrientationProblem orientation = OrientationProblem::kNone;
+  std::optional<smoother::Result> smoothing;  ///< of a smoothed orientation
 };
 
 /// Loads the recording at `path` and subtracts the gyroscope's offset. `loaded` is freshly constructed.
@@ -44,7 +46,7 @@ Outcome require_unchanged(const char* path, const LoadedRecording& loaded);
 Outcome outcome_of(const LoadReport& report, bool keep_readable = false);
 
 /// Adds the orientation where it is possible: that it is not is no failure, and stands in `loaded`.
-Outcome orient(LoadedRecording* loaded, Watch* watch);
+Outcome orient(LoadedRecording* loaded, OrientationMethod method, Watch* watch);
 
 /// The quality report, with what was done to the recording.
 QualityReport judge(const LoadedRecording& loaded);

@@ -70,7 +70,7 @@ Outcome require_orientation(const LoadedRecording& loaded, const SampleOptions& 
 
 Outcome take_wide(LoadedRecording* loaded, const SampleOptions& options, SampleSet* set) {
   if (options.orientation) {
-    static_cast<void>(orient(loaded, options.watch));
+    static_cast<void>(orient(loaded, options.method, options.watch));
   }
   Outcome outcome = require_orientation(*loaded, options);
   if (outcome.good()) {
@@ -179,8 +179,10 @@ SampleSet load_samples(const char* path, const SampleOptions& options) {
   const LoadOptions loading{.header_samples = false, .watch = options.watch};
   set.outcome = load(&loaded, path, loading, options.gyroscope_offset);
   if (set.outcome.good()) {
-    set.outcome = options.single_precision ? take_narrow(&loaded, options, &set) : take_wide(&loaded, options, &set);
+    const bool narrows_early = options.single_precision && options.method == OrientationMethod::kFilter;
+    set.outcome = narrows_early ? take_narrow(&loaded, options, &set) : take_wide(&loaded, options, &set);
     set.config = std::move(loaded.recording.config);
+    set.smoothing = std::move(loaded.smoothing);
   }
   return set;
 }

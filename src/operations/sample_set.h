@@ -20,6 +20,7 @@ struct SampleOptions {
   bool orientation_required = false;  ///< a problem when it is not
   bool single_precision = false;      ///< values narrowed to float
   GyroscopeOffset gyroscope_offset;
+  OrientationMethod method = OrientationMethod::kFilter;
 };
 
 /// Like kiv_DataSensor, in either precision. Time stamps are always double: single precision would blur them.
@@ -35,7 +36,8 @@ struct SampleSet {
   Outcome outcome;  ///< what follows counts only when it is good
   kiv_Config config;
   QualityReport report;
-  std::map<int, Samples> channels;  ///< by ChannelKey; of those wanted, the ones that have samples
+  std::optional<smoother::Result> smoothing;  ///< of a smoothed orientation
+  std::map<int, Samples> channels;            ///< by ChannelKey; of those wanted, the ones that have samples
 };
 
 /// Loads the recording at `path` without the samples of its header block, and computes the orientation from what is

@@ -74,7 +74,7 @@ class SetConverter {
 
   Outcome orient_all() {
     return for_each([this](std::size_t i) {
-      Outcome outcome = orient(&loaded_[i], options_.watch);
+      Outcome outcome = orient(&loaded_[i], options_.orientation, options_.watch);
       if (outcome.good() && loaded_[i].orientation != OrientationProblem::kNone) {
         outcome = {
             .problem = Problem::kOrientation, .stage = Stage::kOrientation, .orientation = loaded_[i].orientation};

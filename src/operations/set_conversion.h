@@ -18,6 +18,7 @@ struct SetOptions {
   bool sync = false;       ///< on the disk before the call returns
   Existing existing = Existing::kReplace;
   std::vector<GyroscopeOffset> gyroscope_offsets;  ///< one for each recording, or none
+  OrientationMethod orientation = OrientationMethod::kFilter;
 };
 
 struct ConvertedUnit {

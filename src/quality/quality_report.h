@@ -59,6 +59,17 @@ struct OrientationQuality {
   std::optional<double> still_share;  ///< 0 to 1, of pairs of accelerometer and gyroscope samples
 };
 
+/// What the smoother, which estimates more than the orientation, says of its work.
+struct SmoothingQuality {
+  double typical_error_deg = 0;  ///< of the inclination, root mean square to expect; the median over time
+  double largest_error_deg = 0;
+  std::array<double, 3>
+      mean_offset_deg_s{};  ///< of the gyroscope, over time; it is taken off within the smoother alone
+  double rest_seconds = 0;
+  std::uint64_t bridged_gaps = 0;  ///< without samples of the gyroscope, whose turn was guessed from both sides
+  std::uint64_t open_gaps = 0;     ///< too long for that: the heading behind is the one before
+};
+
 struct HeaderQuality {
   bool error = false;  ///< a known frame was too short
   std::uint64_t unknown_frames = 0;
@@ -75,6 +86,8 @@ struct QualityReport {
   OrientationQuality orientation;
   HeaderQuality header;
   RestEstimate rest;
+  /// Of a smoothed orientation; without it, the orientation is the filter's.
+  std::optional<SmoothingQuality> smoothing;
   /// Taken off the gyroscope before the orientation, deg/s; set by who did that.
   std::optional<std::array<double, 3>> subtracted_offset;
 };

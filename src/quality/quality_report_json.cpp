@@ -164,14 +164,27 @@ std::string reason_json(const OrientationQuality& orientation) {
   return orientation.found ? "null" : text_json("never-still");
 }
 
-std::string orientation_json(const OrientationQuality& orientation) {
+std::string smoothing_json(const SmoothingQuality& smoothing) {
   JsonObject json;
+  json.number("typicalError", smoothing.typical_error_deg);
+  json.number("largestError", smoothing.largest_error_deg);
+  json.member("meanOffset", axes_json(smoothing.mean_offset_deg_s));
+  json.number("restSeconds", smoothing.rest_seconds);
+  json.number("bridgedGaps", smoothing.bridged_gaps);
+  json.number("openGaps", smoothing.open_gaps);
+  return json.close();
+}
+
+std::string orientation_json(const OrientationQuality& orientation, const std::optional<SmoothingQuality>& smoothing) {
+  JsonObject json;
+  json.text("method", smoothing ? "smoothed" : "filter");
   json.boolean("available", orientation.found);
   json.member("reason", reason_json(orientation));
   json.number("startsAfter", orientation.starts_after);
   json.number("firstTilt", orientation.first_tilt_deg);
   json.number("lastTilt", orientation.last_tilt_deg);
   json.number("stillShare", orientation.still_share);
+  json.member("smoothing", smoothing ? smoothing_json(*smoothing) : "null");
   return json.close();
 }
 
@@ -207,7 +220,7 @@ std::string quality_report_json(const QualityReport& report) {
   json.member("records", records_json(report));
   json.member("channels", channels_json(report));
   json.member("clock", clock_json(report));
-  json.member("orientation", orientation_json(report.orientation));
+  json.member("orientation", orientation_json(report.orientation, report.smoothing));
   json.member("header", header_json(report.header));
   json.member("rest", rest_json(report.rest));
   json.member("gyroscopeOffset", report.subtracted_offset ? axes_json(*report.subtracted_offset) : "null");

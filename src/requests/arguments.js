@@ -43,6 +43,18 @@ function gyroscopeOffsets({ gyroscopeOffset: value }, count) {
   return list.flatMap(offset);
 }
 
+const METHODS = ['filter', 'smoothed'];
+
+/** How the orientation is computed: the filter looks back alone, the smoother both ways, and estimates the offset itself. */
+function orientationMethod({ orientation, gyroscopeOffset: given }) {
+  check(orientation === undefined || METHODS.includes(orientation), "options.orientation is neither 'filter' nor 'smoothed'");
+  check(
+    orientation !== 'smoothed' || given === undefined,
+    "options.gyroscopeOffset cannot be used with orientation: 'smoothed', which estimates the offset itself",
+  );
+  return orientation ?? 'filter';
+}
+
 function formatter({ timeZone }) {
   check(timeZone === undefined || typeof timeZone === 'string', 'options.timeZone is not a string');
   try {
@@ -52,4 +64,4 @@ function formatter({ timeZone }) {
   }
 }
 
-module.exports = { check, checkOptions, flag, formatter, gyroscopeOffset, gyroscopeOffsets };
+module.exports = { check, checkOptions, flag, formatter, gyroscopeOffset, gyroscopeOffsets, orientationMethod };

@@ -52,4 +52,4 @@ function channelObjects(list, buffers, config, precision) {
   return Object.fromEntries(names.map((name, k) => [name, channelObject(name, list[k], buffers, config, FloatArray)]));
 }
 
-module.exports = { channelBits, channelNames, channelObjects };
+module.exports = { arrayIn, channelBits, channelNames, channelObjects };

@@ -173,9 +173,10 @@ function makeReader(provide) {
 
   async function synchronise(recordings, options = {}) {
     args.checkOptions(options);
+    const method = args.orientationMethod(options);
     const offsets = args.gyroscopeOffsets(options, recordingList(recordings).length);
     const opened = await open(recordings, options);
-    const { result } = await run(opened, 'synchronise', opened.paths, '/out', false, true, ...offsets);
+    const { result } = await run(opened, 'synchronise', opened.paths, '/out', false, true, method, ...offsets);
     const { clock, units } = setAnswer(result, opened.names);
     const outputs = units.map(({ output }) => whole(opened.files.take(output), opened.names));
     return { outputs, clock, units: units.map(({ output, ...unit }) => unit) };

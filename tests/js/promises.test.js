@@ -493,6 +493,43 @@ test('the offset of the gyroscope is taken off before the orientation, and told'
   assert.deepEqual((await reader.convert(lying, csv, { gyroscopeOffset: 'rest' })).report.gyroscopeOffset, still);
 });
 
+test('a smoothed orientation needs no stillness, no offset and no equal rates, and says what it estimated', async (t) => {
+  const folder = scratchFolder(t);
+  const recording = longUnit(folder, 'r.bin', 300);
+  const { channels, report, smoothing } = await reader.readSamples(recording, { orientation: 'smoothed' });
+  const { w, x, y, z } = channels.quaternion;
+  assert.equal(w.length, channels.gyro.x.length);
+  assert.ok(
+    w.every((_, i) => Math.abs(Math.hypot(w[i], x[i], y[i], z[i]) - 1) < 1e-6),
+    'from the first sample to the last',
+  );
+  assert.deepEqual([report.orientation.method, report.orientation.available], ['smoothed', true]);
+  assert.ok(
+    smoothing.rest.length > 0 && smoothing.offset.x.length === smoothing.time.length && smoothing.inclinationError[0] > 0,
+  );
+  const narrow = await reader.readSamples(recording, { orientation: 'smoothed', precision: 'float32', channels: ['quaternion'] });
+  assert.deepEqual(narrow.channels.quaternion.w, new Float32Array(w));
+  assert.equal((await reader.readSamples(recording)).smoothing, null);
+
+  const csv = path.join(folder, 'r.csv');
+  const converted = await reader.convert(recording, csv, { orientation: 'smoothed' });
+  const rows = fs.readFileSync(csv, 'utf8').split('\n').slice(7, -1);
+  assert.equal(rows[5].split(',')[7], w[5].toFixed(5));
+  assert.deepEqual(converted.report.orientation, report.orientation);
+  for (const start of [
+    () => reader.convert(recording, csv, { orientation: 'smoothed', gyroscopeOffset: 'rest' }),
+    () => reader.convert(recording, csv, { orientation: 'smooth' }),
+    () => reader.readSamples(recording, { orientation: 'smoothed', gyroscopeOffset: still }),
+    () => reader.levels([recording], { orientation: true }),
+  ]) {
+    await assert.rejects(start(), TypeError);
+  }
+  await assert.rejects(reader.readSamples(unit(folder, 'no-gyro.bin', { gyro: false }), { orientation: 'smoothed' }), {
+    code: 'ERR_ORIENTATION',
+    reason: 'no-gyroscope',
+  });
+});
+
 test('headers: whole, with instants where a zone is given, and written from text or object', async (t) => {
   const folder = scratchFolder(t);
   const at = async (timeZone, year, ...date) => {

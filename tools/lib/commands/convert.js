@@ -2,7 +2,7 @@
 'use strict';
 
 const { Option } = require('commander');
-const { poolOptions, shard } = require('./options.js');
+const { orientationOf, orientationOptions, poolOptions, shard } = require('./options.js');
 
 const FORMATS = ['csv', 'csv.gz', 'parquet'];
 
@@ -21,7 +21,7 @@ function define(program) {
     .option('--fsync', 'wait until each output is on the disk')
     .option('--json', 'tell what happens as JSON, one object a line')
     .option('-q, --quiet', 'tell failures only');
-  poolOptions.forEach((option) => command.addOption(option));
+  [...orientationOptions, ...poolOptions].forEach((option) => command.addOption(option));
   command.action(async (paths, options) => {
     process.exitCode = await convertAll(paths, options);
   });
@@ -34,7 +34,8 @@ async function convertAll(paths, options) {
   const { makeReport } = require('../telling/report.js');
   const { Run } = require('../running/run.js');
 
-  const jobs = await planConversions(await findRecordings(paths, options), options);
+  const orientation = orientationOf(options);
+  const jobs = await planConversions(await findRecordings(paths, options), { ...options, ...orientation });
   const report = makeReport(options);
   const notes = [];
   const run = new Run(report, (job, result, ms) => {
@@ -47,6 +48,7 @@ async function convertAll(paths, options) {
       operation: options.to,
       fsync: Boolean(options.fsync),
       keepReadable: Boolean(options.keepReadable),
+      ...orientation,
     })),
     options,
   );

@@ -2,6 +2,7 @@
 'use strict';
 
 const { InvalidArgumentError, Option } = require('commander');
+const { UsageError } = require('../telling/exit-status.js');
 
 function wholeNumber(text) {
   if (!/^[1-9]\d{0,9}$/.test(text)) {
@@ -25,4 +26,20 @@ const poolOptions = [
   new Option('--memory <MiB>', 'memory for all jobs (default: 60 % of what is free)').argParser(wholeNumber),
 ];
 
-module.exports = { poolOptions, shard };
+/** How the orientation of an output is computed. */
+const orientationOptions = [
+  new Option('--orientation <method>', 'filter, as in read, or smoothed, which looks both ways in time')
+    .choices(['filter', 'smoothed'])
+    .default('filter'),
+  new Option('--offset <kind>', "rest: take off the gyroscope's offset, as it is measured at rest").choices(['rest']),
+];
+
+/** As the reader takes them. Throws a UsageError for both at once. */
+function orientationOf({ orientation, offset }) {
+  if (orientation === 'smoothed' && offset) {
+    throw new UsageError('--orientation smoothed estimates the offset itself: use it without --offset.');
+  }
+  return { orientation, gyroscopeOffset: offset };
+}
+
+module.exports = { orientationOf, orientationOptions, poolOptions, shard };

@@ -1,18 +1,21 @@
 // vortena sync: the CSVs of a set of recordings on one clock, all or none.
 'use strict';
 
+const { orientationOf, orientationOptions } = require('./options.js');
+
 function define(program) {
-  program
+  const command = program
     .command('sync')
     .description('Brings recordings that were made together onto one clock, and writes one CSV each.')
     .argument('<file...>', 'the recordings of the set')
     .requiredOption('-o, --out <folder>', 'where the CSV files go')
     .option('--overwrite', 'replace CSV files that are there')
     .option('--fsync', 'wait until the files are on the disk')
-    .option('--json', 'the result as JSON, one object')
-    .action(async (files, options) => {
-      process.exitCode = await synchroniseAll(files, options);
-    });
+    .option('--json', 'the result as JSON, one object');
+  orientationOptions.forEach((option) => command.addOption(option));
+  command.action(async (files, options) => {
+    process.exitCode = await synchroniseAll(files, options);
+  });
 }
 
 const SOURCES = {
@@ -58,16 +61,16 @@ async function synchroniseAll(files, options) {
   }
 }
 
-async function synchroniseInto({ out, fsync, overwrite = false }, files, bars) {
+async function synchroniseInto({ out, fsync, overwrite = false, ...options }, files, bars) {
   const { clearParts } = require('vortena-reader/outputs');
   const { makeFolder } = require('../outputs/whole.js');
   await makeFolder(out);
   await clearParts([out]);
-  return synchroniseWithBar(bars, files, { out, fsync, overwrite });
+  return synchroniseWithBar(bars, files, out, { fsync: Boolean(fsync), overwrite, ...orientationOf(options) });
 }
 
 /** `report` draws the bar, where one is wanted. */
-async function synchroniseWithBar(report, files, { out, fsync, overwrite }) {
+async function synchroniseWithBar(report, files, out, options) {
   const fs = require('node:fs/promises');
   const { Interruption } = require('../running/interruption.js');
   const { synchronise } = require('vortena-reader/promises');
@@ -90,7 +93,7 @@ async function synchroniseWithBar(report, files, { out, fsync, overwrite }) {
   report?.started(job, process.pid);
   try {
     const onProgress = (progress) => report?.progressed(job, progress);
-    return await synchronise(files, out, { signal: controller.signal, onProgress, fsync: Boolean(fsync), overwrite });
+    return await synchronise(files, out, { signal: controller.signal, onProgress, ...options });
   } finally {
     interruption.end();
     report?.settled(job);

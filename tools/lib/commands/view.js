@@ -1,10 +1,12 @@
 'use strict';
 
+const { orientationOf, orientationOptions } = require('./options.js');
+
 const DEFAULT_ENDING = '.html';
 const PAGE_START = 512; // bytes
 
 function define(program) {
-  program
+  const command = program
     .command('view')
     .description('Makes a page with the curves, the attitude and the quality of a recording.')
     .argument('[file...]', 'a recording; with --sync, the recordings of a set; without, the page that reads them itself')
@@ -12,10 +14,11 @@ function define(program) {
     .option('--sync', 'several recordings on one clock, in one page')
     .option('--overwrite', 'replace another file of the name of the page')
     .option('--serve', 'from a local server, down to single samples however long the recording, until Ctrl-C')
-    .option('--open', 'in the browser as well')
-    .action(async (files, options, command) => {
-      process.exitCode = await view(files, options, command);
-    });
+    .option('--open', 'in the browser as well');
+  orientationOptions.forEach((option) => command.addOption(option));
+  command.action(async (files, options) => {
+    process.exitCode = await view(files, options);
+  });
 }
 
 function check(files, { sync, serve, out }) {
@@ -43,9 +46,10 @@ async function view(files, options) {
   if (files.length === 0) {
     return showReader(options);
   }
+  const orientation = orientationOf(options);
   const out = options.out ?? pageOf(files[0]);
   try {
-    return await (options.serve ? servePage : writePage)(files, { ...options, out });
+    return await (options.serve ? servePage : writePage)(files, { ...options, out, orientation });
   } catch (error) {
     if (error?.interrupted) {
       return error.interrupted;
@@ -99,7 +103,7 @@ async function refusal(output, overwrite) {
       };
 }
 
-async function writePage(files, { out, sync = false, overwrite, open }) {
+async function writePage(files, { out, sync = false, overwrite, open, orientation }) {
   const fs = require('node:fs');
   const { FAILED, OK } = require('../telling/exit-status.js');
   const { partOf, publish } = require('vortena-reader/outputs');
@@ -114,7 +118,7 @@ async function writePage(files, { out, sync = false, overwrite, open }) {
     return FAILED;
   }
   const replaces = fs.existsSync(out);
-  const { html } = await interruptible((signal) => makePage(files, { synchronised: sync, signal }));
+  const { html } = await interruptible((signal) => makePage(files, { synchronised: sync, signal, ...orientation }));
   const part = partOf(out);
   try {
     await fs.promises.writeFile(part, html, { flag: 'wx', mode: OWNER_ONLY });
@@ -148,12 +152,12 @@ function showReader({ open }) {
 }
 
 /** Ctrl-C is how a server ends, and no failure. */
-async function servePage(files, { sync = false, open }) {
+async function servePage(files, { sync = false, open, orientation }) {
   const { OK } = require('../telling/exit-status.js');
   const { serve } = require('../../viewer/server.js');
 
   await interruptible(async (signal) => {
-    const { address, close } = await serve(files, { synchronised: sync, signal });
+    const { address, close } = await serve(files, { synchronised: sync, signal, ...orientation });
     process.stdout.write(`${address}\n`);
     process.stderr.write('Ctrl-C ends the server.\n');
     if (open) {

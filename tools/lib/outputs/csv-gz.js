@@ -71,13 +71,21 @@ async function refuseRecording(output) {
   }
 }
 
-async function writeCsvGz({ recording, output, fsync, overwrite, keepReadable, secondThread }, { signal, onProgress }) {
+async function writeCsvGz(job, { signal, onProgress }) {
+  const { recording, output, fsync, overwrite, keepReadable, secondThread, orientation, gyroscopeOffset } = job;
   await makeFolder(path.dirname(output));
   await refuseRecording(output);
   await requirePlace(output, { overwrite, mayBeginLikeRecording: true });
   const [text, part] = [partOf(output), partOf(output)];
   try {
-    const { rows, report } = await convert(recording, text, { signal, onProgress, keepReadable, secondThread });
+    const { rows, report } = await convert(recording, text, {
+      signal,
+      onProgress,
+      keepReadable,
+      secondThread,
+      orientation,
+      gyroscopeOffset,
+    });
     await compress(text, part, { signal, onProgress });
     const { size } = await fs.promises.stat(part);
     await refuseRecording(output);

@@ -1,13 +1,17 @@
 // What outputs were made from. An output that is newer than its recording is not always of it: a copy of another one may
 // carry an older date. So each folder of outputs has a hidden file, NOTES, with a line of JSON for each that was made
-// there: { output, recordingBytes, bytes, changed }, the last two being the output's own, which tell whether the note is
-// still about it. Where there is no note, dates alone decide.
+// there: { output, recordingBytes, how, bytes, changed }, the last two being the output's own, which tell whether the note
+// is still about it. Where there is no note, dates alone decide.
 'use strict';
 
 const fs = require('node:fs/promises');
 const path = require('node:path');
 
 const NOTES = '.vortena-made.jsonl';
+
+/** What else makes outputs differ. */
+const howOf = ({ orientation = 'filter', gyroscopeOffset }) =>
+  gyroscopeOffset ? `${orientation}, offset taken off` : orientation;
 
 /** By --to: how an output is called, and what in it tells that it is whole. */
 const FORMATS = {
@@ -42,16 +46,18 @@ async function readNotes(folder) {
 }
 
 /** Notes are a help: an output without one is as whole as with it. */
-async function noteMade({ output, operation }, recordingBytes) {
+async function noteMade(job, recordingBytes) {
+  const { output, operation } = job;
   const state = await stateOf(output, FORMATS[operation]);
-  const note = { output: path.basename(output), recordingBytes, ...state };
+  const note = { output: path.basename(output), recordingBytes, how: howOf(job), ...state };
   await fs.appendFile(path.join(path.dirname(output), NOTES), `${JSON.stringify(note)}\n`).catch(() => {});
 }
 
 /** Tells of jobs whether their outputs are whole and of their recordings as these are now. */
 class Made {
-  constructor(format) {
-    Object.assign(this, { format, folders: new Map() });
+  /** `orientation` is how that of the outputs is computed, with `gyroscopeOffset`. */
+  constructor(format, orientation) {
+    Object.assign(this, { format, how: howOf(orientation), folders: new Map() });
   }
 
   notesOf(folder) {
@@ -69,7 +75,7 @@ class Made {
     }
     const note = (await this.notesOf(path.dirname(output))).get(path.basename(output));
     const isAboutIt = note?.bytes === state.bytes && note.changed === state.changed;
-    return !isAboutIt || note.recordingBytes === size;
+    return !isAboutIt || (note.recordingBytes === size && note.how === this.how);
   }
 }
 

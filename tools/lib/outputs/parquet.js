@@ -145,10 +145,12 @@ async function syncFiles(folder) {
   }
 }
 
-async function writeParquet({ recording, output, fsync, overwrite }, context) {
+async function writeParquet({ recording, output, fsync, overwrite, orientation, gyroscopeOffset }, context) {
   await makeFolder(path.dirname(output));
   await requireFolderPlace(output, { proof: DESCRIPTION, overwrite });
-  const samples = await readSamples(recording, context);
+  // The filter is wanted where it is possible, the smoother where it was asked for.
+  const method = orientation === 'smoothed' ? { orientation } : {};
+  const samples = await readSamples(recording, { ...context, ...method, gyroscopeOffset });
   const part = partOf(output);
   try {
     await fs.mkdir(part, { mode: FOLDER_OWNER_ONLY });

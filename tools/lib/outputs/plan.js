@@ -75,13 +75,13 @@ async function fateOf(job, made, { skipExisting, overwrite = false }) {
  * Gives each recording an `output` and, where it needs none or cannot have one, `skipped` or `failure`. Clashes are
  * looked for among all, whatever the shard, so that all shards answer alike.
  */
-async function planConversions(recordings, { out, to, shard = { index: 1, count: 1 }, skipExisting, overwrite }) {
+async function planConversions(recordings, { out, to, shard = { index: 1, count: 1 }, skipExisting, overwrite, ...orientation }) {
   const format = FORMATS[to];
   await refuseFile(out);
   const jobs = recordings.map((found) => (found.failure ? found : { ...found, output: outputOf(found, out, format) }));
   await refuseClashes(jobs.filter((job) => job.output));
   await clearParts(jobs.filter((job) => job.output).map((job) => path.dirname(job.output))); // some outputs may come back
-  const made = new Made(format);
+  const made = new Made(format, orientation);
   const ours = jobs.filter((_, place) => place % shard.count === shard.index - 1);
   return Promise.all(ours.map((job) => (job.failure ? job : fateOf(job, made, { skipExisting, overwrite }))));
 }
