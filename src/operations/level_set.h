@@ -22,7 +22,7 @@ struct LevelOptions {
   bool synchronised = false;         ///< the recordings on one clock, cut to their common span
   std::uint64_t most_bins = 200000;  ///< of the finest levels, all recordings together
   OrientationMethod orientation = OrientationMethod::kFilter;
-  GyroscopeOffset gyroscope_offset;  ///< of each recording
+  GyroscopeOffset gyroscope_offset{};  ///< of each recording
   std::uint64_t most_samples = 0;    ///< the samples are kept when all recordings together have no more
 };
 
