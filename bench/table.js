@@ -1,6 +1,6 @@
 'use strict';
-// node bench/table.js RESULTS.json FOLDER: the figures of README from the benchmarks' medians, and the memory that reading
-// their recording, in FOLDER, takes at most.
+// node bench/table.js RESULTS.json FOLDER: the figures of docs/speed.md from the medians of the benchmarks, and the memory
+// that reading their recording, in FOLDER, takes at most.
 const { execFileSync } = require('node:child_process');
 const fs = require('node:fs');
 const os = require('node:os');

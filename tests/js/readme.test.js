@@ -9,9 +9,8 @@ const { packagePath, scratchFolder } = require('./support.js');
 const { unit } = require('./units.js');
 
 const root = path.join(__dirname, '..', '..');
-const readme = fs.readFileSync(path.join(root, 'README.md'), 'utf8');
-const examplesOf = (text) => [...text.matchAll(/^```js\n(.*?)^```$/gms)].map((match) => match[1]);
-const examples = examplesOf(readme);
+const textOf = (page) => fs.readFileSync(path.join(root, page), 'utf8');
+const examplesOf = (page) => [...textOf(page).matchAll(/^```js\n(.*?)^```$/gms)].map((match) => match[1]);
 
 /** A folder of recordings in which the package can be required. */
 function folderOfUser(t) {
@@ -24,32 +23,44 @@ function folderOfUser(t) {
   return folder;
 }
 
+/** What each example of a page prints; all must end well. */
+function outputsOf(page, folder) {
+  return examplesOf(page).map((example) => {
+    const { status, stdout, stderr } = spawnSync(process.execPath, ['-e', example], { cwd: folder, encoding: 'utf8' });
+    assert.equal(status, 0, `${example}\n${stderr}`);
+    return stdout;
+  });
+}
+
+const filesIn = (folder, names) => names.filter((name) => fs.existsSync(path.join(folder, name)));
+
 test('the examples of the README run as they stand', (t) => {
   const folder = folderOfUser(t);
-  assert.equal(examples.length, 5);
-  for (const example of examples) {
-    const { status, stderr } = spawnSync(process.execPath, ['-e', example], { cwd: folder, encoding: 'utf8' });
-    assert.equal(status, 0, `${example}\n${stderr}`);
-  }
-  assert.deepEqual(fs.readdirSync(path.join(folder, 'synchronised')), ['foot.csv', 'hip.csv']);
-  assert.ok(fs.existsSync(path.join(folder, 'recording.csv')) && fs.existsSync(path.join(folder, 'config.bin')));
+  const outputs = outputsOf('README.md', folder);
+  assert.equal(outputs.length, 2);
+  assert.match(outputs[0], /^1000 rows, verdict: ok$/m);
+  assert.match(outputs[1], /^Float64Array\(1000\) /);
+  assert.deepEqual(filesIn(folder, ['recording.csv']), ['recording.csv']);
+});
+
+test('the examples of the page on the five methods run as they stand', (t) => {
+  const folder = folderOfUser(t);
+  assert.equal(outputsOf('docs/methods.md', folder).length, 4);
+  const made = ['recording.csv', 'config.bin', 'synchronised/foot.csv', 'synchronised/hip.csv'];
+  assert.deepEqual(filesIn(folder, made), made);
 });
 
 test('the examples of the page on promises run as they stand', (t) => {
   const folder = folderOfUser(t);
   fs.copyFileSync(path.join(folder, 'recording.bin'), path.join(folder, 'walk.bin'));
   fs.mkdirSync(path.join(folder, 'synchronised'), { recursive: true });
-  const pages = examplesOf(fs.readFileSync(path.join(root, 'docs', 'promises.md'), 'utf8'));
-  const outputs = pages.map((example) => {
-    const { status, stdout, stderr } = spawnSync(process.execPath, ['-e', example], { cwd: folder, encoding: 'utf8' });
-    assert.equal(status, 0, `${example}\n${stderr}`);
-    return stdout;
-  });
-  assert.equal(pages.length, 9);
+  const outputs = outputsOf('docs/promises.md', folder);
+  assert.equal(outputs.length, 9);
   assert.match(outputs[2], /^1000 samples at 100 Hz, up to [\d.]+ g, device/m);
   assert.match(outputs[7], /^no such file: missing\.bin$/m);
   assert.match(outputs[8], /^[\w-]+ \/.* [\w-]+ \/.*$/m);
-  assert.ok(['walk.csv', 'corrected.csv', 'header.bin'].every((name) => fs.existsSync(path.join(folder, name))));
+  const made = ['walk.csv', 'corrected.csv', 'header.bin'];
+  assert.deepEqual(filesIn(folder, made), made);
 });
 
 test('the function to copy notices every recording that is not read whole', (t) => {
@@ -58,7 +69,10 @@ test('the function to copy notices every recording that is not read whole', (t) 
   fs.writeFileSync(path.join(folder, 'cut.bin'), whole.subarray(0, 500));
   fs.writeFileSync(path.join(folder, 'empty.bin'), whole.subarray(0, 512));
   const run = (recording, csv, limits = []) => {
-    const example = examples[0].replace("'recording.bin', 'recording.csv'", JSON.stringify([recording, csv]).slice(1, -1));
+    const example = examplesOf('docs/methods.md')[0].replace(
+      "'recording.bin', 'recording.csv'",
+      JSON.stringify([recording, csv]).slice(1, -1),
+    );
     const command = [...limits, process.execPath, '-e', example];
     return /^Error: (.*)$/m.exec(spawnSync(command[0], command.slice(1), { cwd: folder, encoding: 'utf8' }).stderr)?.[1];
   };
@@ -72,7 +86,7 @@ test('the function to copy notices every recording that is not read whole', (t) 
 
 test('the README leads nowhere that is not in the package', () => {
   const { files } = require('../../package.json');
-  const links = [...readme.matchAll(/\]\(([^)#]+)/g)].map((match) => match[1]);
+  const links = [...textOf('README.md').matchAll(/\]\(([^)#]+)/g)].map((match) => match[1]);
   assert.ok(links.length > 10);
   assert.deepEqual(
     links.filter((link) => !files.some((packed) => link.startsWith(packed))),
