@@ -13,7 +13,8 @@ export interface EnqueueOptions {
   redis?: string;
   /** Folder of the outputs; those of a folder of recordings mirror it. */
   out: string;
-  to?: 'csv';
+  /** A CSV, a compressed CSV, or a folder of Parquet tables, as `vortena convert --to` makes them. Default 'csv'. */
+  to?: 'csv' | 'csv.gz' | 'parquet';
   /** Whether folders below a given one are searched as well. Default false. */
   recursive?: boolean;
 }
@@ -49,7 +50,7 @@ export interface WorkOptions {
 export interface ConversionJob {
   recording: string;
   output: string;
-  to: 'csv';
+  to: 'csv' | 'csv.gz' | 'parquet';
   /** Bytes, and the time of the last change, ms since 1970, of the recording when it was submitted. */
   size: number;
   changed: number;

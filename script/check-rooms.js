@@ -63,7 +63,7 @@ const ROOMS = {
   ],
   'tools/lib': ['tools/lib/commands', 'tools/lib/telling', 'promises.js'],
   'tools/bin': ['tools/lib'],
-  'queue/lib': ['promises.js', 'outputs.js'],
+  'queue/lib': ['tools/lib/outputs', 'tools/lib/finding', 'tools/lib/running', 'tools/lib/telling'],
 };
 const NAMES = Object.keys(ROOMS).sort((a, b) => b.length - a.length);
 
@@ -87,6 +87,8 @@ function* usedBy(file) {
       yield path.posix.join(path.posix.dirname(file), name);
     } else if (PACKAGES[name]) {
       yield PACKAGES[name];
+    } else if (name.startsWith('vortena-tools/')) {
+      yield name.replace('vortena-tools', 'tools');
     }
   }
 }

@@ -4,7 +4,8 @@
 const os = require('node:os');
 const { Command, CommanderError, InvalidArgumentError, Option } = require('commander');
 const { version } = require('../package.json');
-const { ENDINGS } = require('./recordings.js');
+const { printable } = require('vortena-tools/lib/telling/quantities.js');
+const { FORMATS } = require('./recordings.js');
 
 const OK = 0;
 const WRONG_USAGE = 2; // or nothing that could be queued
@@ -12,10 +13,6 @@ const FAULT = 70; // as in sysexits.h
 const BROKEN_PIPE = 128 + 13; // as shells report a process that SIGPIPE ended
 
 const SIGNALS = ['SIGINT', 'SIGTERM', 'SIGHUP'];
-
-/** A path may hold what a terminal takes for a command. */
-const printable = (text) =>
-  text.replace(/[\x00-\x09\x0b-\x1f\x7f-\x9f]/g, (c) => `\\x${c.charCodeAt().toString(16).padStart(2, '0')}`);
 
 const result = (text) => process.stdout.write(`${printable(text)}\n`);
 const say = (text) => process.stderr.write(`vortena-queue: ${printable(text)}\n`);
@@ -87,7 +84,7 @@ function commandLine() {
     .description('Hands recordings in; outputs are named like those of "vortena convert".')
     .argument('<path...>', 'recordings, or folders of recordings (*.bin)')
     .requiredOption('-o, --out <folder>', 'where the outputs go; folders below a given one are kept')
-    .addOption(new Option('--to <format>', 'what to write').choices(Object.keys(ENDINGS)).default('csv'))
+    .addOption(new Option('--to <format>', 'what to write').choices(Object.keys(FORMATS)).default('csv'))
     .option('-r, --recursive', 'search the folders below as well')
     .addOption(redisOption())
     .action(add);

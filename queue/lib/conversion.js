@@ -4,9 +4,15 @@
 const fs = require('node:fs/promises');
 const path = require('node:path');
 const { UnrecoverableError } = require('bullmq');
-const { convert } = require('vortena-reader/promises');
-const { changeOf, stateOf } = require('./recordings.js');
+const { changeOfOutput, stateOf } = require('./recordings.js');
 const { mayPass, systemCode } = require('./system-errors.js');
+
+/** By the format of the job; each makes its folder, and appears whole or not at all. */
+const WRITERS = {
+  csv: () => require('vortena-tools/lib/outputs/csv.js').writeCsv,
+  'csv.gz': () => require('vortena-tools/lib/outputs/csv-gz.js').writeCsvGz,
+  parquet: () => require('vortena-tools/lib/outputs/parquet.js').writeParquet,
+};
 
 const LONGEST_NAME = 255; // bytes
 const LONGEST_CHARACTER = 4;
@@ -42,15 +48,16 @@ async function removeParts(output) {
   const folder = path.dirname(output);
   const names = await fs.readdir(folder).catch(() => []);
   const parts = names.filter((name) => isPartOf(path.basename(output), name));
-  await Promise.all(parts.map((name) => fs.rm(path.join(folder, name), { force: true })));
+  await Promise.all(parts.map((name) => fs.rm(path.join(folder, name), { recursive: true, force: true })));
 }
 
 /** An output that is new since the job was submitted has all that the job is for: it gets its name last. */
-async function wasDone({ output, before }) {
+async function wasDone(data) {
+  const { before } = data;
   if (before === undefined) {
     return false; // by hand: nothing tells which output is new
   }
-  const change = await changeOf(output);
+  const change = await changeOfOutput(data);
   return change !== null && change !== before;
 }
 
@@ -61,8 +68,8 @@ async function perform(data, isFirst, { signal, onProgress }) {
   }
   await requireUnchanged(data);
   await removeParts(output);
-  await fs.mkdir(path.dirname(output), { recursive: true });
-  const { rows, bytes, report } = await convert(recording, output, { signal, onProgress });
+  const write = WRITERS[data.to ?? 'csv']();
+  const { rows, bytes, report } = await write({ recording, output, overwrite: true }, { signal, onProgress });
   return { output, rows, bytes, verdict: report.verdict, notes: report.notes.map(({ code }) => code) };
 }
 

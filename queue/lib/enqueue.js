@@ -4,7 +4,7 @@
 const { createHash } = require('node:crypto');
 const { Queue } = require('bullmq');
 const { QUEUE, withRedis } = require('./connection.js');
-const { ENDINGS, changeOf, clash, planConversions } = require('./recordings.js');
+const { FORMATS, changeOf, changeOfOutput, clash, planConversions } = require('./recordings.js');
 
 /** A hash of outputs, with the recording that each belongs to, as jobs are forgotten sooner than files are. */
 const OWNERS = 'vortena:outputs';
@@ -26,16 +26,17 @@ function idOf({ recording, size, changed, output }) {
     .digest('hex');
 }
 
-const isThere = async (file) => (await changeOf(file)) !== null;
+const isThere = async (conversion) => (await changeOfOutput(conversion)) !== null;
 
 /** Gives an output to its recording. An owner that is gone, and left no output, has no claim to it. */
-async function claim(redis, { recording, output }) {
+async function claim(redis, conversion) {
+  const { recording, output } = conversion;
   if (await redis.hsetnx(OWNERS, output, recording)) {
     return { isNew: true };
   }
   const owner = await redis.hget(OWNERS, output);
   if (owner !== recording) {
-    if ((await isThere(owner)) || (await isThere(output))) {
+    if ((await changeOf(owner)) !== null || (await isThere(conversion))) {
       throw clash(owner, recording, output);
     }
     await redis.hset(OWNERS, output, recording);
@@ -44,9 +45,9 @@ async function claim(redis, { recording, output }) {
 }
 
 /** A job that failed, or whose output was removed, is queued again. */
-async function submitAgain(job, { output }) {
+async function submitAgain(job, conversion) {
   const state = await job.getState();
-  if (state === 'failed' || (state === 'completed' && !(await isThere(output)))) {
+  if (state === 'failed' || (state === 'completed' && !(await isThere(conversion)))) {
     await job.retry(state, { resetAttemptsMade: true, resetAttemptsStarted: true });
     return 'queued';
   }
@@ -58,7 +59,7 @@ async function submit(queue, conversion, isNew) {
   const id = idOf(conversion);
   const { recording, output, changed } = conversion;
   const job = await queue.getJob(id);
-  const before = await changeOf(output);
+  const before = await changeOfOutput(conversion);
   let state = 'queued';
   if (job) {
     state = await submitAgain(job, conversion);
@@ -74,8 +75,8 @@ function checkOptions(paths, { out, to }) {
   if (typeof out !== 'string' || out === '') {
     throw new TypeError('options.out is not the path of a folder');
   }
-  if (!Object.hasOwn(ENDINGS, to)) {
-    throw new TypeError(`options.to is not one of: ${Object.keys(ENDINGS).join(', ')}`);
+  if (!Object.hasOwn(FORMATS, to)) {
+    throw new TypeError(`options.to is not one of: ${Object.keys(FORMATS).join(', ')}`);
   }
   if (!paths.every((each) => typeof each === 'string')) {
     throw new TypeError('paths is not a path or a list of paths');

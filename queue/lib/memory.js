@@ -1,31 +1,18 @@
 // Memory for the jobs of one process: they are let in while it lasts, in their order, and one always is.
 'use strict';
 
-const os = require('node:os');
-
-const MIB = 1024 * 1024;
-const SHARE_OF_FREE = 0.6;
-const TIMES_RECORDING = 7; // most that reading takes
-const MORE = 64 * MIB;
-
-const memoryOf = (size) => TIMES_RECORDING * size + MORE;
-
-/** Bytes. A container may have less than its host. */
-function budgetOf(givenMiB) {
-  const limit = process.constrainedMemory() || Infinity; // 0 where nothing limits it
-  return givenMiB === undefined ? SHARE_OF_FREE * Math.min(os.freemem(), limit) : givenMiB * MIB;
-}
+const { memoryBudget, memoryOf } = require('vortena-tools/lib/running/memory.js');
 
 class MemoryGate {
   constructor(givenMiB) {
-    Object.assign(this, { budget: budgetOf(givenMiB), taken: 0, inside: 0, waiting: [] });
+    Object.assign(this, { budget: memoryBudget(givenMiB), taken: 0, inside: 0, waiting: [] });
   }
 
   /** Resolves with what gives the memory back; rejects when the signal aborts first. */
-  enter(size, signal) {
+  enter(job, signal) {
     signal.throwIfAborted();
     return new Promise((resolve, reject) => {
-      const visitor = { need: memoryOf(size), resolve };
+      const visitor = { need: memoryOf(job), resolve };
       visitor.leave = () => {
         this.waiting = this.waiting.filter((each) => each !== visitor);
         reject(signal.reason);

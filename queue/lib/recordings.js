@@ -1,29 +1,11 @@
-// From files and folders to recordings and the places of their outputs.
+// From files and folders to recordings and the places of their outputs, as the command line finds and names them.
 'use strict';
 
 const fs = require('node:fs/promises');
 const path = require('node:path');
-const { glob } = require('tinyglobby');
-
-const ENDINGS = { csv: '.csv' };
-
-/**
- * Hidden files are left out: macOS leaves a ._NAME.bin beside each NAME.bin. Links to folders are not followed, as they
- * can lead round.
- */
-async function inFolder(folder, recursive) {
-  const pattern = recursive ? '**/*.bin' : '*.bin';
-  const options = { cwd: folder, caseSensitiveMatch: false, expandDirectories: false, followSymbolicLinks: false };
-  const names = await glob(pattern, options);
-  return names.sort().map((name) => ({ recording: path.join(folder, name), below: path.normalize(name) }));
-}
-
-/** Named for what a machine of the same folder can find: absolute. `below` is the path in the folder of outputs. */
-async function expand(argument, recursive) {
-  const file = path.resolve(argument);
-  const stats = await fs.stat(file);
-  return stats.isDirectory() ? inFolder(file, recursive) : [{ recording: file, below: path.basename(file) }];
-}
+const { findAll } = require('vortena-tools/lib/finding/recordings.js');
+const { FORMATS } = require('vortena-tools/lib/outputs/made.js');
+const { findClash, outputOf } = require('vortena-tools/lib/outputs/plan.js');
 
 /** Size and time of change, ms, tell one state of a file from another. Milliseconds are what all file systems keep. */
 async function stateOf(file) {
@@ -43,27 +25,41 @@ async function changeOf(file) {
   }
 }
 
-const outputOf = (below, out, to) =>
-  path.join(path.resolve(out), below.slice(0, below.length - path.extname(below).length) + ENDINGS[to]);
+/** The same of an output: of a folder, by what is written last. Jobs of an earlier release are CSV. */
+const changeOfOutput = ({ output, to = 'csv' }) => changeOf(path.join(output, FORMATS[to].proof ?? ''));
 
 function clash(first, second, output) {
   const message = `two recordings would be written to ${output}:\n  ${first}\n  ${second}\nNothing was queued.`;
   return Object.assign(new Error(message), { code: 'ERR_OUTPUT_CLASH', path: output });
 }
 
-/** One for each recording, in the order of the arguments; a recording that is named twice counts once. */
-async function planConversions(paths, { out, to, recursive }) {
-  const found = (await Promise.all(paths.map((argument) => expand(argument, recursive)))).flat();
-  const byOutput = new Map();
-  for (const { recording, below } of found) {
-    const output = outputOf(below, out, to);
-    const owner = byOutput.get(output)?.recording ?? recording;
-    if (owner !== recording) {
-      throw clash(owner, recording, output);
-    }
-    byOutput.set(output, { recording, output, to });
+function requireFound({ recording, failure }) {
+  if (failure) {
+    throw Object.assign(new Error(failure.message), { code: failure.systemCode, path: recording, syscall: 'stat' });
   }
-  return Promise.all([...byOutput.values()].map(async (job) => ({ ...job, ...(await stateOf(job.recording)) })));
 }
 
-module.exports = { ENDINGS, changeOf, clash, planConversions, stateOf };
+/** In the order of the arguments; a recording that is named twice counts once. */
+async function findInOrder(paths, recursive) {
+  const found = (await Promise.all(paths.map((each) => findAll([path.resolve(each)], { recursive })))).flat();
+  found.forEach(requireFound);
+  return new Map(found.map((each) => [`${each.recording}\0${each.below}`, each])).values();
+}
+
+/** One for each recording. Paths are absolute: a machine of the same folder finds them. */
+async function planConversions(paths, { out, to, recursive }) {
+  const jobs = Array.from(await findInOrder(paths, recursive), ({ recording, below, size, changed }) => ({
+    recording,
+    output: outputOf({ below }, path.resolve(out), FORMATS[to]),
+    to,
+    size,
+    changed: Math.trunc(changed),
+  }));
+  const { first, second, output } = (await findClash(jobs)) ?? {};
+  if (first) {
+    throw clash(first, second, output);
+  }
+  return jobs;
+}
+
+module.exports = { FORMATS, changeOf, changeOfOutput, clash, planConversions, stateOf };

@@ -95,7 +95,8 @@ class Starts {
   }
 
   async convert(job, token, signal) {
-    const release = await this.gate.enter(await sizeNow(job.data?.recording), signal);
+    const size = await sizeNow(job.data?.recording);
+    const release = await this.gate.enter({ size, operation: job.data?.to }, signal);
     try {
       await this.requireLock(job, token);
       return await convertOnce(job.data, job.attemptsStarted === 1, { signal, onProgress: progressOf(job) });

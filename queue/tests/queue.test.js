@@ -285,3 +285,35 @@ test('pauses are as long as they should be where the clocks of workers are wrong
   workerWithClock(t, -HOUR_MS, redis);
   await until('a worker whose clock is behind', has(queue, 'completed', 1));
 });
+
+test('every format of the command line is made, once, and told apart', async (t) => {
+  const { redis, queue, folder, out } = await setting(t);
+  const recording = path.join(folder, 'in', 'r.bin');
+  writeRecording(recording, SHORT);
+  start(t, { redis });
+  const formats = { csv: 'r.csv', 'csv.gz': 'r.csv.gz', parquet: 'r/recording.json' };
+  for (const to of Object.keys(formats)) {
+    assert.deepEqual(states(await enqueue(recording, { redis, out, to })), ['queued'], to);
+  }
+  await until('all formats', has(queue, 'completed', 3));
+  Object.values(formats).forEach((name) => assert.ok(fs.existsSync(path.join(out, name)), name));
+  assert.deepEqual(states(await enqueue(recording, { redis, out, to: 'parquet' })), ['known']);
+  fs.rmSync(path.join(out, 'r'), { recursive: true });
+  assert.deepEqual(states(await enqueue(recording, { redis, out, to: 'parquet' })), ['queued'], 'its output was removed');
+  await until('all formats', has(queue, 'completed', 3));
+  await until('the folder again', () => fs.existsSync(path.join(out, formats.parquet)));
+  await assert.rejects(enqueue(recording, { redis, out, to: 'xlsx' }), TypeError);
+});
+
+test('a recording that changes while it is converted fails, and leaves no output', async (t) => {
+  const { redis, queue, folder, out } = await setting(t);
+  const recording = path.join(folder, 'in', 'r.bin');
+  writeRecording(recording, LONG);
+  await enqueue(recording, { redis, out });
+  const worker = start(t, { redis });
+  worker.on('active', () => fs.appendFileSync(recording, Buffer.alloc(512)));
+  await until('the failure', has(queue, 'failed', 1));
+  const [job] = await queue.getFailed();
+  assert.match(job.failedReason, /^ERR_RECORDING_CHANGED/);
+  assert.deepEqual(fs.readdirSync(out), []);
+});

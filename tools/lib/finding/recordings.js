@@ -78,21 +78,23 @@ function withoutRepeats(recordings) {
   return [...seen.values()];
 }
 
-/**
- * In order of their paths: { recording, below, size, changed }, or { recording, failure } for what cannot be found.
- * Throws a UsageError when nothing is found at all.
- */
-async function findRecordings(folderArguments, { recursive }) {
+/** In order of their paths: { recording, below, size, changed }, or { recording, failure } for what cannot be found. */
+async function findAll(folderArguments, { recursive }) {
   const found = (await Promise.all(folderArguments.map((argument) => expand(argument, recursive)))).flat();
-  const usable = found.filter((each) => !each.failure);
-  if (usable.length === 0) {
+  return Promise.all(withoutRepeats(found).sort(inOrder).map(withSize));
+}
+
+/** The same. Throws a UsageError when nothing is found at all. */
+async function findRecordings(folderArguments, { recursive }) {
+  const found = await findAll(folderArguments, { recursive });
+  if (found.every((each) => each.failure)) {
     const sentences = found.map((each) => `${each.failure.message}. ${each.failure.advice}`);
     const hint = recursive ? '' : ' With -r, the folders below are searched as well.';
     throw new UsageError(
       sentences.length > 0 ? sentences.join('\n') : `no recordings (*.bin) in ${folderArguments.join(', ')}.${hint}`,
     );
   }
-  return Promise.all(withoutRepeats(found).sort(inOrder).map(withSize));
+  return found;
 }
 
-module.exports = { findRecordings };
+module.exports = { findAll, findRecordings };

@@ -13,13 +13,6 @@ function outputOf({ below }, out, { ending }) {
   return path.join(out, below.slice(0, below.length - path.extname(below).length) + ending);
 }
 
-function refuse(first, second, output) {
-  throw new UsageError(
-    `two recordings would be written to ${output}:\n  ${first}\n  ${second}\n` +
-      'Nothing was done. Rename one of them, or convert them into folders of their own.',
-  );
-}
-
 async function refuseFile(out) {
   const stats = await fs.stat(out).catch(() => undefined);
   if (stats && !stats.isDirectory()) {
@@ -34,24 +27,34 @@ function* foldersAbove(file) {
   }
 }
 
-/** Two recordings for one output, or, where outputs are folders, one output within another. */
-async function refuseClashes(jobs) {
+/** Two recordings for one output, or, where outputs are folders, one output within another: { first, second, output }. */
+async function findClash(jobs) {
   const places = new Places();
   const keys = await Promise.all(jobs.map(({ output }) => places.keyOf(output)));
   const owners = new Map();
-  jobs.forEach(({ recording, output }, k) => {
-    const owner = owners.get(keys[k]);
-    if (owner) {
-      refuse(owner, recording, output);
+  for (const [k, { recording, output }] of jobs.entries()) {
+    if (owners.has(keys[k])) {
+      return { first: owners.get(keys[k]), second: recording, output };
     }
     owners.set(keys[k], recording);
-  });
-  jobs.forEach(({ recording }, k) => {
+  }
+  for (const [k, { recording }] of jobs.entries()) {
     const around = [...foldersAbove(keys[k])].find((folder) => owners.has(folder));
     if (around) {
-      refuse(owners.get(around), recording, around);
+      return { first: owners.get(around), second: recording, output: around };
     }
-  });
+  }
+  return undefined;
+}
+
+async function refuseClashes(jobs) {
+  const clash = await findClash(jobs);
+  if (clash) {
+    throw new UsageError(
+      `two recordings would be written to ${clash.output}:\n  ${clash.first}\n  ${clash.second}\n` +
+        'Nothing was done. Rename one of them, or convert them into folders of their own.',
+    );
+  }
 }
 
 const exists = (output) =>
@@ -86,4 +89,4 @@ async function planConversions(recordings, { out, to, shard = { index: 1, count:
   return Promise.all(ours.map((job) => (job.failure ? job : fateOf(job, made, { skipExisting, overwrite }))));
 }
 
-module.exports = { planConversions };
+module.exports = { findClash, outputOf, planConversions };
