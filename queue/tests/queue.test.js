@@ -273,8 +273,9 @@ test('pauses are as long as they should be where the clocks of workers are wrong
   await (await queue.getJob(id)).changeDelay(60_000);
   const second = ahead();
   await until('the second worker', () => /takes up to/.test(second.output()));
+  await client.config('RESETSTAT');
   await pause(1000);
-  const calls = Number(/cmdstat_evalsha:calls=(\d+)/.exec(await client.info('commandstats'))[1]);
+  const calls = Number(/cmdstat_evalsha:calls=(\d+)/.exec(await client.info('commandstats'))?.[1] ?? 0);
   assert(calls < 100, `asked ${calls} times`);
   const job = await queue.getJob(id);
   assert.equal(job.attemptsStarted, 1, 'for a clock that is ahead the pause is over');

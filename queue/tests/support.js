@@ -7,7 +7,7 @@ const net = require('node:net');
 const os = require('node:os');
 const path = require('node:path');
 const { setTimeout: pause } = require('node:timers/promises');
-const { dataBlock, headerBlock } = require('../../tests/js/support.js');
+const { gyroRecording } = require('../../tests/js/support.js');
 
 const PATIENCE_MS = 60_000;
 const HOST = '127.0.0.1';
@@ -120,14 +120,8 @@ function workerWithClock(test, aheadMs, url, ...options) {
 }
 
 function writeRecording(file, blocks) {
-  const bytes = Buffer.alloc(512 * (1 + blocks), headerBlock());
-  const block = dataBlock(0);
-  for (let i = 0; i < blocks; i += 1) {
-    block.writeUInt32BE(i * 63, 4);
-    block.copy(bytes, 512 * (1 + i));
-  }
   fs.mkdirSync(path.dirname(file), { recursive: true });
-  fs.writeFileSync(file, bytes);
+  fs.writeFileSync(file, gyroRecording(blocks));
   return file;
 }
 

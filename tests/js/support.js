@@ -37,6 +37,15 @@ function scratchFolder(test, parent = os.tmpdir()) {
   return folder;
 }
 
+/** A recording of a gyroscope alone: 63 samples in each of so many blocks behind the header, in order. */
+function gyroRecording(blocks) {
+  const bytes = Buffer.concat([headerBlock(), Buffer.alloc(512 * blocks, dataBlock(0))]);
+  for (let i = 0; i < blocks; i += 1) {
+    bytes.writeUInt32BE(63 * i, 512 * (i + 1) + 4);
+  }
+  return bytes;
+}
+
 function writeRecording(folder, name, blocks = [headerBlock(), dataBlock(1000)]) {
   fs.writeFileSync(path.join(folder, name), Buffer.concat(blocks));
   return path.join(folder, name);
@@ -50,4 +59,4 @@ function requireComplete(csv) {
   return promised;
 }
 
-module.exports = { packagePath, frame, headerBlock, dataBlock, requireComplete, scratchFolder, writeRecording };
+module.exports = { packagePath, frame, gyroRecording, headerBlock, dataBlock, requireComplete, scratchFolder, writeRecording };

@@ -4,7 +4,7 @@
 const { spawn, spawnSync } = require('node:child_process');
 const fs = require('node:fs');
 const path = require('node:path');
-const { dataBlock, headerBlock, scratchFolder, writeRecording } = require('../../tests/js/support.js');
+const { gyroRecording, scratchFolder, writeRecording } = require('../../tests/js/support.js');
 const { unit } = require('../../tests/js/units.js');
 
 const bin = path.join(__dirname, '..', 'bin', 'vortena.js');
@@ -60,11 +60,9 @@ function listOf(folder) {
   return names.filter((name) => path.basename(name) !== NOTES && fs.statSync(path.join(folder, name)).isFile()).sort();
 }
 
-/** Of 63 samples a block, in order: takes about a second to convert. */
+/** Takes about a second to convert. */
 function longRecording(folder, name, blocks = 60_000) {
-  const bytes = Buffer.alloc(512 * blocks, dataBlock(0));
-  for (let i = 0; i < blocks; i += 1) bytes.writeUInt32BE(i * 63, 512 * i + 4);
-  return writeRecording(folder, name, [headerBlock(), bytes]);
+  return writeRecording(folder, name, [gyroRecording(blocks)]);
 }
 
 /** The bytes of a unit of ten seconds, in blocks. */
