@@ -74,13 +74,15 @@ CsvChannels CsvStream::count_channels() {
   PackageDecoder& packages = recording_.packages;
   const std::uint64_t gyro_ratio = decimation_ratio(config, config.gyro.frequency);
   CsvChannels channels;
-  channels.gyro = channel_of(config.gyro.present, packages.gyro(), gyro_ratio);
-  channels.accel = channel_of(config.accel.present, packages.accel(), decimation_ratio(config, config.accel.frequency));
-  channels.baro = channel_of(config.baro.present, packages.baro(), decimation_ratio(config, config.baro.frequency));
-  channels.event = channel_of(config.event.present, packages.event());
+  channels.gyro = channel_of(config.gyro.present, packages.series<kGyroKey>(), gyro_ratio);
+  channels.accel =
+      channel_of(config.accel.present, packages.series<kAccelKey>(), decimation_ratio(config, config.accel.frequency));
+  channels.baro =
+      channel_of(config.baro.present, packages.series<kBaroKey>(), decimation_ratio(config, config.baro.frequency));
+  channels.event = channel_of(config.event.present, packages.series<kEventKey>());
   if (!channels.event.taken()) {
-    channels.event = channel_of(config.radioByte.present, packages.radio_byte());
-    packages.event().clear();
+    channels.event = channel_of(config.radioByte.present, packages.series<kRadioByteKey>());
+    packages.series<kEventKey>().clear();
   }
   if (channels.accel.taken() && channels.gyro.taken() && config.accel.frequency == config.gyro.frequency) {
     channels.quaternion = {
@@ -92,10 +94,10 @@ CsvChannels CsvStream::count_channels() {
 
 void CsvStream::drop_what_no_row_shows() {
   PackageDecoder& packages = recording_.packages;
-  packages.mag().clear();
-  packages.radio_time().clear();
-  if (packages.event().size() > 0) {
-    packages.radio_byte().clear();
+  packages.series<kMagKey>().clear();
+  packages.series<kRadioTimeKey>().clear();
+  if (packages.series<kEventKey>().size() > 0) {
+    packages.series<kRadioByteKey>().clear();
   }
 }
 
@@ -132,8 +134,8 @@ void CsvStream::fill_quaternions(std::uint64_t end) {
   // The last sample never gets an orientation.
   const std::size_t filtered = first + count == channel.count && count > 0 ? count - 1 : count;
   quaternion_.values.assign(kComponents * kRowsPerPiece, 0.0);
-  for (auto [input, series] : {std::pair(&filter_accel_, &recording_.packages.accel()),
-                               std::pair(&filter_gyro_, &recording_.packages.gyro())}) {
+  for (auto [input, series] : {std::pair(&filter_accel_, &recording_.packages.series<kAccelKey>()),
+                               std::pair(&filter_gyro_, &recording_.packages.series<kGyroKey>())}) {
     input->values.resize(kAxes * kRowsPerPiece);
     take_input(series, channel.count, first, filtered, &input->values);
   }
@@ -148,10 +150,12 @@ void CsvStream::write_rows() {
   const std::uint64_t end = std::min(csv_->rows_written() + kRowsPerPiece, csv_->rows());
   CsvChannels& channels = csv_->channels();
   PackageDecoder& packages = recording_.packages;
-  fill(&channels.gyro, &gyro_, &packages.gyro(), end);
-  fill(&channels.accel, &accel_, &packages.accel(), end);
-  fill(&channels.baro, &baro_, &packages.baro(), end);
-  fill(&channels.event, &event_, packages.event().size() > 0 ? &packages.event() : &packages.radio_byte(), end);
+  fill(&channels.gyro, &gyro_, &packages.series<kGyroKey>(), end);
+  fill(&channels.accel, &accel_, &packages.series<kAccelKey>(), end);
+  fill(&channels.baro, &baro_, &packages.series<kBaroKey>(), end);
+  fill(&channels.event, &event_,
+       packages.series<kEventKey>().size() > 0 ? &packages.series<kEventKey>() : &packages.series<kRadioByteKey>(),
+       end);
   fill_quaternions(end);
   csv_->write_rows(end);
 }

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "operations/recording_steps.h"
+#include "reader/decoding/channels.h"
 
 namespace vortena {
 namespace {
@@ -24,9 +25,8 @@ struct Span {
 };
 
 bool is_shown(const kiv_DataSensor& series, int key) {
-  const std::size_t curves = curve_count(static_cast<ChannelKey>(key));
-  const std::uint64_t axes = curves == 4 ? 3 : curves == 3 ? 4 : curves == 2 ? 2 : 1;
-  return series.sampleCount > 0 && series.axisCount >= axes && series.is_consistent() &&
+  const Channel& channel = channel_of(static_cast<ChannelKey>(key));
+  return series.sampleCount > 0 && series.axisCount >= channel.axes.size() && series.is_consistent() &&
          std::isfinite(series.timestamps.front()) && std::isfinite(series.timestamps[series.sampleCount - 1]);
 }
 
@@ -179,7 +179,7 @@ class LevelMaker {
     ChannelLevels& channel = unit->channels[key];
     channel.samples = series.sampleCount;
     find_gaps(series, longest_interval(unit->report, key), &channel);
-    if (curve_count(key) == 0) {
+    if (channel_of(key).curve_count() == 0) {
       return true;
     }
     const std::vector<Level> levels = make_levels(key, series, finest, kFewestBins, options_.watch);

@@ -6,6 +6,8 @@
 #include <limits>
 #include <numbers>
 
+#include "reader/decoding/channels.h"
+
 namespace vortena {
 namespace {
 
@@ -85,11 +87,15 @@ class AngleCurves {
   Unwound heading_;
 };
 
+bool has_angles(ChannelKey key) {
+  return channel_of(key).curves == Curves::kAngles;
+}
+
 Level empty_level(ChannelKey key, const Bins& bins) {
   const std::vector<double> nothing(bins.count, kNothing);
   Level level{bins, {}, {}};
-  level.curves.assign(curve_count(key), {nothing, nothing});
-  if (key == kQuaternionKey) {
+  level.curves.assign(channel_of(key).curve_count(), {nothing, nothing});
+  if (has_angles(key)) {
     level.attitudes.assign(bins.count, {});
   }
   return level;
@@ -124,14 +130,16 @@ bool include_all(Level* level, const kiv_DataSensor& series, Curves curves, Watc
 
 bool include_series(Level* level, ChannelKey key, const kiv_DataSensor& series, Watch* watch) {
   const PlainCurves axes{series};
-  switch (key) {
-    case kQuaternionKey:
+  switch (channel_of(key).curves) {
+    case Curves::kAngles:
       return include_all(level, series, AngleCurves(axes), watch);
-    case kBaroKey:
-      return include_all(level, series, axes, watch);
-    default:
+    case Curves::kAxesAndNorm:
       return include_all(level, series, VectorCurves{axes}, watch);
+    case Curves::kAxes:
+    case Curves::kNone:
+      break;
   }
+  return include_all(level, series, axes, watch);
 }
 
 /// Backwards, so that the first of each bin stays.
@@ -174,7 +182,7 @@ PackedLevels::Scale scale_of(ChannelKey key, std::size_t curve, const Level& fin
     lowest = std::fmin(lowest, finest.curves[curve].low[i]);
     highest = std::fmax(highest, finest.curves[curve].high[i]);
   }
-  if (key == kQuaternionKey) {  // the last digits of an angle are each C library's own
+  if (has_angles(key)) {  // the last digits of an angle are each C library's own
     constexpr double kMillionths = 1e6;
     lowest = std::floor(lowest * kMillionths) / kMillionths;
     highest = std::ceil(highest * kMillionths) / kMillionths;
@@ -223,27 +231,9 @@ std::optional<std::size_t> Bins::of(double time) const {
                     : std::nullopt;
 }
 
-std::size_t curve_count(ChannelKey key) {
-  switch (key) {
-    case kAccelKey:
-    case kGyroKey:
-    case kMagKey:
-      return 4;
-    case kBaroKey:
-      return 2;
-    case kQuaternionKey:
-      return 3;
-    case kRadioByteKey:
-    case kRadioTimeKey:
-    case kEventKey:
-      break;
-  }
-  return 0;
-}
-
 bool is_circular(ChannelKey key, std::size_t curve) {
   constexpr std::size_t kPitch = 1;
-  return key == kQuaternionKey && curve != kPitch;
+  return has_angles(key) && curve != kPitch;
 }
 
 std::vector<Level> make_levels(ChannelKey key, const kiv_DataSensor& series, const Bins& finest, std::size_t fewest,
@@ -253,7 +243,7 @@ std::vector<Level> make_levels(ChannelKey key, const kiv_DataSensor& series, con
   if (!include_series(&levels.front(), key, series, watch)) {
     return {};
   }
-  if (key == kQuaternionKey) {
+  if (has_angles(key)) {
     include_attitudes(&levels.front(), series);
   }
   while (levels.back().bins.count > fewest) {
@@ -264,7 +254,7 @@ std::vector<Level> make_levels(ChannelKey key, const kiv_DataSensor& series, con
 
 PackedLevels pack_levels(ChannelKey key, const std::vector<Level>& levels) {
   PackedLevels packed;
-  for (std::size_t c = 0; c < curve_count(key) && !levels.empty(); ++c) {
+  for (std::size_t c = 0; c < channel_of(key).curve_count() && !levels.empty(); ++c) {
     packed.scales.push_back(scale_of(key, c, levels.front()));
   }
   for (const Level& level : levels) {

@@ -36,10 +36,6 @@ struct Level {
   std::vector<std::array<double, 4>> attitudes;  ///< of orientations: w x y z of a bin's first; zeros where it has none
 };
 
-/// Curves that are drawn of a channel: x, y, z and their norm; pressure and temperature; roll, pitch and heading of the
-/// orientation, in degrees. 0 for channels that are not drawn as curves.
-std::size_t curve_count(ChannelKey key);
-
 /// True for angles that go on at -180 degrees behind 180.
 bool is_circular(ChannelKey key, std::size_t curve);
 

@@ -7,6 +7,7 @@
 #include <numbers>
 
 #include "quality/quality_notes.h"
+#include "reader/decoding/channels.h"
 #include "reader/decoding/recording_format.h"
 
 namespace vortena {
@@ -19,56 +20,28 @@ constexpr std::size_t kComponents = 4;
 constexpr double kStillAccelError = 0.1;  // g, off 1 g
 constexpr double kStillRate = 15;         // deg/s
 
-std::int32_t nominal_frequency(const kiv_Config& config, ChannelKey key) {
-  switch (key) {
-    case kAccelKey:
-      return config.accel.frequency;
-    case kGyroKey:
-      return config.gyro.frequency;
-    case kBaroKey:
-      return config.baro.frequency;
-    case kMagKey:
-      return config.mag.frequency;
-    case kRadioByteKey:
-      return config.radioByte.frequency;
-    case kRadioTimeKey:
-      return config.radioTime.frequency;
-    case kEventKey:
-      return config.event.frequency;
-    case kQuaternionKey:
-      break;  // computed, without a frequency of its own
-  }
-  return 0;
+bool has_no_gain(const kiv_Config::SensorConfig* calibration) {
+  return calibration != nullptr && (calibration->gainX == 0 || calibration->gainY == 0 || calibration->gainZ == 0);
 }
 
-/// Three-axis channels alone are decoded from numbers with ends.
-bool has_full_scale(ChannelKey key) {
-  return key == kAccelKey || key == kGyroKey || key == kMagKey;
-}
-
-bool has_no_gain(const kiv_Config& config, ChannelKey key) {
-  const auto zero = [](const kiv_Config::SensorConfig& s) { return s.gainX == 0 || s.gainY == 0 || s.gainZ == 0; };
-  return (key == kAccelKey && zero(config.accel)) || (key == kGyroKey && zero(config.gyro));
-}
-
-ChannelQuality assess_channel(const Recording& recording, ChannelKey key, const ChannelCounts& counts) {
-  ChannelQuality channel;
-  channel.key = key;
-  channel.nominal_hz = nominal_frequency(recording.config, key);
-  // Events, and what the radio hears, come when they come.
-  channel.regular = key != kEventKey && key != kRadioByteKey;
-  channel.counts = counts;
-  channel.no_gain = has_no_gain(recording.config, key);
-  channel.header_samples = counts.header_samples.size() + counts.header_samples_left_out;
-  const kiv_DataSensor* const series = find_series(recording.sensors, key, 1);
+ChannelQuality assess_channel(const Recording& recording, const Channel& channel, const ChannelCounts& counts) {
+  const ChannelSettings& settings = channel.settings;
+  ChannelQuality quality;
+  quality.key = channel.key;
+  quality.nominal_hz = settings.frequency(recording.config);
+  quality.regular = channel.clocked;
+  quality.counts = counts;
+  quality.no_gain = has_no_gain(settings.calibration(recording.config));
+  quality.header_samples = counts.header_samples.size() + counts.header_samples_left_out;
+  const kiv_DataSensor* const series = find_series(recording.sensors, channel.key, 1);
   if (series != nullptr) {
-    channel.sampling = measure_sampling(*series, counts.header_samples, recording.config.frequency, channel.nominal_hz);
+    quality.sampling = measure_sampling(*series, counts.header_samples, recording.config.frequency, quality.nominal_hz);
   }
-  if (has_full_scale(key) && channel.sampling.samples > 0) {
-    channel.full_scale_share =
-        static_cast<double>(counts.at_full_scale) / static_cast<double>(channel.sampling.samples);
+  if (channel.has_full_scale() && quality.sampling.samples > 0) {
+    quality.full_scale_share =
+        static_cast<double>(counts.at_full_scale) / static_cast<double>(quality.sampling.samples);
   }
-  return channel;
+  return quality;
 }
 
 std::optional<std::chrono::sys_seconds> calendar_time(const kiv_Config::DateStruct& date) {
@@ -207,7 +180,7 @@ QualityReport assess(const Recording& recording, const LoadReport& load, Orienta
   report.load = load;
   report.ticks_per_second = recording.config.frequency;
   for (const auto& [key, counts] : load.channels) {
-    report.channels.push_back(assess_channel(recording, key, counts));
+    report.channels.push_back(assess_channel(recording, channel_of(key), counts));
   }
   report.clock = assess_clock(recording.config, report.channels);
   report.orientation = assess_orientation(recording, load, problem);

@@ -9,7 +9,8 @@
 #include <numbers>
 #include <numeric>
 #include <sstream>
-#include <string_view>
+
+#include "reader/decoding/channels.h"
 
 namespace vortena {
 namespace {
@@ -75,28 +76,6 @@ std::string counted(std::uint64_t count, const std::string& thing) {
   return counted(count, thing, thing + "s");
 }
 
-std::string_view channel_title(ChannelKey key) {
-  switch (key) {
-    case kAccelKey:
-      return "accelerometer";
-    case kGyroKey:
-      return "gyroscope";
-    case kBaroKey:
-      return "barometer";
-    case kMagKey:
-      return "three-axis raw channel";
-    case kRadioByteKey:
-      return "one-byte channel";
-    case kRadioTimeKey:
-      return "radio time channel";
-    case kEventKey:
-      return "event channel";
-    case kQuaternionKey:
-      break;
-  }
-  return "orientation";
-}
-
 /// What a note says of one channel; nothing where there is nothing to tell.
 using Words = std::optional<std::string>;
 
@@ -106,7 +85,7 @@ std::string per_channel(const QualityReport& report, Tell tell) {
   std::string text;
   for (const ChannelQuality& channel : report.channels) {
     if (const Words words = tell(channel); words) {
-      text.append(text.empty() ? "" : "; ").append(channel_title(channel.key)).append(*words);
+      text.append(text.empty() ? "" : "; ").append(channel_of(channel.key).title).append(*words);
     }
   }
   return text;

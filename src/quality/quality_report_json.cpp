@@ -1,33 +1,11 @@
 // The quality report as JSON; docs/quality-report.md shows it whole.
 #include "quality/quality_report_json.h"
 
+#include "reader/decoding/channels.h"
 #include "reader/texts/json_object.h"
 
 namespace vortena {
 namespace {
-
-/// Channels as programs name them, in objects and arguments.
-std::string_view channel_name(ChannelKey key) {
-  switch (key) {
-    case kAccelKey:
-      return "accel";
-    case kGyroKey:
-      return "gyro";
-    case kBaroKey:
-      return "baro";
-    case kMagKey:
-      return "mag";
-    case kRadioByteKey:
-      return "radioByte";
-    case kRadioTimeKey:
-      return "radioTime";
-    case kEventKey:
-      return "event";
-    case kQuaternionKey:
-      break;
-  }
-  return "quaternion";
-}
 
 std::string notes_json(const std::vector<QualityNote>& notes) {
   JsonArray json;
@@ -126,7 +104,7 @@ std::string channel_json(const ChannelQuality& channel, bool has_times) {
 std::string channels_json(const QualityReport& report) {
   JsonObject json;
   for (const ChannelQuality& channel : report.channels) {
-    json.member(channel_name(channel.key), channel_json(channel, report.ticks_per_second > 0));
+    json.member(channel_of(channel.key).name, channel_json(channel, report.ticks_per_second > 0));
   }
   return json.close();
 }

@@ -10,6 +10,8 @@
 #include <limits>
 #include <optional>
 
+#include "reader/decoding/channels.h"
+
 namespace vortena {
 namespace {
 
@@ -25,17 +27,6 @@ struct Unit {
   std::vector<std::uint64_t> starts{};      ///< first sample of the common span, per channel
 };
 
-std::int32_t key_frequency(const kiv_Config& config, ChannelKey key) {
-  switch (key) {
-    case kAccelKey:
-      return config.accel.frequency;
-    case kBaroKey:
-      return config.baro.frequency;
-    default:
-      return config.gyro.frequency;  // the orientation runs at the gyroscope's rate
-  }
-}
-
 /// Frequencies in the order of the keys that a recording holds. Entry j later serves common key j, also where
 /// the recordings hold different keys and it is another key's frequency: on purpose, so that a set keeps the spans that
 /// its earlier exports had.
@@ -43,7 +34,7 @@ std::vector<std::int32_t> frequency_list(const kiv_Config& config, const SensorM
   std::vector<std::int32_t> frequencies;
   for (const ChannelKey key : kSynchronisedKeys) {
     if (input.contains(key)) {
-      frequencies.push_back(key_frequency(config, key));
+      frequencies.push_back(channel_of(key).settings.frequency(config));
     }
   }
   return frequencies;

@@ -66,77 +66,55 @@ bool is_blank(const std::uint8_t* bytes, std::size_t size) {
   return std::memcmp(bytes, bytes + 1, size - 1) == 0;
 }
 
-bool is_present(const kiv_Config& config, ChannelKey key) {
-  switch (key) {
-    case kAccelKey:
-      return config.accel.present;
-    case kGyroKey:
-      return config.gyro.present;
-    case kBaroKey:
-      return config.baro.present;
-    case kMagKey:
-      return config.mag.present;
-    case kRadioByteKey:
-      return config.radioByte.present;
-    case kRadioTimeKey:
-      return config.radioTime.present;
-    case kEventKey:
-      return config.event.present;
-    case kQuaternionKey:
-      break;  // computed, never recorded
-  }
-  return false;
-}
-
 }  // namespace
 
-PackageDecoder::PackageDecoder(const kiv_Config& config)
-    : channel_of_id_{},
-      accel_(inertial_calibration(config.accel)),
-      gyro_(inertial_calibration(config.gyro)),
-      baro_(baro_calibration()),
-      radio_time_(tick_calibration(config)) {
+PackageDecoder::PackageDecoder(const kiv_Config& config) {
   std::array<bool, UINT8_MAX + 1> claimed{};
-  const auto claim = [&](const auto& settings, Channel channel) {
+  const auto claim = [&](const auto& settings, std::int8_t key) {
     // A negative identifier wraps to one that no byte equals.
     const std::size_t id = static_cast<std::uint32_t>(settings.id);
     if (settings.present && id < claimed.size() && !claimed[id]) {
       claimed[id] = true;
-      channel_of_id_[id] = channel;
+      key_of_id_[id] = key;
     }
   };
   // Of channels that share an identifier, the first in this order gets the records.
-  claim(config.accel, Channel::kAccel);
-  claim(config.gyro, Channel::kGyro);
-  claim(config.baro, Channel::kBaro);
-  claim(config.gps, Channel::kSkipped);
-  claim(config.mag, Channel::kMag);
-  claim(config.radioByte, Channel::kRadioByte);
-  claim(config.radioTime, Channel::kRadioTime);
-  claim(config.auxA, Channel::kSkipped);
-  claim(config.auxB, Channel::kSkipped);
-  claim(config.event, Channel::kEvent);
+  claim(config.accel, kAccelKey);
+  claim(config.gyro, kGyroKey);
+  claim(config.baro, kBaroKey);
+  claim(config.gps, kSkipped);
+  claim(config.mag, kMagKey);
+  claim(config.radioByte, kRadioByteKey);
+  claim(config.radioTime, kRadioTimeKey);
+  claim(config.auxA, kSkipped);
+  claim(config.auxB, kSkipped);
+  claim(config.event, kEventKey);
+  series<kAccelKey>() = SampleSeries<3>(inertial_calibration(config.accel));
+  series<kGyroKey>() = SampleSeries<3>(inertial_calibration(config.gyro));
+  series<kBaroKey>() = SampleSeries<2>(baro_calibration());
+  series<kRadioTimeKey>() = SampleSeries<1>(tick_calibration(config));
 }
 
 template <typename Visit>
 void PackageDecoder::for_each_series(Visit visit) {
-  visit(kAccelKey, accel_);
-  visit(kGyroKey, gyro_);
-  visit(kBaroKey, baro_);
-  visit(kMagKey, mag_);
-  visit(kRadioByteKey, radio_byte_);
-  visit(kRadioTimeKey, radio_time_);
-  visit(kEventKey, event_);
+  const auto visit_recorded = [&]<std::size_t Place>() {
+    if constexpr (kChannels[Place].recorded) {
+      visit(kChannels[Place], std::get<Place>(series_));
+    }
+  };
+  [&]<std::size_t... Place>(std::index_sequence<Place...>) {
+    (visit_recorded.template operator()<Place>(), ...);
+  }(Places());
 }
 
 void PackageDecoder::decode_header_block(BlockBytes block, bool keep_samples) {
   decode_records(block);
-  for_each_series([keep_samples](ChannelKey, auto& series) { series.end_header_block(keep_samples); });
+  for_each_series([keep_samples](const Channel&, auto& series) { series.end_header_block(keep_samples); });
   packages_ = {};  // nearly all of its bytes are no records
 }
 
 void PackageDecoder::decode_block(BlockBytes block) {
-  if (is_blank(block.data(), block.size()) && channel_of_id_[block[0]] == Channel::kForeign) {
+  if (is_blank(block.data(), block.size()) && key_of_id_[block[0]] == kForeign) {
     ++packages_.blank_blocks;
     return;
   }
@@ -156,8 +134,10 @@ void PackageDecoder::decode_records(BlockBytes block) {
   }
 }
 
-void PackageDecoder::count_foreign(const std::uint8_t* record) {
-  if (is_blank(record, kRecordSize)) {
+void PackageDecoder::count_undecoded(std::int8_t key, const std::uint8_t* record) {
+  if (key == kSkipped) {
+    ++packages_.skipped_records;
+  } else if (is_blank(record, kRecordSize)) {
     ++packages_.blank_records;
   } else {
     ++packages_.foreign_records[record[kRecordIdOffset]];
@@ -167,44 +147,45 @@ void PackageDecoder::count_foreign(const std::uint8_t* record) {
 void PackageDecoder::decode_record(std::int64_t base_tick, const std::uint8_t* record) {
   const std::int64_t tick = base_tick + record[kRecordDeltaOffset];
   const std::uint8_t* payload = record + kRecordPayloadOffset;
-  switch (channel_of_id_[record[kRecordIdOffset]]) {
-    case Channel::kForeign:
-      return count_foreign(record);
-    case Channel::kSkipped:
-      ++packages_.skipped_records;
-      return;
-    case Channel::kAccel:
-      return accel_.append(tick, three_axes(payload));
-    case Channel::kGyro:
-      return gyro_.append(tick, three_axes(payload));
-    case Channel::kBaro:
-      return baro_.append(tick, {u24_le(payload), s16_le(payload + kTemperatureOffset)});
-    case Channel::kMag:
-      return mag_.append(tick, three_axes(payload));
-    case Channel::kRadioByte:
-      return radio_byte_.append(tick, {payload[0]});
-    case Channel::kRadioTime:
-      return radio_time_.append(tick, {s32_be(payload)});
-    case Channel::kEvent:
-      return event_.append(tick, {payload[kEventOffset]});
+  const std::int8_t key = key_of_id_[record[kRecordIdOffset]];
+  if (key <= kForeign) {
+    return count_undecoded(key, record);
+  }
+  switch (static_cast<ChannelKey>(key)) {
+    case kAccelKey:
+      return series<kAccelKey>().append(tick, three_axes(payload));
+    case kGyroKey:
+      return series<kGyroKey>().append(tick, three_axes(payload));
+    case kBaroKey:
+      return series<kBaroKey>().append(tick, {u24_le(payload), s16_le(payload + kTemperatureOffset)});
+    case kMagKey:
+      return series<kMagKey>().append(tick, three_axes(payload));
+    case kRadioByteKey:
+      return series<kRadioByteKey>().append(tick, {payload[0]});
+    case kRadioTimeKey:
+      return series<kRadioTimeKey>().append(tick, {s32_be(payload)});
+    case kEventKey:
+      return series<kEventKey>().append(tick, {payload[kEventOffset]});
+    case kQuaternionKey:
+      return;  // computed, never recorded
   }
 }
 
 void PackageDecoder::reserve(std::uint64_t total_blocks, std::uint64_t decoded_blocks) {
   const double growth = static_cast<double>(total_blocks) / static_cast<double>(decoded_blocks);
-  for_each_series([growth](ChannelKey, auto& series) { reserve_series(series, growth); });
+  for_each_series([growth](const Channel&, auto& series) { reserve_series(series, growth); });
 }
 
 void PackageDecoder::make_room(const kiv_Config& config, SensorMap* sensors, Watch* watch) {
-  for_each_series([&](ChannelKey key, auto& series) {
-    if (is_present(config, key)) {
-      sensors->try_emplace(key, series.axes(), series.ordered_samples(Patience(watch)).size());
+  for_each_series([&](const Channel& channel, auto& series) {
+    if (channel.settings.present(config)) {
+      sensors->try_emplace(channel.key, series.axes(), series.ordered_samples(Patience(watch)).size());
     }
   });
 }
 
 void PackageDecoder::order(Watch* watch) {
-  for_each_series([watch](ChannelKey, auto& series) { series.ordered_samples(Patience(watch)); });
+  for_each_series([watch](const Channel&, auto& series) { series.ordered_samples(Patience(watch)); });
 }
 
 std::map<ChannelKey, ChannelCounts> PackageDecoder::transfer(const kiv_Config& config, SensorMap* sensors,
@@ -215,15 +196,15 @@ std::map<ChannelKey, ChannelCounts> PackageDecoder::transfer(const kiv_Config& c
   // hole, which the orientation fits into.
   make_room(config, sensors, watch);
 #endif
-  for_each_series([&](ChannelKey key, auto& series) {
-    if (is_present(config, key)) {
+  for_each_series([&](const Channel& channel, auto& series) {
+    if (channel.settings.present(config)) {
       const auto& samples = series.ordered_samples(Patience(watch));
-      ChannelCounts& channel = counts.emplace(key, series.counts()).first->second;
+      ChannelCounts& counted = counts.emplace(channel.key, series.counts()).first->second;
       const auto from_header = static_cast<std::uint64_t>(
-          std::count_if(channel.header_samples.begin(), channel.header_samples.end(),
+          std::count_if(counted.header_samples.begin(), counted.header_samples.end(),
                         [&](std::uint64_t at) { return is_at_full_scale(samples[at].counts); }));
-      const std::uint64_t at_full_scale = _transfertData(sensors, config, key, &series, Patience(watch));
-      channel.at_full_scale = at_full_scale - std::min(at_full_scale, from_header);
+      const std::uint64_t at_full_scale = _transfertData(sensors, config, channel.key, &series, Patience(watch));
+      counted.at_full_scale = at_full_scale - std::min(at_full_scale, from_header);
     }
   });
   return counts;

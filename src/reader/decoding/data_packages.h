@@ -5,7 +5,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <tuple>
+#include <utility>
+#include <variant>
 
+#include "reader/decoding/channels.h"
 #include "reader/decoding/header_frames.h"
 #include "reader/decoding/load_report.h"
 #include "reader/decoding/recording_model.h"
@@ -36,37 +40,37 @@ class PackageDecoder {
 
   [[nodiscard]] const PackageCounts& packages() const { return packages_; }
 
-  /// The accumulators, for those who take the counts themselves.
-  [[nodiscard]] SampleSeries<3>& accel() { return accel_; }
-  [[nodiscard]] SampleSeries<3>& gyro() { return gyro_; }
-  [[nodiscard]] SampleSeries<2>& baro() { return baro_; }
-  [[nodiscard]] SampleSeries<3>& mag() { return mag_; }
-  [[nodiscard]] SampleSeries<1>& radio_byte() { return radio_byte_; }
-  [[nodiscard]] SampleSeries<1>& radio_time() { return radio_time_; }
-  [[nodiscard]] SampleSeries<1>& event() { return event_; }
+  /// The accumulator of a recorded channel, for those who take the counts themselves.
+  template <ChannelKey Key>
+  [[nodiscard]] auto& series() {
+    return std::get<channel_place(Key)>(series_);
+  }
 
  private:
-  enum class Channel : std::uint8_t { kForeign, kSkipped, kAccel, kGyro, kBaro, kMag, kRadioByte, kRadioTime, kEvent };
+  // In the place of a key: of identifiers that are no decoded channel's.
+  static constexpr std::int8_t kForeign = 0;
+  static constexpr std::int8_t kSkipped = -1;
+
+  template <std::size_t Place>
+  using SeriesAt =
+      std::conditional_t<kChannels[Place].recorded, SampleSeries<kChannels[Place].axes.size()>, std::monostate>;
+  template <std::size_t... Place>
+  static std::tuple<SeriesAt<Place>...> series_at(std::index_sequence<Place...>);
+  using Places = std::make_index_sequence<std::size(kChannels)>;
 
   /// The entries that transfer() fills, of present channels.
   void make_room(const kiv_Config& config, SensorMap* sensors, Watch* watch);
   void decode_records(BlockBytes block);
   void decode_record(std::int64_t base_tick, const std::uint8_t* record);
-  void count_foreign(const std::uint8_t* record);
+  void count_undecoded(std::int8_t key, const std::uint8_t* record);
   void look_at_base_tick(std::int64_t base_tick);
   template <typename Visit>
   void for_each_series(Visit visit);
 
-  std::array<Channel, UINT8_MAX + 1> channel_of_id_;
+  std::array<std::int8_t, UINT8_MAX + 1> key_of_id_{};
   PackageCounts packages_;
   std::int64_t last_base_tick_ = 0;
-  SampleSeries<3> accel_;
-  SampleSeries<3> gyro_;
-  SampleSeries<2> baro_;
-  SampleSeries<3> mag_;
-  SampleSeries<1> radio_byte_;
-  SampleSeries<1> radio_time_;
-  SampleSeries<1> event_;
+  decltype(series_at(Places())) series_;  ///< in the order of kChannels
 };
 
 /// Moves an accumulator of one, two or three values per sample into the map under `key` and empties it. Time
