@@ -54,12 +54,6 @@ std::vector<ChannelKey> common_keys(const std::vector<Unit>& units) {
   return keys;
 }
 
-void copy_channels(Unit& unit, const std::vector<ChannelKey>& keys) {
-  for (const ChannelKey key : keys) {
-    unit.channels.push_back(&unit.output->emplace(key, unit.source->at(key)).first->second);
-  }
-}
-
 /// The source loses its channels.
 void move_channels(Unit& unit, const std::vector<ChannelKey>& keys) {
   for (const ChannelKey key : keys) {
@@ -344,19 +338,17 @@ SyncReport synchronise_copies(std::vector<SensorMap*>& outputs, const std::vecto
   if (report.problem != SyncProblem::kNone) {
     return report;
   }
-  std::vector<Unit> units;
-  units.reserve(configs.size());
+  std::vector<Recording> copies;
+  copies.reserve(configs.size());
+  outputs.assign(configs.size(), nullptr);
   for (std::size_t i = 0; i < configs.size(); ++i) {
-    units.push_back(make_unit(configs[i], inputs[i]));
-  }
-  report.keys = common_keys(units);
-  outputs.assign(units.size(), nullptr);
-  for (std::size_t i = 0; i < units.size(); ++i) {
+    copies.push_back({*configs[i], *inputs[i]});
     outputs[i] = new SensorMap;  // NOLINT(cppcoreguidelines-owning-memory): handed to the caller
-    units[i].output = outputs[i];
-    copy_channels(units[i], report.keys);
   }
-  synchronise_channels(units, &report, nullptr);
+  report = synchronise(copies);
+  for (std::size_t i = 0; i < copies.size(); ++i) {
+    *outputs[i] = std::move(copies[i].sensors);
+  }
   return report;
 }
 
