@@ -6,7 +6,6 @@
 #include "quality/assessment.h"
 #include "reader/decoding/recording_format.h"
 #include "reader/quaternion_channel.h"
-#include "reader/recording_file.h"
 #include "system/file_access.h"
 
 namespace vortena {
@@ -123,7 +122,8 @@ Outcome check_output(const char* path, bool headers_alone) {
   const fs::path file = utf8_path(path);
   const bool is_file = fs::is_regular_file(file, failure);
   kiv_Config config;
-  if (!is_file || !kiv_readConfig(&config, path) || (headers_alone && fs::file_size(file, failure) <= kBlockSize)) {
+  if (!is_file || load_header(&config, path).status != LoadStatus::kRead ||
+      (headers_alone && fs::file_size(file, failure) <= kBlockSize)) {
     return {};
   }
   return {.problem = Problem::kOutputIsRecording, .stage = Stage::kWriting};

@@ -118,6 +118,17 @@ inline std::size_t read_bytes(std::istream& stream, std::span<std::uint8_t> byte
   return static_cast<std::size_t>(stream.gcount());
 }
 
+/// The bytes that there are of the first block; none, with the reason in the report, when the system gives none.
+inline std::optional<std::size_t> read_first_block(std::istream& stream, std::span<std::uint8_t> block,
+                                                   LoadReport* report) {
+  const std::size_t got = read_bytes(stream, block);
+  if (read_failed(stream)) {
+    report->failure = last_system_error();
+    return std::nullopt;
+  }
+  return got;
+}
+
 /// Size of the file; leaves the stream at its start.
 inline std::uint64_t count_bytes(std::istream& stream) {
   stream.seekg(0, std::ios::end);
@@ -171,13 +182,12 @@ LoadReport load(Target* recording, std::istream& stream, const LoadOptions& opti
   LoadReport report;
   Loader loader(&report, options);
   std::array<std::uint8_t, kBlockSize> first{};
-  const std::size_t got = read_bytes(stream, first);
-  if (read_failed(stream)) {
-    report.failure = last_system_error();
+  const std::optional<std::size_t> got = read_first_block(stream, first, &report);
+  if (!got) {
     return report;
   }
   stream.clear();
-  if (!loader.begin(got < kBlockSize ? got : count_bytes(stream), Bytes(first).first(got))) {
+  if (!loader.begin(*got < kBlockSize ? *got : count_bytes(stream), Bytes(first).first(*got))) {
     return report;
   }
   if (!take_all(loader, stream)) {

@@ -31,4 +31,20 @@ LoadReport load_recording(Recording* recording, std::span<const std::uint8_t> by
   return report;
 }
 
+LoadReport load_header(kiv_Config* config, const char* path) {
+  LoadReport report;
+  std::ifstream stream = open_recording(path, &report.failure);
+  return stream.is_open() ? load_header(config, stream) : report;
+}
+
+LoadReport load_header(kiv_Config* config, std::istream& stream) {
+  LoadReport report;
+  std::array<std::uint8_t, kBlockSize> block{};
+  if (const std::optional<std::size_t> got = loading::read_first_block(stream, block, &report)) {
+    const LoadStatus without_header = *got < kBlockSize ? LoadStatus::kTooShort : LoadStatus::kNoHeader;
+    report.status = _readConfig(config, block) ? LoadStatus::kRead : without_header;
+  }
+  return report;
+}
+
 }  // namespace vortena

@@ -35,4 +35,12 @@ LoadReport load_recording(Recording* recording, std::istream& stream, const Load
 /// The same from memory.
 LoadReport load_recording(Recording* recording, std::span<const std::uint8_t> bytes, const LoadOptions& options = {});
 
+/// Decodes the header alone, of which a block or less will do, into a freshly constructed `config`. Of the report only
+/// status and failure are set. What is missing of a file shorter than a block reads as zero; such a file is too short
+/// when that gives no header.
+LoadReport load_header(kiv_Config* config, const char* path);
+
+/// The same from an open binary stream at its start.
+LoadReport load_header(kiv_Config* config, std::istream& stream);
+
 }  // namespace vortena

@@ -1,34 +1,25 @@
 // Thin: recording.h holds the loader.
 #include "reader/recording_file.h"
 
-#include <array>
 #include <system_error>
 #include <utility>
 
-#include "reader/decoding/header_frames.h"
 #include "reader/recording.h"
 #include "system/file_access.h"
 
 namespace vortena {
 
 bool kiv_readConfig(kiv_Config* config, const char* path) {
-  std::error_code failure;
-  std::ifstream stream = open_recording(path, &failure);
-  return _kiv_readConfig(config, stream);
+  return load_header(config, path).status == LoadStatus::kRead;
 }
 
 bool _kiv_readConfig(kiv_Config* config, std::ifstream& stream) {
   if (!stream.is_open()) {
     return false;
   }
-  std::array<std::uint8_t, kBlockSize> block{};
-  stream.read(reinterpret_cast<char*>(block.data()), block.size());
-  const bool at_end = stream.eof();
+  const LoadStatus status = load_header(config, stream).status;
   stream.close();
-  if (stream.fail() && !at_end) {
-    return false;
-  }
-  return _readConfig(config, block);
+  return status == LoadStatus::kRead;
 }
 
 bool kiv_read(kiv_Config* config, SensorMap* sensors, const char* path) {
