@@ -9,16 +9,13 @@
 #include "quality/quality_notes.h"
 #include "reader/decoding/channels.h"
 #include "reader/decoding/recording_format.h"
+#include "reader/stillness.h"
 
 namespace vortena {
 namespace {
 
 constexpr std::size_t kAxes = 3;
 constexpr std::size_t kComponents = 4;
-
-// A sample is called still as the orientation filter judges its start.
-constexpr double kStillAccelError = 0.1;  // g, off 1 g
-constexpr double kStillRate = 15;         // deg/s
 
 bool has_no_gain(const kiv_Config::SensorConfig* calibration) {
   return calibration != nullptr && (calibration->gainX == 0 || calibration->gainY == 0 || calibration->gainZ == 0);
@@ -122,10 +119,11 @@ double squared_norm(const kiv_DataSensor& series, std::size_t i) {
   return x * x + y * y + z * z;
 }
 
+/// As the orientation filter judges its start.
 bool is_still(double squared_accel, double squared_rate) {
-  constexpr double kLeast = (1 - kStillAccelError) * (1 - kStillAccelError);
-  constexpr double kMost = (1 + kStillAccelError) * (1 + kStillAccelError);
-  return squared_accel > kLeast && squared_accel < kMost && squared_rate < kStillRate * kStillRate;
+  constexpr double kLeast = (1 - kStillAccelErrorG) * (1 - kStillAccelErrorG);
+  constexpr double kMost = (1 + kStillAccelErrorG) * (1 + kStillAccelErrorG);
+  return squared_accel > kLeast && squared_accel < kMost && squared_rate < kStillRateDegS * kStillRateDegS;
 }
 
 /// Paired by count, as the orientation pairs them.

@@ -11,6 +11,7 @@
 #include <sstream>
 
 #include "reader/decoding/channels.h"
+#include "reader/stillness.h"
 
 namespace vortena {
 namespace {
@@ -36,7 +37,7 @@ constexpr double kLargeOffsetDegS = 0.1;
 /// An offset within this many standard errors may be none.
 constexpr double kCertainDeviations = 3;
 /// Half of what the orientation filter allows a unit that it takes for still.
-constexpr double kAccelNormErrorG = 0.05;
+constexpr double kAccelNormErrorG = kStillAccelErrorG / 2;
 
 /// Tilts at rest that an accelerometer may show by its own error, when its length at rest is right.
 constexpr double kLeastTiltDeg = 1.5;

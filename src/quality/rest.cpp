@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "quality/sampling.h"
+#include "reader/stillness.h"
 #include "reader/texts/json_object.h"
 
 namespace vortena {
@@ -33,8 +34,6 @@ constexpr double kGyroSpread = 0.3;
 constexpr double kAccelSpread = 0.02;
 /// A turntable or a slow hand turns steadily, too. A larger offset than this is a case for calibration.
 constexpr double kLargestRate = 3.0;
-/// Uncalibrated accelerometers are off by some hundredths; what is further off is moving.
-constexpr double kAccelNormError = 0.1;
 
 /// Below this the error of the mean is no better than no correction in many units.
 constexpr double kLeastRest = 5.0;
@@ -158,7 +157,8 @@ class WindowSearch {
       return;
     }
     const auto accel = calm_moments(accel_, accel_range.begin, accel_range.end, kAccelSpread);
-    if (accel && std::abs(norm(accel->mean) - 1) < kAccelNormError) {
+    // Uncalibrated accelerometers are off by some hundredths; what is further off is moving.
+    if (accel && std::abs(norm(accel->mean) - 1) < kStillAccelErrorG) {
       const std::size_t position = gyro_range.begin;
       windows.push_back({position, gyro_.timestamps[position], gyro->mean, gyro->spread, accel->mean});
     }

@@ -5,6 +5,7 @@
 #include <array>
 #include <memory>
 
+#include "reader/stillness.h"
 #include "tracker/tracker.h"
 
 namespace vortena {
@@ -16,7 +17,8 @@ constexpr std::uint64_t kSamplesPerPiece = 4096;
 
 // The tracker's settings for recordings of worn units. The accelerometer noise far above the sensor's own
 // keeps the correction gentle: it takes minutes, not seconds, to pull the tilt towards the measured gravity.
-constexpr std::array kMotionlessThresholds{1.05F, 0.1F, 15.0F};
+constexpr std::array kMotionlessThresholds{1.05F, static_cast<float>(kStillAccelErrorG),
+                                           static_cast<float>(kStillRateDegS)};
 constexpr float kProcessNoise = 1e-5F;
 constexpr float kAccelerometerNoise = 10000.0F;
 constexpr float kMagnetometerNoise = 200000.0F;
