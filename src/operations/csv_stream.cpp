@@ -2,33 +2,20 @@
 #include "operations/csv_stream.h"
 
 #include <algorithm>
-#include <utility>
 
 #include "operations/recording_steps.h"
-#include "reader/quaternion_channel.h"
 
 namespace vortena {
 namespace {
 
 constexpr std::uint64_t kRowsPerPiece = 2048;
-constexpr std::size_t kAxes = 3;
-constexpr std::size_t kComponents = 4;
+static_assert(kRowsPerPiece <= OrientationRun::kMostSamples);
 
 /// Element `e` of a channel's values as they would lie in a kiv_DataSensor: axis after axis.
-double element(SampleSeries<kAxes>* series, std::uint64_t e) {
-  const auto& samples = series->ordered_samples();
+double element(SampleSeries<3>& series, std::uint64_t e) {
+  const auto& samples = series.ordered_samples();
   const auto axis = static_cast<std::size_t>(e / samples.size());
-  return series->calibration()[axis].apply(samples[e % samples.size()].counts[axis]);
-}
-
-/// What the tracker reads of an input for `count` samples from `first` on; see fill_orientation() for the stride.
-void take_input(SampleSeries<kAxes>* series, std::uint64_t stride, std::uint64_t first, std::size_t count,
-                std::vector<double>* to) {
-  for (std::size_t axis = 0; axis < kAxes; ++axis) {
-    for (std::size_t i = 0; i < count; ++i) {
-      (*to)[axis * kRowsPerPiece + i] = element(series, axis * stride + first + i);
-    }
-  }
+  return series.calibration()[axis].apply(samples[e % samples.size()].counts[axis]);
 }
 
 template <typename Series>
@@ -85,9 +72,10 @@ CsvChannels CsvStream::count_channels() {
     packages.series<kEventKey>().clear();
   }
   if (channels.accel.taken() && channels.gyro.taken() && config.accel.frequency == config.gyro.frequency) {
-    channels.quaternion = {
-        .count = std::min(channels.accel.count, channels.gyro.count), .ratio = gyro_ratio, .stride = kRowsPerPiece};
-    tracker_ = make_tracker(config.accel.frequency);
+    channels.quaternion = {.count = std::min(channels.accel.count, channels.gyro.count),
+                           .ratio = gyro_ratio,
+                           .stride = OrientationRun::kMostSamples};
+    orientation_ = std::make_unique<OrientationRun>(config.accel.frequency, channels.quaternion.count);
   }
   return channels;
 }
@@ -129,21 +117,12 @@ void CsvStream::fill_quaternions(std::uint64_t end) {
   if (!channel.taken()) {
     return;
   }
-  const std::uint64_t first = channel.position;
+  auto& accel = recording_.packages.series<kAccelKey>();
+  auto& gyro = recording_.packages.series<kGyroKey>();
   const auto count = static_cast<std::size_t>(channel.samples_until(end));
-  // The last sample never gets an orientation.
-  const std::size_t filtered = first + count == channel.count && count > 0 ? count - 1 : count;
-  quaternion_.values.assign(kComponents * kRowsPerPiece, 0.0);
-  for (auto [input, series] : {std::pair(&filter_accel_, &recording_.packages.series<kAccelKey>()),
-                               std::pair(&filter_gyro_, &recording_.packages.series<kGyroKey>())}) {
-    input->values.resize(kAxes * kRowsPerPiece);
-    take_input(series, channel.count, first, filtered, &input->values);
-  }
-  const tracker_series piece{filter_accel_.values.data(), filter_gyro_.values.data(), quaternion_.values.data(),
-                             kRowsPerPiece};
-  run_tracker_series(tracker_.get(), &piece, 0, filtered);
-  channel.values = quaternion_.values.data();
-  channel.first = first;
+  channel.first = orientation_->done();
+  channel.values = orientation_->next(
+      count, [&](std::uint64_t e) { return element(accel, e); }, [&](std::uint64_t e) { return element(gyro, e); });
 }
 
 void CsvStream::write_rows() {

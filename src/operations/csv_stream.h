@@ -13,8 +13,8 @@
 
 #include "operations/outcome.h"
 #include "reader/counted_recording.h"
+#include "reader/quaternion_channel.h"
 #include "reader/texts/csv_export.h"
-#include "tracker/tracker.h"
 
 namespace vortena {
 
@@ -67,14 +67,11 @@ class CsvStream {
   Piece piece_;
   std::ostream out_{&piece_};
   std::unique_ptr<CsvExport> csv_;
-  std::unique_ptr<tracker_state> tracker_;
+  std::unique_ptr<OrientationRun> orientation_;
   Window gyro_;
   Window accel_;
   Window baro_;
   Window event_;
-  Window quaternion_;
-  Window filter_accel_;
-  Window filter_gyro_;
   bool ended_ = false;
 };
 

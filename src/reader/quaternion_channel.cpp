@@ -2,18 +2,14 @@
 #include "reader/quaternion_channel.h"
 
 #include <algorithm>
-#include <array>
-#include <memory>
 
 #include "reader/stillness.h"
-#include "tracker/tracker.h"
 
 namespace vortena {
 namespace {
 
 constexpr std::size_t kAxes = 3;
 constexpr std::size_t kComponents = 4;
-constexpr std::uint64_t kSamplesPerPiece = 4096;
 
 // The tracker's settings for recordings of worn units. The accelerometer noise far above the sensor's own
 // keeps the correction gentle: it takes minutes, not seconds, to pull the tilt towards the measured gravity.
@@ -45,25 +41,7 @@ void publish(std::atomic<std::uint64_t>* ready, std::uint64_t count) {
   }
 }
 
-/// A piece of two inputs and of the orientation, with the stride of a piece.
-struct Piece {
-  static constexpr std::size_t kStride = kSamplesPerPiece;
-  std::array<double, kAxes * kStride> accel;
-  std::array<double, kAxes * kStride> gyro;
-  std::array<double, kComponents * kStride> quaternion;
-
-  [[nodiscard]] tracker_series series() { return {accel.data(), gyro.data(), quaternion.data(), kStride}; }
-};
-
-/// Samples `first` to `first + count` of an input, whose axes are read `n` values apart.
-void take_piece(const kiv_DataSensor& from, std::size_t n, std::size_t first, std::size_t count, double* to) {
-  for (std::size_t axis = 0; axis < kAxes; ++axis) {
-    std::copy_n(from.values.data() + axis * n + first, count, to + axis * Piece::kStride);
-  }
-}
-
-}  // namespace
-
+/// A tracker with the settings for recordings of worn units.
 std::unique_ptr<tracker_state> make_tracker(std::int32_t rate_hz) {
   auto state = std::make_unique<tracker_state>();
   init_tracker(state.get(), rate_hz, 0);
@@ -73,6 +51,21 @@ std::unique_ptr<tracker_state> make_tracker(std::int32_t rate_hz) {
                                                   diagonal<3>(kMagnetometerNoise).data());
   return state;
 }
+
+/// The one loop over whole recordings: `step(count)` takes the next piece.
+template <typename Step>
+OrientationProblem run_pieces(std::uint64_t samples, Watch* watch, Step step) {
+  begin_stage(watch, Stage::kOrientation, samples);
+  for (std::uint64_t first = 0; first < samples; first += OrientationRun::kMostSamples) {
+    if (!goes_on(watch, first)) {
+      return OrientationProblem::kStopped;
+    }
+    step(static_cast<std::size_t>(std::min<std::uint64_t>(OrientationRun::kMostSamples, samples - first)));
+  }
+  return OrientationProblem::kNone;
+}
+
+}  // namespace
 
 OrientationProblem find_orientation_problem(const kiv_Config& config, const SensorMap& sensors) {
   if (find_input(sensors, kAccelKey) == nullptr) {
@@ -105,49 +98,49 @@ OrientationProblem fill_orientation(const kiv_Config& config, SensorMap* sensors
                                     std::atomic<std::uint64_t>* ready) {
   kiv_DataSensor& quaternion = sensors->at(kQuaternionKey);
   const std::uint64_t n = quaternion.sampleCount;
-  const std::unique_ptr<tracker_state> tracker = make_tracker(config.accel.frequency);
-  // The common length is the stride of both inputs on purpose; of a longer series, the second and third
-  // axis are read from shifted positions.
-  const tracker_series series{sensors->at(kAccelKey).values.data(), sensors->at(kGyroKey).values.data(),
-                              quaternion.values.data(), static_cast<std::size_t>(n)};
-  for (std::size_t k = 0; k < kComponents; ++k) {
-    quaternion.values[k * n + n - 1] = 0.0;  // the last sample never gets an orientation
-  }
-  begin_stage(watch, Stage::kOrientation, n);
-  for (std::uint64_t first = 0; first < n - 1; first += kSamplesPerPiece) {
-    if (!goes_on(watch, first)) {
-      return OrientationProblem::kStopped;
-    }
-    run_tracker_series(tracker.get(), &series, static_cast<std::size_t>(first),
-                       static_cast<std::size_t>(std::min(kSamplesPerPiece, n - 1 - first)));
-    publish(ready, first + kSamplesPerPiece);
-  }
-  publish(ready, n);
-  return OrientationProblem::kNone;
+  const tracker_series whole{sensors->at(kAccelKey).values.data(), sensors->at(kGyroKey).values.data(),
+                             quaternion.values.data(), static_cast<std::size_t>(n)};
+  OrientationRun run(config.accel.frequency, n);
+  return run_pieces(n, watch, [&](std::size_t count) {
+    run.fill(whole, count);
+    publish(ready, run.done());
+  });
 }
 
 OrientationProblem fill_narrow_orientation(std::int32_t rate_hz, const kiv_DataSensor& accel,
                                            const kiv_DataSensor& gyro, LargeArray<float>* quaternion, Watch* watch) {
   const std::size_t n = std::min(accel.sampleCount, gyro.sampleCount);
-  quaternion->assign(kComponents * n, 0.0F);
-  const std::unique_ptr<tracker_state> tracker = make_tracker(rate_hz);
-  const auto piece = std::make_unique<Piece>();
-  const tracker_series series = piece->series();
-  begin_stage(watch, Stage::kOrientation, n);
-  for (std::size_t first = 0; first < n - 1; first += Piece::kStride) {
-    if (!goes_on(watch, first)) {
-      return OrientationProblem::kStopped;
-    }
-    const std::size_t count = std::min(Piece::kStride, n - 1 - first);
-    take_piece(accel, n, first, count, piece->accel.data());
-    take_piece(gyro, n, first, count, piece->gyro.data());
-    run_tracker_series(tracker.get(), &series, 0, count);
+  quaternion->resize(kComponents * n);
+  OrientationRun run(rate_hz, n);
+  return run_pieces(n, watch, [&](std::size_t count) {
+    const auto first = static_cast<std::size_t>(run.done());
+    const double* const piece = run.next(
+        count, [&](std::uint64_t e) { return accel.values[e]; }, [&](std::uint64_t e) { return gyro.values[e]; });
     for (std::size_t k = 0; k < kComponents; ++k) {
-      std::transform(&piece->quaternion[k * Piece::kStride], &piece->quaternion[k * Piece::kStride] + count,
-                     quaternion->data() + k * n + first, [](double value) { return static_cast<float>(value); });
+      const double* const component = piece + k * OrientationRun::kMostSamples;
+      std::transform(component, component + count, quaternion->data() + k * n + first,
+                     [](double value) { return static_cast<float>(value); });
+    }
+  });
+}
+
+OrientationRun::OrientationRun(std::int32_t rate_hz, std::uint64_t samples)
+    : tracker_(make_tracker(rate_hz)), samples_(samples) {}
+
+void OrientationRun::fill(const tracker_series& whole, std::size_t count) {
+  filter(whole, static_cast<std::size_t>(done_), count);
+}
+
+void OrientationRun::filter(const tracker_series& series, std::size_t first, std::size_t count) {
+  const bool has_last = count > 0 && done_ + count == samples_;
+  const std::size_t filtered = has_last ? count - 1 : count;
+  run_tracker_series(tracker_.get(), &series, first, filtered);
+  if (has_last) {
+    for (std::size_t k = 0; k < kComponents; ++k) {
+      series.quaternion[k * series.stride + first + filtered] = 0.0;
     }
   }
-  return OrientationProblem::kNone;
+  done_ += count;
 }
 
 bool kiv_computeQuaternion(kiv_Config* config, SensorMap* sensors) {

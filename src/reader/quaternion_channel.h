@@ -1,7 +1,9 @@
 // The orientation channel: accelerometer and gyroscope series through the orientation tracker.
 #pragma once
 
+#include <array>
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 
@@ -25,9 +27,6 @@ OrientationProblem prepare_orientation(const kiv_Config& config, SensorMap* sens
 OrientationProblem fill_orientation(const kiv_Config& config, SensorMap* sensors, Watch* watch = nullptr,
                                     std::atomic<std::uint64_t>* ready = nullptr);
 
-/// A tracker with the settings for recordings of worn units.
-std::unique_ptr<tracker_state> make_tracker(std::int32_t rate_hz);
-
 /// Why a map allows no orientation; kNone when it does.
 OrientationProblem find_orientation_problem(const kiv_Config& config, const SensorMap& sensors);
 
@@ -39,5 +38,62 @@ OrientationProblem fill_narrow_orientation(std::int32_t rate_hz, const kiv_DataS
 
 /// Both. False, with the map unchanged, for a null argument and for every problem.
 bool kiv_computeQuaternion(kiv_Config* config, SensorMap* sensors);
+
+/// The orientation of an accelerometer and a gyroscope, piece by piece from the first sample to the last, which never
+/// gets one and is four zeros.
+///
+/// Inputs are axis-major. The stride of both is the number of samples they have in common, on purpose: of a longer one,
+/// the second and third axis are read from shifted positions.
+class OrientationRun {
+ public:
+  static constexpr std::size_t kMostSamples = 4096;  ///< in a piece
+
+  /// Of inputs that have `samples` samples in common.
+  OrientationRun(std::int32_t rate_hz, std::uint64_t samples);
+
+  [[nodiscard]] std::uint64_t done() const { return done_; }
+
+  /// The next piece, where inputs and orientation lie whole.
+  void fill(const tracker_series& whole, std::size_t count);
+
+  /// The next piece, of inputs whose elements `accel(e)` and `gyro(e)` tell: component k of its sample i is element
+  /// k * kMostSamples + i of what comes back, which stands until the next call.
+  template <typename Accel, typename Gyro>
+  const double* next(std::size_t count, Accel accel, Gyro gyro) {
+    if (!piece_) {
+      piece_ = std::make_unique<Piece>();
+    }
+    take(count, accel, piece_->accel.data());
+    take(count, gyro, piece_->gyro.data());
+    filter({piece_->accel.data(), piece_->gyro.data(), piece_->quaternion.data(), kMostSamples}, 0, count);
+    return piece_->quaternion.data();
+  }
+
+ private:
+  static constexpr std::size_t kAxes = 3;
+  static constexpr std::size_t kComponents = 4;
+
+  struct Piece {
+    std::array<double, kAxes * kMostSamples> accel;
+    std::array<double, kAxes * kMostSamples> gyro;
+    std::array<double, kComponents * kMostSamples> quaternion;
+  };
+
+  template <typename Input>
+  void take(std::size_t count, Input input, double* to) const {
+    for (std::size_t axis = 0; axis < kAxes; ++axis) {
+      for (std::size_t i = 0; i < count; ++i) {
+        to[axis * kMostSamples + i] = input(axis * samples_ + done_ + i);
+      }
+    }
+  }
+
+  void filter(const tracker_series& series, std::size_t first, std::size_t count);
+
+  std::unique_ptr<tracker_state> tracker_;
+  std::uint64_t samples_;
+  std::uint64_t done_ = 0;
+  std::unique_ptr<Piece> piece_;
+};
 
 }  // namespace vortena
