@@ -139,7 +139,7 @@ export function readConfig(path: string): string;
  * @param config the configuration text.
  * @returns "OK", or "ERROR" when the file cannot be created.
  * @throws TypeError when there are fewer than two arguments or one of the first two is not a primitive string.
- * @throws Error that names the entry, and the field where there is one, when an entry has no key, too few fields, or a
+ * @throws Error that names the entry, and the field where there is one, when an entry is empty, has too few fields, or a
  *   field that does not start with a signed 32-bit decimal number, or when the frames exceed the 512 bytes of a header.
  *   The file has been created and is empty. Surplus fields are ignored; an unknown key adds an empty frame.
  */

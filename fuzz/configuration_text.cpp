@@ -90,8 +90,8 @@ bool same_low_bytes(std::int64_t a, std::int64_t b, int width) {
 bool is_well_formed(const std::vector<std::string>& entries) {
   return std::ranges::all_of(entries, [](const std::string& entry) {
     const auto fields = split(entry, ',');
-    const std::size_t needed = fields.empty() || fields[0].empty() ? 1 : fields_of({}, fields[0]).size();
-    return !fields.empty() && !fields[0].empty() && fields.size() > needed &&
+    const std::size_t needed = fields.empty() ? 0 : fields_of({}, fields[0]).size();
+    return fields.size() > needed &&
            std::all_of(fields.begin() + 1, fields.begin() + 1 + static_cast<std::ptrdiff_t>(needed),
                        [](const std::string& field) { return number(field).has_value(); });
   });

@@ -151,16 +151,16 @@ std::string leading_fields(std::string_view entry) {
   return std::string(entry.substr(0, end));
 }
 
-/// The bytes that one entry adds to the file. A key that is not known still adds an empty frame, of zeros for
-/// family and id.
+/// The bytes that one entry adds to the file. A key that is not known, an empty one among them, still adds an empty
+/// frame, of zeros for family and id.
 std::vector<std::uint8_t> entry_frames(std::string_view entry, std::size_t number) {
   std::vector<std::string> fields;
   _split(leading_fields(entry), ',', fields);
-  const std::string key = fields.empty() ? "" : fields.front();
-  const Place place{number, key};
-  if (key.empty()) {
-    throw std::invalid_argument(place.describe("no key"));
+  if (fields.empty()) {
+    throw std::invalid_argument(Place{number, {}}.describe("no key"));
   }
+  const std::string& key = fields.front();
+  const Place place{number, key};
   if (key == kUnknownFramesKey) {
     return base64_decode(fields.size() < 2 ? "" : fields[1]);  // none when everything was understood
   }

@@ -14,7 +14,7 @@ namespace vortena {
 void _split(const std::string& text, char separator, std::vector<std::string>& out);
 
 /// The frames of a configuration text, in its order, without any fill. docs/configuration-text.md lists the
-/// keys. Throws std::invalid_argument, naming entry and field, for an entry without a key or with too few
+/// keys. Throws std::invalid_argument, naming entry and field, for an empty entry or one with too few
 /// fields, for a field that is not a number, and for more frames than a header block holds; std::out_of_range
 /// for a number beyond signed 32 bits. Numbers wider than their place in the frame keep their low bytes.
 std::vector<std::uint8_t> configuration_frames(std::string_view text);

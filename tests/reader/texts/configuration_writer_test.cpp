@@ -26,6 +26,9 @@ TEST(ConfigurationWriter, WritesTheFramesOfEachKey) {
               ElementsAre(0x4B, 0x56, 1, 1, 6, 0xFF, 0xFF, 0xFF, 0xFF, 2, 5, 0xFF, 0xFE));
   EXPECT_THAT(configuration_frames("Accel,1:unknownFrames,S1YDBQA=:unknownFrames,:unknownFrames"),
               ElementsAre(0x4B, 0x56, 0, 0, 0, 0xFF, 0xFE, 0x4B, 0x56, 3, 5, 0));
+  for (const char* text : {",", ",1", ",1:"}) {
+    EXPECT_THAT(configuration_frames(text), ElementsAre(0x4B, 0x56, 0, 0, 0, 0xFF, 0xFE)) << text;
+  }
   EXPECT_THAT(configuration_frames(""), ElementsAre());
 }
 
@@ -34,7 +37,7 @@ TEST(ConfigurationWriter, RefusesWhatItCannotWriteAndNamesThePlace) {
   const std::pair<std::string, std::string> cases[] = {{"radio,1", "entry 1 (radio), field 3: missing"},
                                                        {"baro,1:gyro", "entry 2 (gyro), field 2: missing"},
                                                        {"baro,1::baro,1", "entry 2: no key"},
-                                                       {",1", "entry 1: no key"},
+                                                       {":,1", "entry 1: no key"},
                                                        {"radio,1,x", "entry 1 (radio), field 3: not a number"},
                                                        {"radio,- 1,1", "entry 1 (radio), field 2: not a number"},
                                                        {"radio,,1", "entry 1 (radio), field 2: not a number"},
