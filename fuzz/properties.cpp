@@ -19,7 +19,7 @@ namespace {
 
 using namespace vortena;
 
-bool same_bits(const LargeArray<double>& a, const LargeArray<double>& b) {
+bool same_bits(const std::vector<double>& a, const std::vector<double>& b) {
   return a.size() == b.size() && (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(double)) == 0);
 }
 

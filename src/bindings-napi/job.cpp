@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "bindings-napi/values.h"
-#include "system/large_array.h"
+#include "system/large_pages.h"
 
 namespace vortena::napi {
 namespace {

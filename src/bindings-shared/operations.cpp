@@ -73,13 +73,13 @@ Answer answer_of(const Conversion& conversion) {
 }
 
 template <typename Value>
-std::unique_ptr<Memory> as_memory(const std::shared_ptr<LargeArray<Value>>& array) {
+std::unique_ptr<Memory> as_memory(const std::shared_ptr<std::vector<Value>>& array) {
   return std::make_unique<Memory>(Memory{array->data(), array->size() * sizeof(Value), array});
 }
 
 /// The place of `array` among the buffers. Arrays that channels share become one buffer: no memory may have two.
 template <typename Value>
-std::size_t place_of(const std::shared_ptr<LargeArray<Value>>& array, std::vector<std::unique_ptr<Memory>>* memory) {
+std::size_t place_of(const std::shared_ptr<std::vector<Value>>& array, std::vector<std::unique_ptr<Memory>>* memory) {
   const auto same = std::find_if(memory->begin(), memory->end(), [&](const auto& m) { return m->owner == array; });
   const auto place = static_cast<std::size_t>(same - memory->begin());
   if (same == memory->end()) {

@@ -199,7 +199,7 @@ std::uint16_t code(double places) {
 constexpr double kHair = 1e-6;
 
 void pack_curve(const CurveBounds& bounds, const PackedLevels::Scale& scale, bool circular,
-                LargeArray<std::uint16_t>* codes) {
+                std::vector<std::uint16_t>* codes) {
   const std::size_t count = bounds.low.size();
   const std::size_t at = codes->size();
   codes->resize(at + 2 * count, PackedLevels::kNone);
@@ -215,7 +215,7 @@ void pack_curve(const CurveBounds& bounds, const PackedLevels::Scale& scale, boo
   }
 }
 
-void pack_attitudes(const std::vector<Attitude>& attitudes, LargeArray<std::uint16_t>* codes) {
+void pack_attitudes(const std::vector<Attitude>& attitudes, std::vector<std::uint16_t>* codes) {
   for (std::size_t element = 0; element < Attitude().size(); ++element) {
     for (const Attitude& q : attitudes) {
       codes->push_back(is_attitude(q) ? code(std::round((q[element] + 1) * INT16_MAX)) : PackedLevels::kNone);

@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "reader/decoding/recording_model.h"
-#include "system/large_array.h"
 #include "system/watch.h"
 
 namespace vortena {
@@ -59,7 +58,7 @@ struct PackedLevels {
   bool attitudes = false;
   /// Per level: the low bounds, then the high ones, of each curve; then w, x, y and z, where a code c means c / 32767
   /// - 1.
-  LargeArray<std::uint16_t> codes;
+  std::vector<std::uint16_t> codes;
 };
 
 PackedLevels pack_levels(ChannelKey key, const std::vector<Level>& levels);

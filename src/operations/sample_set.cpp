@@ -8,6 +8,7 @@
 #include "quality/assessment.h"
 #include "quality/quality_notes.h"
 #include "reader/quaternion_channel.h"
+#include "system/large_pages.h"
 
 namespace vortena {
 namespace {
@@ -15,22 +16,22 @@ namespace {
 constexpr std::uint64_t kComponents = 4;
 
 /// `values` are empty afterwards.
-LargeArray<float> narrow(LargeArray<double>& values) {
+std::vector<float> narrow(std::vector<double>& values) {
   constexpr std::size_t kPiece = std::size_t{1} << 17;
-  LargeArray<float> narrowed;
-  narrowed.reserve(values.size());
+  std::vector<float> narrowed;
+  reserve_large(&narrowed, values.size());
   for (std::size_t first = 0; first < values.size(); first += kPiece) {
     const std::size_t count = std::min(kPiece, values.size() - first);
     std::transform(values.data() + first, values.data() + first + count, std::back_inserter(narrowed),
                    [](double value) { return static_cast<float>(value); });
     give_back_pages(values.data() + first, count * sizeof(double));
   }
-  LargeArray<double>().swap(values);
+  std::vector<double>().swap(values);
   return narrowed;
 }
 
-std::shared_ptr<LargeArray<double>> take_times(kiv_DataSensor& series) {
-  return std::make_shared<LargeArray<double>>(std::move(series.timestamps));
+std::shared_ptr<std::vector<double>> take_times(kiv_DataSensor& series) {
+  return std::make_shared<std::vector<double>>(std::move(series.timestamps));
 }
 
 Samples take(kiv_DataSensor& series, bool single_precision) {
@@ -81,7 +82,7 @@ Outcome take_wide(LoadedRecording* loaded, const SampleOptions& options, SampleS
 }
 
 /// First, first with an orientation, and last with one: what a report looks at.
-kiv_DataSensor thin(const LargeArray<float>& quaternion, const LargeArray<double>& times) {
+kiv_DataSensor thin(const std::vector<float>& quaternion, const std::vector<double>& times) {
   const std::uint64_t n = quaternion.size() / kComponents;
   const auto has_orientation = [&](std::uint64_t i) {
     return quaternion[i] != 0 || quaternion[n + i] != 0 || quaternion[2 * n + i] != 0 || quaternion[3 * n + i] != 0;
@@ -118,7 +119,7 @@ void add_orientation(QualityReport* report, kiv_DataSensor thinned) {
 /// The gyroscope mostly has the accelerometer's times: one of the two arrays is enough.
 void drop_equal_times(kiv_DataSensor& gyro, const kiv_DataSensor& accel) {
   if (gyro.timestamps == accel.timestamps) {
-    LargeArray<double>().swap(gyro.timestamps);
+    std::vector<double>().swap(gyro.timestamps);
   }
 }
 
@@ -128,7 +129,7 @@ Outcome take_oriented(LoadedRecording* loaded, const SampleOptions& options, Sam
   kiv_DataSensor& accel = sensors.at(kAccelKey);
   kiv_DataSensor& gyro = sensors.at(kGyroKey);
   drop_equal_times(gyro, accel);
-  LargeArray<float> quaternion;
+  std::vector<float> quaternion;
   const std::int32_t rate = loaded->recording.config.accel.frequency;
   if (fill_narrow_orientation(rate, accel, gyro, &quaternion, options.watch) == OrientationProblem::kStopped) {
     return stopped(Stage::kOrientation);
@@ -136,7 +137,7 @@ Outcome take_oriented(LoadedRecording* loaded, const SampleOptions& options, Sam
   add_orientation(&set->report, thin(quaternion, accel.timestamps));
   const auto times = take_times(accel);
   const auto own_times = gyro.timestamps.empty() ? times : take_times(gyro);
-  const auto keep = [&](int key, kiv_DataSensor& series, std::shared_ptr<LargeArray<double>> its_times) {
+  const auto keep = [&](int key, kiv_DataSensor& series, std::shared_ptr<std::vector<double>> its_times) {
     if (is_wanted(options, key)) {
       set->channels.emplace(key,
                             Samples{series.axisCount, series.sampleCount, narrow(series.values), std::move(its_times)});

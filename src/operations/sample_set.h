@@ -5,11 +5,11 @@
 #include <map>
 #include <memory>
 #include <variant>
+#include <vector>
 
 #include "operations/outcome.h"
 #include "operations/recording_steps.h"
 #include "quality/quality_report.h"
-#include "system/large_array.h"
 
 namespace vortena {
 
@@ -27,9 +27,9 @@ struct SampleOptions {
 struct Samples {
   std::uint64_t axis_count = 0;
   std::uint64_t sample_count = 0;
-  std::variant<LargeArray<double>, LargeArray<float>> values;  ///< axis-major
+  std::variant<std::vector<double>, std::vector<float>> values;  ///< axis-major
   /// s since tick zero, strictly increasing; at least as many as there are samples. Channels may share them.
-  std::shared_ptr<LargeArray<double>> timestamps;
+  std::shared_ptr<std::vector<double>> timestamps;
 };
 
 struct SampleSet {

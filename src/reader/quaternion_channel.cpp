@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "reader/stillness.h"
+#include "system/large_pages.h"
 
 namespace vortena {
 namespace {
@@ -108,8 +109,9 @@ OrientationProblem fill_orientation(const kiv_Config& config, SensorMap* sensors
 }
 
 OrientationProblem fill_narrow_orientation(std::int32_t rate_hz, const kiv_DataSensor& accel,
-                                           const kiv_DataSensor& gyro, LargeArray<float>* quaternion, Watch* watch) {
+                                           const kiv_DataSensor& gyro, std::vector<float>* quaternion, Watch* watch) {
   const std::size_t n = std::min(accel.sampleCount, gyro.sampleCount);
+  reserve_large(quaternion, kComponents * n);
   quaternion->resize(kComponents * n);
   OrientationRun run(rate_hz, n);
   return run_pieces(n, watch, [&](std::size_t count) {

@@ -6,10 +6,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "reader/decoding/recording_model.h"
 #include "reader/orientation_problem.h"
-#include "system/large_array.h"
 #include "system/watch.h"
 #include "tracker/tracker.h"
 
@@ -33,7 +33,7 @@ OrientationProblem find_orientation_problem(const kiv_Config& config, const Sens
 /// The values that fill_orientation() would fill in, in single precision, which is what they are computed in. Of the
 /// two inputs, which find_orientation_problem() found nothing about, only the values count. kNone or kStopped.
 OrientationProblem fill_narrow_orientation(std::int32_t rate_hz, const kiv_DataSensor& accel,
-                                           const kiv_DataSensor& gyro, LargeArray<float>* quaternion,
+                                           const kiv_DataSensor& gyro, std::vector<float>* quaternion,
                                            Watch* watch = nullptr);
 
 /// Both. False, with the map unchanged, for a null argument and for every problem.

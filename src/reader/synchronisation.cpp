@@ -245,7 +245,7 @@ std::uint64_t common_count(std::int32_t frequency, float duration, std::uint64_t
 }
 
 /// Moves `count` values from `first` on down to `to`, or leaves them where they are.
-void move_down(LargeArray<double>& values, std::uint64_t first, std::uint64_t count, std::uint64_t to) {
+void move_down(std::vector<double>& values, std::uint64_t first, std::uint64_t count, std::uint64_t to) {
   if (first != to) {
     double* const from = values.data() + first;
     std::copy(from, from + count, values.data() + to);
@@ -275,7 +275,7 @@ void add_radio_bytes(const Unit& unit, double start, double end) {
   if (channel == nullptr) {
     return;
   }
-  const LargeArray<double>& times = channel->timestamps;
+  const std::vector<double>& times = channel->timestamps;
   std::int64_t last = static_cast<std::int32_t>(channel->sampleCount);
   std::int64_t first = 0;
   while (first < last && !(times[static_cast<std::size_t>(first)] >= start)) {

@@ -29,7 +29,7 @@ struct Input {
     sensors.emplace(kGyroKey, series(gyro_samples, gyro, 0, gyro));
   }
   kiv_DataSensor& at(ChannelKey key) { return sensors.at(key); }
-  const LargeArray<double>& quaternions() {
+  const std::vector<double>& quaternions() {
     EXPECT_TRUE(kiv_computeQuaternion(&config, &sensors));
     return at(kQuaternionKey).values;
   }

@@ -1,10 +1,17 @@
 // The parts of the recording model that are more than plain members.
 #include "reader/decoding/recording_model.h"
 
+#include "system/large_pages.h"
+
 namespace vortena {
 
 kiv_DataSensor::kiv_DataSensor(std::uint64_t axis_count, std::uint64_t sample_count)
-    : axisCount(axis_count), sampleCount(sample_count), values(axis_count * sample_count), timestamps(sample_count) {}
+    : axisCount(axis_count), sampleCount(sample_count) {
+  reserve_large(&values, axis_count * sample_count);
+  values.resize(axis_count * sample_count);
+  reserve_large(&timestamps, sample_count);
+  timestamps.resize(sample_count);
+}
 
 bool kiv_DataSensor::is_consistent() const {
   return timestamps.size() >= sampleCount && (sampleCount == 0 || values.size() / sampleCount >= axisCount);

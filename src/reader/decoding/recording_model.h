@@ -7,8 +7,6 @@
 #include <unordered_map>
 #include <vector>
 
-#include "system/large_array.h"
-
 namespace vortena {
 
 /// The configuration header of one recording. A plain record: whoever creates it owns it; the header decoder
@@ -139,9 +137,9 @@ struct kiv_DataSensor {
   std::uint64_t axisCount;
   std::uint64_t sampleCount;
   /// Axis-major, axisCount x sampleCount: axis a of sample i is values[a * sampleCount + i].
-  LargeArray<double> values;
+  std::vector<double> values;
   /// sampleCount entries in seconds since the recording's tick zero, strictly increasing.
-  LargeArray<double> timestamps;
+  std::vector<double> timestamps;
 
   /// All values and time stamps zero.
   kiv_DataSensor(std::uint64_t axis_count, std::uint64_t sample_count);

@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "system/large_pages.h"
+
 namespace vortena {
 namespace {
 
@@ -30,7 +32,7 @@ using Run = std::span<const Sample>;
 /// The runs of `samples`, by their first ticks. A run also ends where the tick jumps further than one block can, so
 /// that blocks in random order seldom share a run and move as a whole.
 template <typename Sample>
-std::vector<Run<Sample>> runs_by_first_tick(const LargeArray<Sample>& samples, Patience& patience) {
+std::vector<Run<Sample>> runs_by_first_tick(const std::vector<Sample>& samples, Patience& patience) {
   constexpr std::int64_t kBlockTicks = UINT8_MAX;
   const auto ends_run = [&patience](const Sample& a, const Sample& b) {
     patience.step();
@@ -61,7 +63,7 @@ std::span<Run<Sample>> overlapping(std::span<Run<Sample>> runs) {
 
 /// Sorted from file order and stable, so that of several samples at one tick the first in the file is the one kept.
 template <typename Sample>
-void append_sorted(std::span<Run<Sample>> runs, LargeArray<Sample>& samples, Patience& patience) {
+void append_sorted(std::span<Run<Sample>> runs, std::vector<Sample>& samples, Patience& patience) {
   const auto old_size = static_cast<std::ptrdiff_t>(samples.size());
   const auto is_before = [](Run<Sample> a, Run<Sample> b) { return a.data() < b.data(); };
   std::sort(runs.begin(), runs.end(), patiently<Run<Sample>>(patience, is_before));
@@ -80,6 +82,16 @@ void append_sorted(std::span<Run<Sample>> runs, LargeArray<Sample>& samples, Pat
 }  // namespace
 
 template <std::size_t Axes>
+void SampleSeries<Axes>::reserve(std::size_t count) {
+  reserve_large(&samples_, count);
+}
+
+template <std::size_t Axes>
+void SampleSeries<Axes>::grow() {
+  reserve(samples_.empty() ? 1 : 2 * samples_.size());
+}
+
+template <std::size_t Axes>
 void SampleSeries<Axes>::append_late(std::int64_t tick, const Counts& counts) {
   if (tick == samples_.back().tick) {
     ++repeated_;
@@ -87,13 +99,13 @@ void SampleSeries<Axes>::append_late(std::int64_t tick, const Counts& counts) {
   }
   ascending_ = false;
   ++late_;
-  samples_.push_back({tick, counts});
+  add({tick, counts});
 }
 
 template <std::size_t Axes>
 void SampleSeries<Axes>::end_header_block(bool keep) {
   const std::uint64_t records = samples_.size() + repeated_;
-  const LargeArray<Sample>& ordered = ordered_samples();
+  const std::vector<Sample>& ordered = ordered_samples();
   std::vector<Sample> header(ordered.begin(), ordered.end());
   clear();
   header_ = std::move(header);
@@ -105,8 +117,8 @@ void SampleSeries<Axes>::end_header_block(bool keep) {
 template <std::size_t Axes>
 void SampleSeries<Axes>::order(Patience patience) {
   auto runs = runs_by_first_tick(samples_, patience);
-  LargeArray<Sample> ordered;
-  ordered.reserve(samples_.size());
+  std::vector<Sample> ordered;
+  reserve_large(&ordered, samples_.size());
   for (std::span rest(runs); !rest.empty();) {
     const std::span group = overlapping(rest);
     append_sorted(group, ordered, patience);
@@ -144,7 +156,7 @@ void SampleSeries<Axes>::merge_header() {
 }
 
 template <std::size_t Axes>
-const LargeArray<typename SampleSeries<Axes>::Sample>& SampleSeries<Axes>::ordered_samples(Patience patience) {
+const std::vector<typename SampleSeries<Axes>::Sample>& SampleSeries<Axes>::ordered_samples(Patience patience) {
   if (!ascending_) {
     order(patience);
   }

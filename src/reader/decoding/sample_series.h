@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "reader/decoding/load_report.h"
-#include "system/large_array.h"
 #include "system/watch.h"
 
 namespace vortena {
@@ -44,7 +43,7 @@ class SampleSeries {
   [[nodiscard]] std::size_t size() const { return samples_.size(); }
   static constexpr std::size_t axes() { return Axes; }
 
-  void reserve(std::size_t count) { samples_.reserve(count); }
+  void reserve(std::size_t count);
 
   /// Takes a sample in file order; it is dropped, now or in ordered_samples(), when its tick is already
   /// taken.
@@ -54,7 +53,7 @@ class SampleSeries {
       return;
     }
     latest_tick_ = tick;
-    samples_.push_back({tick, counts});
+    add({tick, counts});
   }
 
   /// What was appended so far came from the header block. Its ticks say nothing about the order of those that follow.
@@ -63,7 +62,7 @@ class SampleSeries {
 
   /// The samples with strictly increasing ticks. The reference holds until the next change. Throws Stopped when
   /// `patience` ends; the samples are of no use then.
-  const LargeArray<Sample>& ordered_samples(Patience patience = Patience(nullptr));
+  const std::vector<Sample>& ordered_samples(Patience patience = Patience(nullptr));
 
   /// Of ordered samples.
   [[nodiscard]] ChannelCounts counts() const;
@@ -74,12 +73,19 @@ class SampleSeries {
  private:
   static constexpr std::int64_t kBeforeAll = std::numeric_limits<std::int64_t>::min();
 
+  void add(const Sample& sample) {
+    if (samples_.size() == samples_.capacity()) [[unlikely]] {
+      grow();
+    }
+    samples_.push_back(sample);
+  }
+  void grow();
   void append_late(std::int64_t tick, const Counts& counts);
   void order(Patience patience);
   void merge_header();
 
   std::array<AxisCalibration, Axes> calibration_;
-  LargeArray<Sample> samples_;
+  std::vector<Sample> samples_;
   std::int64_t latest_tick_ = kBeforeAll;
   bool ascending_ = true;
   std::uint64_t late_ = 0;      ///< behind a record with a later tick

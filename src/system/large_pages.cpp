@@ -1,5 +1,5 @@
 // Only Linux gives large pages on request; elsewhere there is nothing to do.
-#include "system/large_array.h"
+#include "system/large_pages.h"
 
 #if defined(__linux__)
 #include <sys/mman.h>
