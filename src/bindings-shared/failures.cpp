@@ -49,7 +49,6 @@ const char* reason_of(OrientationProblem problem) {
     case OrientationProblem::kDifferentRates:
       return "different-rates";
     case OrientationProblem::kNone:
-    case OrientationProblem::kNoRoom:
     case OrientationProblem::kStopped:
       break;
   }

@@ -129,8 +129,6 @@ std::string reason_json(const OrientationQuality& orientation) {
       return text_json("no-gyroscope");
     case OrientationProblem::kDifferentRates:
       return text_json("different-rates");
-    case OrientationProblem::kNoRoom:
-      return text_json("no-room");
     case OrientationProblem::kStopped:
       return text_json("stopped");
     case OrientationProblem::kNone:

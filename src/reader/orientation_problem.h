@@ -10,7 +10,6 @@ enum class OrientationProblem : std::uint8_t {
   kNoAccelerometer,  ///< no series of three axes with samples
   kNoGyroscope,
   kDifferentRates,  ///< the header gives the two sensors different sampling frequencies
-  kNoRoom,          ///< an entry of another shape stands under the key
   kStopped,         ///< its watch wanted it to stop
 };
 

@@ -2,6 +2,7 @@
 #include "reader/quaternion_channel.h"
 
 #include <algorithm>
+#include <vector>
 
 #include "reader/stillness.h"
 #include "system/large_pages.h"
@@ -35,6 +36,11 @@ const kiv_DataSensor* find_input(const SensorMap& sensors, ChannelKey key) {
   return series != nullptr && series->axisCount == kAxes ? series : nullptr;
 }
 
+/// Of the two inputs, which are there.
+std::uint64_t common_length(const SensorMap& sensors) {
+  return std::min(sensors.at(kAccelKey).sampleCount, sensors.at(kGyroKey).sampleCount);
+}
+
 /// Tells a reader of `ready` that so many samples stand.
 void publish(std::atomic<std::uint64_t>* ready, std::uint64_t count) {
   if (ready != nullptr) {
@@ -66,6 +72,20 @@ OrientationProblem run_pieces(std::uint64_t samples, Watch* watch, Step step) {
   return OrientationProblem::kNone;
 }
 
+/// Component k of sample i comes to values[k * n + i], where n is the common length of the inputs. It is their stride,
+/// too, on purpose: of a longer series, the second and third axis are read from shifted positions.
+OrientationProblem track(const kiv_Config& config, const SensorMap& sensors, double* values, Watch* watch,
+                         std::atomic<std::uint64_t>* ready) {
+  const std::uint64_t n = common_length(sensors);
+  const tracker_series whole{sensors.at(kAccelKey).values.data(), sensors.at(kGyroKey).values.data(), values,
+                             static_cast<std::size_t>(n)};
+  OrientationRun run(config.accel.frequency, n);
+  return run_pieces(n, watch, [&](std::size_t count) {
+    run.fill(whole, count);
+    publish(ready, run.done());
+  });
+}
+
 }  // namespace
 
 OrientationProblem find_orientation_problem(const kiv_Config& config, const SensorMap& sensors) {
@@ -85,27 +105,26 @@ OrientationProblem prepare_orientation(const kiv_Config& config, SensorMap* sens
     return problem;
   }
   const kiv_DataSensor& accel = sensors->at(kAccelKey);
-  const std::uint64_t n = std::min(accel.sampleCount, sensors->at(kGyroKey).sampleCount);
+  const std::uint64_t n = common_length(*sensors);
   // Insertion into the map leaves its elements where they are.
   kiv_DataSensor& quaternion = sensors->try_emplace(kQuaternionKey, kComponents, n).first->second;
-  if (!quaternion.has_shape(kComponents, n)) {
-    return OrientationProblem::kNoRoom;
-  }
-  std::copy_n(accel.timestamps.begin(), n, quaternion.timestamps.begin());
+  const std::size_t room = std::min(accel.timestamps.size(), quaternion.timestamps.size());
+  std::copy_n(accel.timestamps.begin(), std::min<std::uint64_t>(quaternion.sampleCount, room),
+              quaternion.timestamps.begin());
   return OrientationProblem::kNone;
 }
 
 OrientationProblem fill_orientation(const kiv_Config& config, SensorMap* sensors, Watch* watch,
                                     std::atomic<std::uint64_t>* ready) {
   kiv_DataSensor& quaternion = sensors->at(kQuaternionKey);
-  const std::uint64_t n = quaternion.sampleCount;
-  const tracker_series whole{sensors->at(kAccelKey).values.data(), sensors->at(kGyroKey).values.data(),
-                             quaternion.values.data(), static_cast<std::size_t>(n)};
-  OrientationRun run(config.accel.frequency, n);
-  return run_pieces(n, watch, [&](std::size_t count) {
-    run.fill(whole, count);
-    publish(ready, run.done());
-  });
+  const auto n = static_cast<std::size_t>(common_length(*sensors));
+  if (quaternion.values.size() >= kComponents * n) {
+    return track(config, *sensors, quaternion.values.data(), watch, ready);
+  }
+  std::vector<double> whole(kComponents * n);
+  const OrientationProblem problem = track(config, *sensors, whole.data(), watch, ready);
+  std::copy_n(whole.begin(), quaternion.values.size(), quaternion.values.begin());
+  return problem;
 }
 
 OrientationProblem fill_narrow_orientation(std::int32_t rate_hz, const kiv_DataSensor& accel,

@@ -16,14 +16,15 @@
 namespace vortena {
 
 /// Makes the entry under kQuaternionKey that fill_orientation() fills: 4 axes, W X Y Z, as many samples as the shorter
-/// of the two inputs, and the accelerometer's time stamps. An entry that already stands there with the same shape is
-/// taken. After a problem the map is unchanged.
+/// of the two inputs, and the accelerometer's time stamps. An entry that already stands there is taken, whatever its
+/// size, and gets as many time stamps as it has samples. After a problem the map is unchanged.
 OrientationProblem prepare_orientation(const kiv_Config& config, SensorMap* sensors);
 
 /// Fills the entry that prepare_orientation() made: body to earth with z up. Samples before the tracker found its
-/// motionless start, and always the last one, are four zeros. No other entry of the map is touched. `ready`, where
-/// given, counts the samples that stand, so that another thread may use them while more are computed. kNone or
-/// kStopped.
+/// motionless start, and always the last one, are four zeros. The axes lie as many values apart as the shorter input
+/// has samples, in an entry of another size too; one that is too small for all gets the values that have a place in it.
+/// No other entry of the map is touched. `ready`, where given, counts the samples that stand, so that another thread may
+/// use them while more are computed. kNone or kStopped.
 OrientationProblem fill_orientation(const kiv_Config& config, SensorMap* sensors, Watch* watch = nullptr,
                                     std::atomic<std::uint64_t>* ready = nullptr);
 

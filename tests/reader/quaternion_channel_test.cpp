@@ -35,7 +35,7 @@ struct Input {
   }
 };
 
-TEST(QuaternionChannel, NeedsBothSensorsAtOneRateAndAnEntryOfItsShape) {
+TEST(QuaternionChannel, NeedsBothSensorsAtOneRate) {
   void (*const faults[])(Input&) = {
       [](Input& i) { i.sensors.erase(kAccelKey); },
       [](Input& i) { i.sensors.erase(kGyroKey); },
@@ -43,7 +43,6 @@ TEST(QuaternionChannel, NeedsBothSensorsAtOneRateAndAnEntryOfItsShape) {
       [](Input& i) { i.at(kAccelKey).axisCount = 2; },
       [](Input& i) { i.at(kGyroKey) = kiv_DataSensor(4, 9); },
       [](Input& i) { i.at(kGyroKey) = kiv_DataSensor(3, 0); },
-      [](Input& i) { i.sensors.try_emplace(kQuaternionKey, 4, 8); },
   };
   for (const auto& fault : faults) {
     Input input(9, 9);
@@ -79,6 +78,25 @@ TEST(QuaternionChannel, IsZeroBeforeTheStartAndInTheLastSample) {
       EXPECT_EQ(input.quaternions()[i], i >= 4 && i + 1 < n ? 1 : 0) << i;
     }
     EXPECT_EQ(input.at(kQuaternionKey).timestamps, input.at(kAccelKey).timestamps);
+  }
+}
+
+TEST(QuaternionChannel, FillsAnEntryOfAnotherSizeAsFarAsItHasRoom) {
+  const std::vector<double> expected = Input(9, 9, 1, 0, 0.1).quaternions();
+  for (const auto& [axes, samples] : {std::pair{4U, 8U}, {4U, 12U}, {1U, 5U}, {5U, 9U}, {4U, 0U}}) {
+    Input input(9, 9, 1, 0, 0.1);
+    kiv_DataSensor& entry = input.sensors.try_emplace(kQuaternionKey, axes, samples).first->second;
+    std::ranges::fill(entry.values, 7);
+    std::ranges::fill(entry.timestamps, 7);
+    const auto& values = input.quaternions();
+    ASSERT_EQ(values.size(), axes * samples);
+    const std::vector<double>& times = input.at(kAccelKey).timestamps;
+    for (std::size_t i = 0; i < values.size(); ++i) {
+      EXPECT_EQ(values[i], i < expected.size() ? expected[i] : 7) << i;
+    }
+    for (std::size_t i = 0; i < samples; ++i) {
+      EXPECT_EQ(entry.timestamps[i], i < times.size() ? times[i] : 7) << i;
+    }
   }
 }
 

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "reader/decoding/byte_order.h"
+#include "reader/decoding/data_packages.h"
 #include "reader/decoding/header_frames.h"
 #include "simulator/recording_builder.h"
 #include "tests/support/scratch_folder.h"
@@ -129,6 +130,34 @@ TEST(DataPackages, HeaderBlockCountsAsDataAndAReadErrorKeepsWhatPrecedesIt) {
   for (const std::size_t readable : {7U, 550U}) {
     EXPECT_EQ(decode(blocks, readable).at(kAccelKey).sampleCount, readable);
   }
+}
+
+TEST(DataPackages, AnEntryThatStandsThereIsFilledAsFarAsItHasRoom) {
+  kiv_Config config;
+  config.frequency = 10;
+  const auto transfer = [&](kiv_DataSensor entry) {
+    SampleSeries<3> series;
+    for (std::int16_t i = 0; i < 4; ++i) {
+      series.append(10 * i, {i, static_cast<std::int16_t>(10 + i), static_cast<std::int16_t>(20 + i)});
+    }
+    std::ranges::fill(entry.values, 7);
+    std::ranges::fill(entry.timestamps, 7);
+    SensorMap sensors{{kMagKey, entry}};
+    _transfertData(&sensors, config, kMagKey, &series);
+    EXPECT_EQ(series.size(), 0U);
+    return sensors.at(kMagKey);
+  };
+  EXPECT_THAT(transfer({3, 2}).values, ElementsAre(0, 1, 10, 11, 20, 21));
+  EXPECT_THAT(transfer({3, 2}).timestamps, ElementsAre(0, 1));
+  EXPECT_THAT(transfer({3, 5}).values, ElementsAre(0, 1, 2, 3, 7, 10, 11, 12, 13, 7, 20, 21, 22, 23, 7));
+  EXPECT_THAT(transfer({3, 5}).timestamps, ElementsAre(0, 1, 2, 3, 7));
+  EXPECT_THAT(transfer({1, 4}).values, ElementsAre(0, 1, 2, 3));
+  EXPECT_THAT(transfer({4, 1}).values, ElementsAre(0, 10, 20, 7));
+  EXPECT_THAT(transfer({3, 0}).values, ElementsAre());
+  kiv_DataSensor smaller(3, 4);
+  smaller.values.resize(5);
+  smaller.timestamps.resize(1);
+  EXPECT_THAT(transfer(smaller).values, ElementsAre(0, 1, 2, 3, 10));
 }
 
 TEST(DataPackages, TimeBaseOfZeroGivesInfiniteTimes) {

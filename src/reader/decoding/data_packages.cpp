@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
+#include <span>
 
 #include "reader/decoding/byte_order.h"
 #include "reader/decoding/recording_format.h"
@@ -61,9 +62,48 @@ bool is_at_full_scale(const std::array<std::int32_t, Axes>& /*counts*/) {
   return false;
 }
 
+template <std::size_t Axes>
+using Samples = std::vector<typename SampleSeries<Axes>::Sample>;
+
 /// Memory that was erased, or never written, holds one byte throughout.
 bool is_blank(const std::uint8_t* bytes, std::size_t size) {
   return std::memcmp(bytes, bytes + 1, size - 1) == 0;
+}
+
+/// Fills a series that has as many axes and samples. Returns how many samples are at full scale.
+template <std::size_t Axes>
+std::uint64_t fill(kiv_DataSensor* sensor, const SampleSeries<Axes>& series, const Samples<Axes>& samples,
+                   double ticks_per_second, Patience& patience) {
+  std::uint64_t at_full_scale = 0;
+  for (std::size_t i = 0; i < samples.size(); ++i) {
+    patience.step();
+    sensor->timestamps[i] = static_cast<double>(samples[i].tick) / ticks_per_second;
+    at_full_scale += is_at_full_scale(samples[i].counts) ? 1U : 0U;
+    for (std::size_t axis = 0; axis < Axes; ++axis) {
+      sensor->values[axis * samples.size() + i] = series.calibration()[axis].apply(samples[i].counts[axis]);
+    }
+  }
+  return at_full_scale;
+}
+
+/// Fills a series of any size with what has a place in it. Its vectors may be smaller than its counts say.
+template <std::size_t Axes>
+std::uint64_t fill_partly(kiv_DataSensor* sensor, const SampleSeries<Axes>& series, const Samples<Axes>& samples,
+                          double ticks_per_second) {
+  const auto sample_count = static_cast<std::size_t>(sensor->sampleCount);
+  const auto end_within = [&](std::size_t room) {
+    return samples.begin() + static_cast<std::ptrdiff_t>(std::min({samples.size(), sample_count, room}));
+  };
+  std::transform(samples.begin(), end_within(sensor->timestamps.size()), sensor->timestamps.begin(),
+                 [&](const auto& sample) { return static_cast<double>(sample.tick) / ticks_per_second; });
+  std::span<double> values(sensor->values);
+  for (std::size_t axis = 0; axis < std::min<std::uint64_t>(Axes, sensor->axisCount); ++axis) {
+    std::transform(samples.begin(), end_within(values.size()), values.begin(),
+                   [&](const auto& sample) { return series.calibration()[axis].apply(sample.counts[axis]); });
+    values = values.subspan(std::min(values.size(), sample_count));
+  }
+  return static_cast<std::uint64_t>(std::count_if(samples.begin(), samples.end(),
+                                                  [](const auto& sample) { return is_at_full_scale(sample.counts); }));
 }
 
 }  // namespace
@@ -213,20 +253,12 @@ std::map<ChannelKey, ChannelCounts> PackageDecoder::transfer(const kiv_Config& c
 template <std::size_t Axes>
 std::uint64_t _transfertData(SensorMap* sensors, const kiv_Config& config, int key, SampleSeries<Axes>* series,
                              Patience patience) {
-  std::uint64_t at_full_scale = 0;
   const auto& samples = series->ordered_samples(patience);
   kiv_DataSensor& sensor = sensors->try_emplace(key, Axes, samples.size()).first->second;
-  if (sensor.has_shape(Axes, samples.size())) {
-    const double ticks_per_second = config.frequency;
-    for (std::size_t i = 0; i < samples.size(); ++i) {
-      patience.step();
-      sensor.timestamps[i] = static_cast<double>(samples[i].tick) / ticks_per_second;
-      at_full_scale += is_at_full_scale(samples[i].counts) ? 1U : 0U;
-      for (std::size_t axis = 0; axis < Axes; ++axis) {
-        sensor.values[axis * samples.size() + i] = series->calibration()[axis].apply(samples[i].counts[axis]);
-      }
-    }
-  }
+  const double ticks_per_second = config.frequency;
+  const std::uint64_t at_full_scale = sensor.has_shape(Axes, samples.size())
+                                          ? fill(&sensor, *series, samples, ticks_per_second, patience)
+                                          : fill_partly(&sensor, *series, samples, ticks_per_second);
   series->clear();
   return at_full_scale;
 }

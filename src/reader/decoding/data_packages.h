@@ -74,9 +74,9 @@ class PackageDecoder {
 };
 
 /// Moves an accumulator of one, two or three values per sample into the map under `key` and empties it. Time
-/// stamps are ticks over `config.frequency`, whatever that is. An entry that already stands under the key is
-/// filled in place when it has the same axis and sample counts; an entry of another shape stays as it is.
-/// Throws Stopped when `patience` ends.
+/// stamps are ticks over `config.frequency`, whatever that is. An entry that already stands under the key is filled in
+/// place. It keeps its counts: one that is too small gets the first samples and axes, and in one that is larger the
+/// rest stays as it is. Returns how many samples are at full scale. Throws Stopped when `patience` ends.
 template <std::size_t Axes>
 std::uint64_t _transfertData(SensorMap* sensors, const kiv_Config& config, int key, SampleSeries<Axes>* series,
                              Patience patience = Patience(nullptr));
