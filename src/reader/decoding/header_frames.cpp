@@ -264,16 +264,29 @@ void walk_frames(kiv_Config* config, const PaddedBlock& block, std::size_t posit
   }
 }
 
+/// One right magic byte is enough on purpose: a frame with a single damaged magic byte still decodes.
+bool opens_like_frame(const std::uint8_t* bytes) {
+  return bytes[0] == kMagic0 || bytes[1] == kMagic1;
+}
+
 }  // namespace
 
 int _readHeaderFrame(kiv_Config* config, bool* known, FrameBytes frame) {
-  // One right magic byte is enough on purpose: a frame with a single damaged magic byte still decodes.
-  if (frame[0] != kMagic0 && frame[1] != kMagic1) {
+  if (!opens_like_frame(frame.data())) {
     return -1;
   }
   const Payload payload(frame);
   *known = store_frame(*config, frame[kFrameFamilyOffset], frame[kFrameIdOffset], payload) && *known;
   return payload.length() + static_cast<int>(kFrameOverhead);
+}
+
+int _readHeaderFrame(kiv_Config* config, bool* known, const std::uint8_t* frame) {
+  if (!opens_like_frame(frame)) {
+    return -1;
+  }
+  std::array<std::uint8_t, kMaxFrameSize> padded{};
+  std::copy_n(frame, kFrameOverhead + frame[kFrameLengthOffset], padded.begin());
+  return _readHeaderFrame(config, known, FrameBytes(padded));
 }
 
 bool _readConfig(kiv_Config* config, BlockBytes block) {
@@ -285,6 +298,10 @@ bool _readConfig(kiv_Config* config, BlockBytes block) {
   std::copy(block.begin(), block.end(), padded.begin());
   walk_frames(config, padded, *start);
   return true;
+}
+
+bool _readConfig(kiv_Config* config, const std::uint8_t* block) {
+  return _readConfig(config, BlockBytes(block, kBlockSize));
 }
 
 }  // namespace vortena

@@ -19,9 +19,16 @@ using BlockBytes = std::span<const std::uint8_t, kBlockSize>;
 /// sets `headerError` and stores nothing.
 int _readHeaderFrame(kiv_Config* config, bool* known, FrameBytes frame);
 
+/// The same of a frame that ends where its length says: no byte behind its trailer is read, and of what does not open
+/// like a frame only the first two.
+int _readHeaderFrame(kiv_Config* config, bool* known, const std::uint8_t* frame);
+
 /// Decodes the header in a block into a freshly constructed `config`. Frames may claim to run over the block;
 /// what lies beyond it reads as zero. Returns false when the block holds no frame opening at positions 0 to
 /// 507.
 bool _readConfig(kiv_Config* config, BlockBytes block);
+
+/// The same of kBlockSize bytes from `block` on.
+bool _readConfig(kiv_Config* config, const std::uint8_t* block);
 
 }  // namespace vortena

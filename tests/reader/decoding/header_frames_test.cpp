@@ -177,5 +177,22 @@ TEST(HeaderFrames, StartIsSoughtUpToPosition507AndWhatRunsOverTheBlockIsZero) {
   EXPECT_EQ(last_byte_opens.size(), 11 + kFrameOverhead);
 }
 
+TEST(HeaderFrames, DecodeFromPlainMemoryThatEndsWithThem) {
+  for (const int length : {0, 8, 255}) {
+    const Bytes frame = join({{kMagic0, kMagic1, 3, 9}, be(length, 1), counting(length), {0x55, 0x66}});
+    kiv_Config config;
+    bool known = true;
+    EXPECT_EQ(_readHeaderFrame(&config, &known, std::vector(frame).data()), length + 7);
+    EXPECT_EQ(known && config.headerError, length < 8);
+    EXPECT_EQ(config.radioParam2, length == 0 ? 0U : length == 8 ? 0x06070855U : 0x06070809U);
+  }
+  kiv_Config config;
+  bool known = true;
+  EXPECT_EQ(_readHeaderFrame(&config, &known, Bytes{kMagic1, kMagic0}.data()), -1);
+  const BlockArray cut = header(505).time_base(0x0102).bytes();
+  EXPECT_TRUE(_readConfig(&config, Bytes(cut.begin(), cut.end()).data()));
+  EXPECT_EQ(config.frequency, 0x0102);
+}
+
 }  // namespace
 }  // namespace vortena::testing
