@@ -1,17 +1,17 @@
 /**
  * Reader of the recordings of Vortena inertial measurement units.
  *
- * Every method is synchronous: it blocks the calling thread until files are read and written. `vortena-reader/promises`
- * does not, tells reasons and gives the samples themselves. Worker threads may call the methods at the same time; nothing
- * is shared between calls. Paths are UTF-8 and end at their first zero character;
- * halves of surrogate pairs become U+FFFD from Node.js 24 on, and bytes that are no UTF-8 before.
+ * Every method is synchronous: it blocks the calling thread until files are read and written. The functions of
+ * `vortena-reader/promises` do not block, give reasons for failures, and give the samples themselves. Worker threads may call
+ * the methods at the same time; calls share nothing. Paths are UTF-8 and end at their first zero character. Halves of
+ * surrogate pairs become U+FFFD from Node.js 24 on, and invalid UTF-8 before.
  *
  * Argument errors throw a `TypeError` with the message "Wrong number of arguments" or "Wrong arguments". Failures of
- * reading or writing are ordinary result texts, listed with each method. Where the module itself finds no memory, it
- * throws an `Error`; what the JavaScript engine does when its own heap is full is beyond it.
+ * reading or writing are ordinary result texts, listed with each method. If the module itself gets no memory, it throws an
+ * `Error`. It cannot help when the heap of the JavaScript engine is full.
  *
- * Loading throws an `Error` whose `code` is `ERR_ADDON_NOT_BUILT` when the compiled module is missing or does not load; its
- * message names the cause and the command that mends it (docs/installing.md).
+ * Loading throws an `Error` whose `code` is `ERR_ADDON_NOT_BUILT` when none of the package's binaries loads; its message
+ * names the cause for each and the command that mends it (docs/installing.md).
  */
 
 /** What {@link read} answers with, after `JSON.parse`, when the CSV file could be created. */
@@ -86,9 +86,9 @@ export interface Configuration {
  * accelerometer, barometer, events and orientation. The three-axis raw channel and the 32-bit time channel are not in it,
  * and the one-byte channel only where there are no events.
  *
- * A recording that cannot be read still gives a CSV (of headers only) and a summary of defaults; check the third line
- * of the CSV, "Total data points: N", for what was found. Write errors after the CSV was created, a full disk for
- * instance, are not reported: a complete file has N rows after its seven header lines.
+ * A recording that cannot be read still gives a CSV with headers only, and a summary of defaults. The third line of the
+ * CSV, "Total data points: N", has the number of rows. Write errors after the CSV was created, such as a full disk, are not
+ * reported: a complete file has N rows after its seven header lines.
  *
  * @param path the recording file.
  * @param csvPath the CSV file to create or overwrite; its folder must exist.
@@ -103,9 +103,9 @@ export function read(path: string, csvPath: string): string;
  * extension, ".csv". Two recordings of the same name overwrite each other's CSV.
  *
  * Row i of every CSV is the same instant, to within half a sample, if the recordings overlap, have one time base and one
- * set of sampling frequencies, and lost no samples. The answer does not tell: after half a second of lost samples a
- * recording's rows are half a second apart from the others', and recordings that do not overlap give a row or so, with
- * "OK". Events are not in these files; the Event column holds the one-byte channel, which keeps its own clock.
+ * set of sampling frequencies, and lost no samples. "OK" does not mean aligned: after a dropout of 0.5 s in one recording,
+ * its later rows are 0.5 s apart from the others', and recordings that do not overlap give about one row each. Events are
+ * not in these files; the Event column holds the one-byte channel, which keeps its own clock.
  *
  * The reason for a failed synchronisation is printed on standard error; docs/synchronisation.md lists the messages.
  *
@@ -115,14 +115,14 @@ export function read(path: string, csvPath: string): string;
  *   gyroscope samples, or different sampling frequencies); "-11" the synchronisation failed; "-12" a CSV file could not
  *   be created. Only after "OK" and "-12" may CSV files have been written.
  * @throws TypeError when the arguments are too few, or not an array of primitive strings and a primitive string.
- * @throws Error when the list would hold more than 256 MiB before anything is read: some 300,000 recordings.
+ * @throws Error when the list would take more than 256 MiB before anything is read: some 300,000 recordings.
  */
 export function readAndSync2(paths: readonly string[], outputFolder: string): 'OK' | '-10' | '-11' | '-12' | '-13';
 
 /**
  * Reads the configuration header of a recording.
  *
- * @param path the recording file; its first 512 bytes suffice.
+ * @param path the recording file; its first 512 bytes are enough.
  * @returns JSON text of a {@link Configuration}, or the empty string when the file cannot be read or has no header.
  * @throws TypeError when the argument is missing or not a primitive string.
  */
@@ -148,7 +148,7 @@ export function writeConfig(path: string, config: string): 'OK' | 'ERROR';
 /**
  * Reads the device identifier of a recording.
  *
- * @param path the recording file; its first 512 bytes suffice.
+ * @param path the recording file; its first 512 bytes are enough.
  * @returns JSON text `{"deviceId":N}` with N a signed 32-bit number, -1 when the header names no device; or the empty
  *   string when the file cannot be read or has no header.
  * @throws TypeError when the argument is missing or not a primitive string.

@@ -4,7 +4,7 @@
  *
  * Each call is a job on a thread of its own. At most `os.availableParallelism()` jobs run at a time in a thread of
  * JavaScript; the others wait in order. A promise rejects with a {@link VortenaError}, with the `reason` of the signal
- * that aborted it, with what its own `onProgress` threw, or with a `TypeError` for wrong arguments, which touches no
+ * that aborted it, with the exception of its own `onProgress`, or with a `TypeError` for wrong arguments, which touches no
  * file. docs/promises.md has an example of each function and a table of the errors.
  *
  * Paths are strings, taken as UTF-8, or `file:` URLs.
@@ -38,25 +38,25 @@ export interface OutputOptions {
 
 export interface ReplacingOptions {
   /**
-   * Whether files that stand at the paths of outputs may be replaced; recordings never are. False rejects with
-   * `ERR_OUTPUT_EXISTS` when one stands there at the beginning or at the end. Default true. Where nothing stood at the
-   * beginning, nothing is replaced at the end in any case.
+   * Whether existing files at the paths of outputs may be replaced; recordings never are. False rejects with
+   * `ERR_OUTPUT_EXISTS` when a file exists at the beginning or at the end. Default true. A file that did not exist at the
+   * beginning is never replaced at the end.
    */
   overwrite?: boolean | undefined;
 }
 
 export interface DamageOptions {
   /**
-   * When the system cannot read all of the recording, convert what comes before the first unreadable block, which the
-   * report names, instead of rejecting with `ERR_UNREADABLE`. For dying media. Default false.
+   * When the system cannot read all of the recording, convert the blocks before the first unreadable one instead of
+   * rejecting with `ERR_UNREADABLE`. The report names that block. For failing media. Default false.
    */
   keepReadable?: boolean | undefined;
 }
 
 export interface ThreadOptions {
   /**
-   * Whether the CSV may follow the filter on a second thread while fewer jobs run than there are processors. Default true;
-   * false for those who run jobs in several processes, which do not know of each other.
+   * Whether a second thread may write the CSV while the filter runs, as long as there are fewer jobs than processors.
+   * Default true. Set it to false if you run jobs in several processes, which do not know of each other.
    */
   secondThread?: boolean | undefined;
 }
