@@ -499,8 +499,13 @@ export interface Bins {
 }
 
 export interface ChannelLevels {
-  /** 1 accel, 2 gyro, 3 baro, 5 mag, 6 radioByte, 7 radioTime, 10 quaternion, 11 event. */
+  /** The channel's number in the C++ libraries. */
   key: number;
+  name: ChannelName;
+  /** Of the samples: one for all axes, or one for each by its name. */
+  unit: string | { [axis: string]: string };
+  /** Names, in the order of `kept.axes`. */
+  axes: string[];
   samples: number;
   /** Start and end of each gap, s, one after another; of more than 5,000 the longest. */
   gaps: Float64Array;
@@ -523,6 +528,8 @@ export interface ChannelLevels {
 export interface UnitLevels {
   config: Omit<RecordingConfig, 'unknownFrames' | 'start' | 'startNote'>;
   report: QualityReport;
+  /** Of the channels in the report, in words. */
+  titles: { [channel in ChannelName]?: string };
   /** Of the first and the last sample, s. */
   start: number;
   end: number;

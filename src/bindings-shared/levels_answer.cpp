@@ -5,6 +5,7 @@
 #include <string_view>
 #include <utility>
 
+#include "bindings-shared/channel_json.h"
 #include "quality/quality_report_json.h"
 #include "reader/texts/configuration_json.h"
 #include "reader/texts/json_object.h"
@@ -56,6 +57,7 @@ void take_samples(SensorMap* sensors, ChannelKey key, JsonObject* json, Memories
 std::string take_channel(UnitLevels* unit, ChannelKey key, ChannelLevels* channel, Memories* memories) {
   JsonObject json;
   json.number("key", static_cast<int>(key));
+  add_description(channel_of(key), &json);
   json.number("samples", channel->samples);
   json.number("gapCount", channel->gap_count);
   json.member("scales", scales_json(channel->levels.scales));
@@ -67,6 +69,15 @@ std::string take_channel(UnitLevels* unit, ChannelKey key, ChannelLevels* channe
   return json.close();
 }
 
+std::string titles_json(const QualityReport& report) {
+  JsonObject titles;
+  for (const ChannelQuality& quality : report.channels) {
+    const Channel& channel = channel_of(quality.key);
+    titles.text(channel.name, channel.title);
+  }
+  return titles.close();
+}
+
 std::string take_unit(UnitLevels* unit, Memories* memories) {
   JsonArray channels;
   for (auto& [key, channel] : unit->channels) {
@@ -75,6 +86,7 @@ std::string take_unit(UnitLevels* unit, Memories* memories) {
   JsonObject json;
   json.member("config", configuration_json(unit->config));
   json.member("report", quality_report_json(unit->report));
+  json.member("titles", titles_json(unit->report));
   json.number("start", unit->start);
   json.number("end", unit->end);
   json.number("shift", unit->shift);

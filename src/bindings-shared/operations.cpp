@@ -15,6 +15,7 @@
 
 #include "bindings-shared/answer.h"
 #include "bindings-shared/arguments.h"
+#include "bindings-shared/channel_json.h"
 #include "bindings-shared/failures.h"
 #include "bindings-shared/levels_answer.h"
 #include "bindings-shared/smoothing_answer.h"
@@ -46,6 +47,17 @@ GyroscopeOffset take_offset(Arguments& arguments) {
 
 OrientationMethod take_method(Arguments& arguments) {
   return arguments.text() == "smoothed" ? OrientationMethod::kSmoothed : OrientationMethod::kFilter;
+}
+
+/// By name, as one bit for each key.
+std::uint32_t take_channels(Arguments& arguments) {
+  std::uint32_t channels = 0;
+  for (const std::string& name : arguments.texts()) {
+    if (const Channel* const channel = find_channel(name)) {
+      channels |= 1U << static_cast<unsigned>(channel->key);
+    }
+  }
+  return channels;
 }
 
 Existing take_existing(Arguments& arguments) {
@@ -94,12 +106,14 @@ std::string take_channels(SampleSet& set, std::vector<std::unique_ptr<Memory>>* 
     const auto place_of_values = [&](auto& values) {
       return place_of(std::make_shared<std::remove_reference_t<decltype(values)>>(std::move(values)), memory);
     };
-    JsonObject channel;
-    channel.number("key", key);
-    channel.number("samples", samples.sample_count);
-    channel.number("values", std::visit(place_of_values, samples.values));
-    channel.number("times", place_of(samples.timestamps, memory));
-    list.element(channel.close());
+    const Channel& channel = channel_of(static_cast<ChannelKey>(key));
+    JsonObject json;
+    add_description(channel, &json);
+    json.number("rate", channel.settings.frequency(set.config));
+    json.number("samples", samples.sample_count);
+    json.number("values", std::visit(place_of_values, samples.values));
+    json.number("times", place_of(samples.timestamps, memory));
+    list.element(json.close());
   }
   return list.close();
 }
@@ -121,6 +135,14 @@ std::string numbers_json(const std::vector<double>& numbers) {
   JsonArray list;
   for (const double number : numbers) {
     list.element(number_json(number));
+  }
+  return list.close();
+}
+
+std::string names_json(const std::vector<ChannelKey>& keys) {
+  JsonArray list;
+  for (const ChannelKey key : keys) {
+    list.element(text_json(channel_of(key).name));
   }
   return list.close();
 }
@@ -163,7 +185,7 @@ Answer answer_of(const SetConversion& set) {
   json.text("source", source_name(set.synchronisation.source));
   json.number("start", set.synchronisation.start);
   json.number("duration", set.synchronisation.duration);
-  json.member("keys", numbers_json({set.synchronisation.keys.begin(), set.synchronisation.keys.end()}));
+  json.member("channels", names_json(set.synchronisation.keys));
   json.member("units", units.close());
   answer.json = json.close();
   return answer;
@@ -189,7 +211,7 @@ Work convert(Arguments& arguments) {
 Work read_samples(Arguments& arguments) {
   const std::string path = arguments.text();
   SampleOptions options;
-  options.channels = static_cast<std::uint32_t>(arguments.number());
+  options.channels = take_channels(arguments);
   options.orientation = arguments.truth();
   options.orientation_required = arguments.truth();
   options.single_precision = arguments.truth();

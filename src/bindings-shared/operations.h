@@ -19,13 +19,14 @@ struct Operation {
 /// report}.
 ///
 /// readSamples(path, channels, orientation, orientationRequired, singlePrecision, method, offset): answers {config,
-/// report, channels} with each of the channels as {key, samples, values, times}, the last two being places among the
-/// arrays. `channels` has bit k set for the channel of key k.
+/// report, channels, smoothing} with each of the channels as {name, unit, axes, rate, samples, values, times}, the last
+/// two being places among the arrays. The argument `channels` is a list of names. For smoothing see smoothing_answer.h.
 ///
 /// inspect(path): answers the report.
 ///
-/// synchronise(paths, folder, fsync, overwrite, method, offsets): answers {source, start, duration, keys, units}, a
-/// unit being {output, rows, bytes, shifts, summary, report}. `offsets` is empty or has four elements for each path.
+/// synchronise(paths, folder, fsync, overwrite, method, offsets): answers {source, start, duration, channels, units},
+/// channels being names and a unit {output, rows, bytes, shifts, summary, report}. `offsets` is empty or has four
+/// elements for each path.
 ///
 /// levels(paths, synchronised, mostBins, mostSamples, method, offset): answers what levels_answer.h describes.
 ///

@@ -1,8 +1,6 @@
 // Levels as typed arrays over the buffers that the native entry hands out.
 'use strict';
 
-const AXES = { 1: 3, 2: 3, 3: 2, 5: 3, 6: 1, 7: 1, 10: 4, 11: 1 };
-
 /** Buffers come in the order of the channels: codes, gaps, and, of those that are kept, values and time stamps. */
 function levelObjects({ units, ...result }, buffers) {
   const next = () => buffers.shift();
@@ -14,10 +12,9 @@ function levelObjects({ units, ...result }, buffers) {
   return { ...result, units: units.map((unit) => ({ ...unit, channels: unit.channels.map(channelObject) })) };
 }
 
-function samplesOf({ key, samples }, values, time) {
+function samplesOf({ axes, samples }, values, time) {
   const all = new Float64Array(values);
-  const axes = Array.from({ length: AXES[key] }, (_, k) => all.subarray(k * samples, (k + 1) * samples));
-  return { time: new Float64Array(time), axes };
+  return { time: new Float64Array(time), axes: axes.map((_, k) => all.subarray(k * samples, (k + 1) * samples)) };
 }
 
 module.exports = { levelObjects };

@@ -2,7 +2,7 @@
 'use strict';
 
 const args = require('./arguments.js');
-const { arrayIn, channelBits, channelNames, channelObjects } = require('./channels.js');
+const { arrayIn, channelObjects, wantedChannels } = require('./channels.js');
 const { configurationObject } = require('./configuration.js');
 const { levelObjects } = require('./levels.js');
 
@@ -35,17 +35,17 @@ function smoothingObject(smoothing, buffers) {
 function samplesRequest(options) {
   const { channels, precision = 'float64' } = options;
   args.check(['float64', 'float32'].includes(precision), "options.precision is neither 'float64' nor 'float32'");
-  const { bits, hasQuaternion } = channelBits(channels);
+  const names = wantedChannels(channels);
   const isMethod = typeof options.orientation === 'string';
-  const orientation = isMethod || args.flag(options, 'orientation', hasQuaternion);
+  const orientation = isMethod || args.flag(options, 'orientation', names.includes('quaternion'));
   const method = args.orientationMethod(isMethod ? options : { ...options, orientation: undefined });
   const required = isMethod || options.orientation === true || (orientation && channels !== undefined);
   const formatter = args.formatter(options);
   return {
-    values: [bits, orientation, required, precision === 'float32', method, ...args.gyroscopeOffset(options)],
+    values: [names, orientation, required, precision === 'float32', method, ...args.gyroscopeOffset(options)],
     answer({ result, buffers }) {
       const config = configurationObject(result.config, formatter);
-      const channels = channelObjects(result.channels, buffers, config, precision);
+      const channels = channelObjects(result.channels, buffers, precision);
       return { config, channels, report: result.report, smoothing: smoothingObject(result.smoothing, buffers) };
     },
   };
@@ -63,13 +63,12 @@ function levelsRequest(options) {
 }
 
 /** `paths` are the names of the recordings for the units. */
-function setAnswer({ source, start, duration, keys, units: list }, paths) {
-  const names = channelNames(keys);
+function setAnswer({ source, start, duration, channels, units: list }, paths) {
   const units = list.map(({ shifts, ...unit }, i) => ({
     path: paths[i],
     ...unit,
     shift: shifts[0],
-    shifts: Object.fromEntries(names.map((name, k) => [name, shifts[k]])),
+    shifts: Object.fromEntries(channels.map((name, k) => [name, shifts[k]])),
   }));
   return { outputs: units.map(({ output }) => output), clock: { source, start, duration }, units };
 }

@@ -13,9 +13,8 @@ const MOST_BYTES = 8_000_000;
 const MOST_BINS = 200_000;
 const MOST_SAMPLES_IN_PAGE = 1_500_000; // of all channels; more never fit
 const MOST_COARSE_BINS = 8192;
-const SENSORS = { 1: 'accel', 2: 'gyro' };
 const COUNTS = 2 ** 15;
-const BARO_QUANTA = [1 / 4096, 0.01]; // mbar, degrees
+const QUANTA = { baro: [1 / 4096, 0.01], mag: [1, 1, 1] }; // mbar, degrees; counts
 const ATTITUDE_ROWS = 4;
 const POLICY =
   "default-src 'none'; script-src 'unsafe-inline'; style-src 'unsafe-inline'; img-src data: blob:; connect-src 'self'";
@@ -25,12 +24,11 @@ const deflate = (parts) =>
   zlib.deflateRawSync(Buffer.concat(parts.map((part) => Buffer.from(part.buffer, part.byteOffset, part.byteLength))));
 
 /** What one count of the sensor means, for each axis; 0 where that is not known. */
-function quantaOf(key, config) {
-  const sensor = config[SENSORS[key]];
-  if (sensor) {
-    return ['gainX', 'gainY', 'gainZ'].map((gain) => Math.abs(sensor.range / COUNTS / sensor[gain]));
-  }
-  return key === 3 ? BARO_QUANTA : key === 5 ? [1, 1, 1] : [0, 0, 0, 0];
+function quantaOf({ name, axes }, config) {
+  const sensor = config[name];
+  return sensor?.gainX === undefined
+    ? (QUANTA[name] ?? axes.map(() => 0))
+    : ['gainX', 'gainY', 'gainZ'].map((gain) => Math.abs(sensor.range / COUNTS / sensor[gain]));
 }
 
 /** Each level but the first `dropped`; only every second below: the page draws at most twice the columns it needs. */
@@ -92,7 +90,7 @@ function fitSamples(units, room) {
   let bytes = 0;
   for (const { channels, config } of units) {
     for (const channel of channels.filter(isCurve)) {
-      const { samples, parts } = channel.kept ? packSamples(channel.kept, quantaOf(channel.key, config), config.frequency) : {};
+      const { samples, parts } = channel.kept ? packSamples(channel.kept, quantaOf(channel, config), config.frequency) : {};
       packed.set(channel, samples && { samples, data: deflate(parts) });
       bytes += samples ? base64Length(packed.get(channel).data) : Infinity;
     }

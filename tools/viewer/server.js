@@ -37,7 +37,7 @@ function answerSamples(units, query, response) {
     return refuse(response, 404);
   }
   const { config } = units[unit];
-  const { samples, parts } = packSamples(cut(channel.kept, from, to), quantaOf(key, config), config.frequency);
+  const { samples, parts } = packSamples(cut(channel.kept, from, to), quantaOf(channel, config), config.frequency);
   response.writeHead(200, { ...HEADERS, 'content-type': 'application/octet-stream', 'x-samples': JSON.stringify(samples) });
   return response.end(Buffer.concat(parts.map((part) => Buffer.from(part.buffer, part.byteOffset, part.byteLength))));
 }

@@ -14,21 +14,13 @@ const { FOLDER_OWNER_ONLY, makeFolder, publishFolder, requireFolderPlace, syncTo
 const ROWS_OF_GROUP = 200_000;
 const DESCRIPTION = 'recording.json';
 
-const TABLES = {
-  accel: 'accel',
-  gyro: 'gyro',
-  quaternion: 'quaternion',
-  baro: 'baro',
-  event: 'event',
-  mag: 'mag',
-  radioByte: 'radio_byte',
-  radioTime: 'radio_time',
-};
-
 /** All tools that read Parquet read both; zlib has zstd from Node.js 22.15 on. */
 const compression = zlib.zstdCompressSync
   ? { codec: 'ZSTD', compressors: { ZSTD: (bytes) => zlib.zstdCompressSync(bytes) } }
   : { codec: 'SNAPPY' };
+
+/** "radioByte" as "radio_byte.parquet". */
+const fileOf = (name) => `${name.replace(/[A-Z]/g, (letter) => `_${letter.toLowerCase()}`)}.parquet`;
 
 const isArray = ([, values]) => ArrayBuffer.isView(values);
 
@@ -52,7 +44,7 @@ function tableOf([name, channel]) {
   const { rate, unit, ...arrays } = name === 'quaternion' ? oriented(channel) : channel;
   const { time, ...axes } = Object.fromEntries(Object.entries(arrays).filter(isArray));
   const columns = Object.entries({ time, ...axes });
-  return { name, file: `${TABLES[name]}.parquet`, rows: time.length, rate, units: unitsOf(columns, unit), columns };
+  return { name, file: fileOf(name), rows: time.length, rate, units: unitsOf(columns, unit), columns };
 }
 
 /** Of the unit's own clock; no time zone is known. */

@@ -2,15 +2,14 @@
 'use strict';
 
 const { Box } = require('./box.js');
+const { byRank, chartsOf } = require('./channels.js');
 const { Chart, element } = require('./chart.js');
 const { savePicture } = require('./picture.js');
 const { VERDICTS, channelRows, placesOf, unitRows } = require('./quality.js');
-const { ORDER } = require('./recording.js');
 const { unpackSamples } = require('./packing.js');
 const { clockText, numberText, timeText } = require('./scales.js');
 const { durationText } = require('./wording.js');
 
-const COLOURS = ['--curve-x', '--curve-y', '--curve-z', '--curve-norm'];
 const MOVE_SHARE = 0.2;
 const ZOOM_FACTOR = 0.5;
 const FEWEST_SECONDS = 0.01;
@@ -21,27 +20,6 @@ const FETCH_MS = 120;
 const HINT_MS = 1500;
 
 const byId = (id) => document.getElementById(id);
-
-function chartDescriptions(unit, several) {
-  const prefix = several ? `${unit.name} · ` : '';
-  return unit.channels.flatMap((channel) => {
-    const common = { channel, gaps: channel.gaps, events: unit.events };
-    if (channel.key === 3) {
-      return [
-        ['Pressure', 'mbar', '--curve-z'],
-        ['Temperature', '°C', '--curve-x'],
-      ].map(([title, unitText, colour], index) => ({
-        ...common,
-        title: prefix + title,
-        unit: unitText,
-        decimals: 2,
-        curves: [{ index, name: title.toLowerCase(), colour, shown: true, alpha: 1 }],
-      }));
-    }
-    const curves = channel.curves.map((name, index) => ({ index, name, colour: COLOURS[index], shown: name !== 'norm' }));
-    return [{ ...common, title: prefix + channel.title, unit: channel.unit, decimals: channel.decimals, curves }];
-  });
-}
 
 class Page {
   /** `served`: a server has the samples. Units that are not on one clock begin one below another. */
@@ -76,12 +54,12 @@ class Page {
     this.readFragment();
     this.describe();
     const column = byId('charts');
-    const descriptions = this.units.map((unit) => chartDescriptions(unit, this.units.length > 1));
+    const descriptions = this.units.flatMap((unit) => chartsOf(unit, this.units.length > 1));
     // Of several units, the same quantities one below another.
-    this.charts = ORDER.flatMap((key) => descriptions.flat().filter(({ channel }) => channel.key === key)).map(
-      (description) => new Chart(column, description, this),
-    );
-    this.boxes = this.units.filter(({ channels }) => channels.some(({ key }) => key === 10)).map((unit) => this.addBox(unit));
+    this.charts = descriptions
+      .sort((a, b) => byRank(a.channel, b.channel))
+      .map((description) => new Chart(column, description, this));
+    this.boxes = this.units.flatMap((unit) => this.addBoxes(unit));
     this.units.forEach((unit) => this.addQuality(unit));
     this.charts.forEach((chart) => chart.resize()); // fill what the rest leaves
     this.reserveTools();
@@ -155,12 +133,17 @@ class Page {
     return clockText(config.createdAt, time + toOwnClock - (report.clock.first ?? 0), decimals);
   }
 
-  addBox(unit) {
+  /** One where the unit has an orientation. */
+  addBoxes(unit) {
+    return unit.channels.filter(({ attitudes }) => attitudes).map((channel) => this.addBox(unit, channel));
+  }
+
+  addBox(unit, channel) {
     const holder = byId('boxes').appendChild(element('figure'));
     const canvas = holder.appendChild(element('canvas', { role: 'img', 'aria-label': `Attitude of ${unit.name} at the cursor` }));
     const caption = holder.appendChild(element('figcaption', {}, this.units.length > 1 ? unit.name : ''));
     const words = caption.appendChild(element('p'));
-    return { box: new Box(canvas, this), channel: unit.channels.find(({ key }) => key === 10), words, canvas };
+    return { box: new Box(canvas, this), channel, words, canvas };
   }
 
   addQuality(unit) {
@@ -173,7 +156,7 @@ class Page {
     unit.report.notes.forEach(({ code, severity, text }) => {
       this.notes.push({ code, unit, item: list.appendChild(element('li', { class: severity }, text)) });
     });
-    this.addTable(panel, channelRows(unit.report));
+    this.addTable(panel, channelRows(unit));
     this.addTable(panel, unitRows(unit));
   }
 

@@ -4,15 +4,8 @@
 const { numberText } = require('./scales.js');
 const { counted, durationText } = require('./wording.js');
 
-const TITLES = {
-  accel: 'accelerometer',
-  gyro: 'gyroscope',
-  baro: 'barometer',
-  mag: 'three-axis raw channel',
-  event: 'events',
-  radioByte: 'one-byte channel',
-  radioTime: 'radio times',
-};
+/** Where the page words a channel otherwise than the reader. */
+const TITLES = { event: 'events', radioTime: 'radio times' };
 const VERDICTS = {
   ok: 'Good: nothing to remark',
   notes: 'Whole, with remarks',
@@ -22,16 +15,17 @@ const SHOWN_AROUND_GAP = 10; // times its length
 const SHOWN_AROUND_SECONDS = 2;
 const MOST_AROUND_SECONDS = 60; // of a long gap its beginning is shown
 
+const titleOf = (name, { titles }) => TITLES[name] ?? titles[name];
 const wholeNumber = (value) => numberText(value, 0);
 
 /** The longest, in order of time; channels often miss the same. */
-function gapsOf({ channels }) {
+function gapsOf(unit) {
   const gaps = new Map();
-  for (const [name, channel] of Object.entries(channels)) {
+  for (const [name, channel] of Object.entries(unit.report.channels)) {
     for (const { after, seconds } of channel.gaps?.where ?? []) {
       const place = `${after} ${seconds}`;
       gaps.set(place, gaps.get(place) ?? { after, seconds, names: [] });
-      gaps.get(place).names.push(TITLES[name] ?? name);
+      gaps.get(place).names.push(titleOf(name, unit));
     }
   }
   return [...gaps.values()].sort((a, b) => a.after - b.after);
@@ -42,7 +36,7 @@ function placesOf(code, unit) {
   const { report, channels } = unit;
   const around = (time, seconds, text) => ({ text, time, from: time - seconds, to: time + seconds });
   if (code === 'gaps') {
-    return gapsOf(report).map(({ after, seconds, names }) => {
+    return gapsOf(unit).map(({ after, seconds, names }) => {
       const margin = Math.min(MOST_AROUND_SECONDS, Math.max(SHOWN_AROUND_SECONDS, SHOWN_AROUND_GAP * seconds));
       const text = `${durationText(seconds)} missing: ${names.join(', ')}`;
       return { text, time: after, from: after - margin, to: after + Math.min(seconds, margin) + margin };
@@ -52,11 +46,8 @@ function placesOf(code, unit) {
     return channels
       .filter(({ name }) => report.channels[name]?.fullScaleShare > 0)
       .map((channel) =>
-        around(channel.timeOfExtreme() + unit.toOwnClock, SHOWN_AROUND_SECONDS, `${TITLES[channel.name]}, largest value`),
+        around(channel.timeOfExtreme() + unit.toOwnClock, SHOWN_AROUND_SECONDS, `${titleOf(channel.name, unit)}, largest value`),
       );
-  }
-  if (code.startsWith('orientation') && report.orientation.startsAfter > 0) {
-    return [around(report.clock.first + report.orientation.startsAfter, SHOWN_AROUND_SECONDS, 'first orientation')];
   }
   return ['cut-off', 'unreadable-block'].includes(code) ? [around(report.clock.last, SHOWN_AROUND_SECONDS, 'end')] : [];
 }
@@ -79,8 +70,8 @@ function channelText(channel) {
 }
 
 /** Rows of the table below: [name, text]. */
-function channelRows({ channels }) {
-  return Object.entries(channels).map(([name, channel]) => [TITLES[name] ?? name, channelText(channel)]);
+function channelRows(unit) {
+  return Object.entries(unit.report.channels).map(([name, channel]) => [titleOf(name, unit), channelText(channel)]);
 }
 
 function unitRows({ config, report }) {

@@ -3,29 +3,14 @@
 'use strict';
 
 const { anglesOf } = require('./attitude.js');
+const { byRank } = require('./channels.js');
 const { MOST, NONE } = require('./packing.js');
 
-const CHANNELS = {
-  1: { name: 'accel', title: 'Acceleration', unit: 'g', decimals: 3, curves: ['X', 'Y', 'Z', 'norm'] },
-  2: { name: 'gyro', title: 'Angular rate', unit: '°/s', decimals: 2, curves: ['X', 'Y', 'Z', 'norm'] },
-  10: {
-    name: 'quaternion',
-    title: 'Orientation',
-    unit: '°',
-    decimals: 1,
-    curves: ['roll', 'pitch', 'heading'],
-    circular: [0, 2],
-  },
-  3: { name: 'baro', title: 'Barometer', unit: '', decimals: 2, curves: ['pressure', 'temperature'] },
-  5: { name: 'mag', title: 'Three-axis raw channel', unit: 'counts', decimals: 0, curves: ['X', 'Y', 'Z', 'norm'] },
-};
-
-/** Of channels, from top to bottom. */
-const ORDER = [1, 2, 10, 3, 5];
 /** More samples than these in a column of the screen are drawn from a level. */
 const SAMPLES_PER_COLUMN = 24;
 /** Up to these, a line from sample to sample is drawn. */
 const SAMPLES_PER_COLUMN_OF_LINES = 3;
+const PITCH = 1; // among the angles of an orientation
 
 /** First place in an ascending array whose element is not below `value`. */
 function lowerBound(array, value) {
@@ -69,9 +54,10 @@ class Level {
 
 /** Samples with the curves that are made of them. */
 class Samples {
-  constructor(key, { time, axes }) {
-    Object.assign(this, { time, axes, key });
-    this.curves = key === 10 ? Samples.angles(axes) : axes.length === 3 ? [...axes, Samples.norms(axes)] : axes;
+  constructor({ attitudes, scales }, { time, axes }) {
+    Object.assign(this, { time, axes });
+    const hasNorm = scales.length > axes.length;
+    this.curves = attitudes ? Samples.angles(axes) : hasNorm ? [...axes, Samples.norms(axes)] : axes;
   }
 
   static norms([x, y, z]) {
@@ -101,7 +87,7 @@ class Samples {
 class Channel {
   /** `levels` are the finest first; `codes` are of the last `coarse` of them. */
   constructor(description, codes) {
-    Object.assign(this, description, CHANNELS[description.key]);
+    Object.assign(this, description);
     this.readyLevels = this.readLevels(this.levels.slice(-this.coarse), codes);
   }
 
@@ -125,8 +111,9 @@ class Channel {
     return 2.5 / this.rate;
   }
 
+  /** Roll and heading go on at -180 degrees behind 180; pitch does not. */
   isCircular(curve) {
-    return this.circular?.includes(curve) ?? false;
+    return this.attitudes && curve !== PITCH;
   }
 
   readLevels(levels, codes) {
@@ -140,7 +127,7 @@ class Channel {
   }
 
   setSamples(unpacked, from, to) {
-    this.loaded = Object.assign(new Samples(this.key, unpacked), { from, to });
+    this.loaded = Object.assign(new Samples(this, unpacked), { from, to });
   }
 
   samplesIn(from, to) {
@@ -219,21 +206,6 @@ class Channel {
     return bars;
   }
 
-  /** Lowest and highest value that shapes() shows. */
-  extent(curve, from, to, columns) {
-    const { points, bars } = this.shapes(curve, from, to, columns);
-    let [low, high] = [Infinity, -Infinity];
-    for (const { value } of points ?? []) {
-      low = value < low ? value : low;
-      high = value > high ? value : high;
-    }
-    for (const bar of bars ?? []) {
-      low = Math.min(low, bar.low);
-      high = Math.max(high, bar.high);
-    }
-    return this.isCircular(curve) && high > 180 ? [-180, 180] : [low, high];
-  }
-
   /** Seconds that one drawn value stands for; 0 for single samples. */
   resolution(from, to, columns) {
     const { samples, level } = this.sourceFor(from, to, columns);
@@ -299,7 +271,7 @@ function unitFrom(unit, origin) {
   return {
     ...unit,
     origin,
-    channels: channels.sort((a, b) => ORDER.indexOf(a.key) - ORDER.indexOf(b.key)),
+    channels: channels.sort(byRank),
     toOwnClock: origin - unit.shift,
     events: unit.events.map(([time, value]) => [time - origin, value]),
   };
@@ -380,4 +352,4 @@ class Bars {
   }
 }
 
-module.exports = { CHANNELS, Channel, ORDER, lowerBound, unitFrom };
+module.exports = { Channel, lowerBound, unitFrom };

@@ -40,16 +40,18 @@ test('writes lengths of time as the notes of reports do, and counts of one and o
   assert.equal(durationText(-3.21, 0), '-3 s');
   const channel = (samples, gaps) => ({ samples, measuredRate: samples > 1 ? 200 : null, nominalRate: 200, gaps });
   const gaps = (count) => ({ count, seconds: count * 0.5, longest: 0.5 });
-  const rows = channelRows({
-    channels: { a: channel(12000, gaps(1)), b: channel(1, gaps(0)), c: channel(0, gaps(0)), d: channel(12000, gaps(2)) },
-  });
+  const channels = { accel: channel(12000, gaps(1)), radioTime: channel(1, gaps(0)), mag: channel(0, gaps(0)) };
+  const titles = { accel: 'accelerometer', radioTime: 'radio time channel', mag: 'three-axis raw channel' };
   assert.deepEqual(
-    rows.map(([, text]) => text),
+    channelRows({
+      report: { channels: { ...channels, other: channel(12000, gaps(2)) } },
+      titles: { ...titles, other: 'other channel' },
+    }),
     [
-      '12\u2009000 samples, 200.00 Hz (200 nominal), 1 gap, 0.500 s missing, longest 0.500 s',
-      '1 sample, 200 Hz nominal, no gaps',
-      'no samples, 200 Hz nominal',
-      '12\u2009000 samples, 200.00 Hz (200 nominal), 2 gaps, 1.000 s missing, longest 0.500 s',
+      ['accelerometer', '12\u2009000 samples, 200.00 Hz (200 nominal), 1 gap, 0.500 s missing, longest 0.500 s'],
+      ['radio times', '1 sample, 200 Hz nominal, no gaps'],
+      ['three-axis raw channel', 'no samples, 200 Hz nominal'],
+      ['other channel', '12\u2009000 samples, 200.00 Hz (200 nominal), 2 gaps, 1.000 s missing, longest 0.500 s'],
     ],
   );
 });
