@@ -17,10 +17,14 @@ export interface EnqueueOptions {
   to?: 'csv' | 'csv.gz' | 'parquet';
   /** Whether folders below a given one are searched as well. Default false. */
   recursive?: boolean;
+  /** As of `convert`: `'smoothed'` looks both ways in time. Default `'filter'`. */
+  orientation?: 'filter' | 'smoothed';
+  /** Takes off the gyroscope's offset at rest; not with `orientation: 'smoothed'`, which estimates it itself. */
+  gyroscopeOffset?: 'rest';
 }
 
 export interface Submitted {
-  /** Of the job; the same for the same state of a recording and the same output. */
+  /** Of the job; the same for the same state of a recording, the same output and the same orientation. */
   id: string;
   recording: string;
   output: string;
@@ -30,7 +34,8 @@ export interface Submitted {
 
 /**
  * Queues the conversion of recordings, or of all *.bin in folders. Rejects before anything is queued with
- * `ERR_OUTPUT_CLASH` when two recordings would be written to one output, with the system's error when a path cannot be
+ * `ERR_OUTPUT_CLASH` when two recordings would be written to one output, or while the output is written with another
+ * orientation, with the system's error when a path cannot be
  * looked at, with `ERR_REDIS` when the server cannot be reached or does not answer, and with a `TypeError` for wrong
  * arguments.
  */
@@ -56,6 +61,9 @@ export interface ConversionJob {
   changed: number;
   /** The time of change of an output that was there then. */
   before: number | null;
+  /** At most one of them: without, the orientation is that of `read`. */
+  orientation?: 'smoothed';
+  gyroscopeOffset?: 'rest';
 }
 
 /** `skipped`: an earlier start of the job had made the output. */

@@ -24,9 +24,14 @@ function wholeNumber(text) {
   return Number(text);
 }
 
-async function add(paths, options) {
+async function add(paths, { offset, ...options }) {
   const { enqueue } = require('./enqueue.js');
-  const submitted = await enqueue(paths, options);
+  if (options.orientation === 'smoothed' && offset) {
+    say('--orientation smoothed estimates the offset itself: use it without --offset');
+    process.exitCode = WRONG_USAGE;
+    return;
+  }
+  const submitted = await enqueue(paths, { ...options, gyroscopeOffset: offset });
   submitted.forEach(({ state, output }) => result(`${state.padEnd(8)} ${output}`));
   if (submitted.length === 0) {
     say(`no recordings (*.bin) in ${paths.join(', ')}`);
@@ -86,6 +91,14 @@ function commandLine() {
     .requiredOption('-o, --out <folder>', 'where the outputs go; folders below a given one are kept')
     .addOption(new Option('--to <format>', 'what to write').choices(Object.keys(FORMATS)).default('csv'))
     .option('-r, --recursive', 'search the folders below as well')
+    .addOption(
+      new Option('--orientation <method>', 'filter, as in read, or smoothed, which looks both ways in time')
+        .choices(['filter', 'smoothed'])
+        .default('filter'),
+    )
+    .addOption(
+      new Option('--offset <kind>', "rest: take off the gyroscope's offset, as it is measured at rest").choices(['rest']),
+    )
     .addOption(redisOption())
     .action(add);
   program

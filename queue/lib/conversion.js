@@ -62,14 +62,15 @@ async function wasDone(data) {
 }
 
 async function perform(data, isFirst, { signal, onProgress }) {
-  const { recording, output } = data;
+  const { recording, output, orientation, gyroscopeOffset } = data;
   if (!isFirst && (await wasDone(data))) {
     return { output, skipped: 'exists' };
   }
   await requireUnchanged(data);
   await removeParts(output);
   const write = WRITERS[data.to ?? 'csv']();
-  const { rows, bytes, report } = await write({ recording, output, overwrite: true }, { signal, onProgress });
+  const job = { recording, output, overwrite: true, orientation, gyroscopeOffset };
+  const { rows, bytes, report } = await write(job, { signal, onProgress });
   return { output, rows, bytes, verdict: report.verdict, notes: report.notes.map(({ code }) => code) };
 }
 

@@ -19,11 +19,33 @@ const JOB_OPTIONS = {
   removeOnFail: kept,
 };
 
-/** The same for whoever submits the same state of a recording for the same output. */
-function idOf({ recording, size, changed, output }) {
+/** What the data of a job add for each way to compute the orientation. */
+const METHODS = [{}, { gyroscopeOffset: 'rest' }, { orientation: 'smoothed' }];
+
+/** The same for whoever submits the same state of a recording for the same output, with the same orientation. */
+function idOf({ recording, size, changed, output, orientation, gyroscopeOffset }) {
+  const method = orientation ?? gyroscopeOffset;
   return createHash('sha256')
-    .update(JSON.stringify([recording, size, changed, output]))
+    .update(JSON.stringify([recording, size, changed, output, ...(method ? [method] : [])]))
     .digest('hex');
+}
+
+/** Jobs that write the same output of the recording with another orientation. */
+async function rivalsOf(queue, { recording, size, changed, output, ...rest }) {
+  const ids = METHODS.map((method) => idOf({ recording, size, changed, output, ...method }));
+  const own = idOf({ recording, size, changed, output, ...rest });
+  const jobs = await Promise.all(ids.filter((id) => id !== own).map((id) => queue.getJob(id)));
+  return jobs.filter(Boolean);
+}
+
+/** A rival that runs would give the output its name after the job that is to replace it. */
+async function requireNoneRuns(queue, conversion) {
+  for (const job of await rivalsOf(queue, conversion)) {
+    if (await job.isActive()) {
+      const message = `${conversion.output} is being written with another orientation: submit it when that is done`;
+      throw Object.assign(new Error(message), { code: 'ERR_OUTPUT_CLASH', path: conversion.output });
+    }
+  }
 }
 
 const isThere = async (conversion) => (await changeOfOutput(conversion)) !== null;
@@ -57,26 +79,37 @@ async function submitAgain(job, conversion) {
 /** `before` tells the output of this job from one that was there when it was submitted. */
 async function submit(queue, conversion, isNew) {
   const id = idOf(conversion);
-  const { recording, output, changed } = conversion;
+  const { recording, output, changed, orientation, gyroscopeOffset } = conversion;
+  const isPlain = !orientation && !gyroscopeOffset;
+  await Promise.all((await rivalsOf(queue, conversion)).map((rival) => rival.remove()));
   const job = await queue.getJob(id);
   const before = await changeOfOutput(conversion);
   let state = 'queued';
   if (job) {
     state = await submitAgain(job, conversion);
-  } else if (isNew && before !== null && before >= changed) {
-    state = 'exists'; // made before this server knew of it
+  } else if (isNew && isPlain && before !== null && before >= changed) {
+    state = 'exists'; // made before this server knew of it; nothing tells its orientation
   } else {
     await queue.add('convert', { ...conversion, before }, { ...JOB_OPTIONS, jobId: id });
   }
   return { id, recording, output, state };
 }
 
-function checkOptions(paths, { out, to }) {
+function checkOptions(paths, { out, to, orientation, gyroscopeOffset }) {
   if (typeof out !== 'string' || out === '') {
     throw new TypeError('options.out is not the path of a folder');
   }
   if (!Object.hasOwn(FORMATS, to)) {
     throw new TypeError(`options.to is not one of: ${Object.keys(FORMATS).join(', ')}`);
+  }
+  if (![undefined, 'filter', 'smoothed'].includes(orientation)) {
+    throw new TypeError("options.orientation is neither 'filter' nor 'smoothed'");
+  }
+  if (![undefined, 'rest'].includes(gyroscopeOffset)) {
+    throw new TypeError("options.gyroscopeOffset is not 'rest'");
+  }
+  if (orientation === 'smoothed' && gyroscopeOffset) {
+    throw new TypeError('a smoothed orientation estimates the offset itself: options.gyroscopeOffset is not for it');
   }
   if (!paths.every((each) => typeof each === 'string')) {
     throw new TypeError('paths is not a path or a list of paths');
@@ -89,6 +122,7 @@ async function submitAll(redis, conversions) {
   queue.on('error', () => {}); // what fails rejects
   const claims = [];
   for (const conversion of conversions) {
+    await requireNoneRuns(queue, conversion);
     claims.push(await claim(redis, conversion));
   }
   const submitted = [];
@@ -99,11 +133,22 @@ async function submitAll(redis, conversions) {
   return submitted;
 }
 
-async function enqueue(paths, { redis, out, to = 'csv', recursive = false } = {}) {
+/** What a job's data add; nothing for the filter, so that its jobs are those of earlier releases. */
+function methodOf({ orientation, gyroscopeOffset }) {
+  return orientation === 'smoothed' ? { orientation } : gyroscopeOffset ? { gyroscopeOffset } : {};
+}
+
+async function enqueue(paths, { redis, out, to = 'csv', recursive = false, orientation, gyroscopeOffset } = {}) {
   const list = [paths].flat();
-  checkOptions(list, { out, to });
+  checkOptions(list, { out, to, orientation, gyroscopeOffset });
   const conversions = await planConversions(list, { out, to, recursive });
-  return withRedis(redis, (connection) => submitAll(connection, conversions));
+  const method = methodOf({ orientation, gyroscopeOffset });
+  return withRedis(redis, (connection) =>
+    submitAll(
+      connection,
+      conversions.map((each) => ({ ...each, ...method })),
+    ),
+  );
 }
 
 module.exports = { enqueue };

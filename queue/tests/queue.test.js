@@ -7,9 +7,10 @@ const path = require('node:path');
 const test = require('node:test');
 const { setTimeout: pause } = require('node:timers/promises');
 const { getSystemErrorName, inspect } = require('node:util');
-const { Queue, UnrecoverableError } = require('bullmq');
+const { Queue, UnrecoverableError, Worker } = require('bullmq');
 const { convert } = require('vortena-reader/promises');
 const { QUEUE, enqueue, work } = require('..');
+const { longUnit } = require('../../tests/js/units.js');
 const { convertOnce } = require('../lib/conversion.js');
 const {
   countOutputs,
@@ -187,6 +188,38 @@ test('outputs mirror folders, and belong to one recording each', async (t) => {
   fs.rmSync(place('set/t1.BIN'));
   fs.rmSync(place('out', 't1.csv'));
   assert.deepEqual(states(await enqueue(place('other/t1.bin'), { redis, out })), ['queued']);
+});
+
+test('another orientation of a recording is another job, which takes over the output', async (t) => {
+  const { redis, queue, folder, out } = await setting(t);
+  const recording = longUnit(folder, 'r.bin', 100);
+  const [output, expected] = [path.join(out, 'r.csv'), path.join(folder, 'expected.csv')];
+  const methods = [{}, { gyroscopeOffset: 'rest' }, { orientation: 'smoothed' }, { orientation: 'filter' }];
+  const ids = [];
+  const jobs = start(t, { redis, memory: 4096 });
+  for (const [i, method] of methods.entries()) {
+    const done = new Promise((resolve) => jobs.once('completed', resolve));
+    const [{ id, state }] = await enqueue(recording, { redis, out, ...method });
+    ids.push(id);
+    assert.equal(state, 'queued', JSON.stringify(method));
+    await done;
+    await convert(recording, expected, method);
+    assert(fs.readFileSync(output).equals(fs.readFileSync(expected)), JSON.stringify(method));
+    assert.deepEqual(states(await enqueue(recording, { redis, out, ...method })), ['known']);
+    assert.equal((await queue.getJobs(['completed'])).length, 1, `${i} left those before it`);
+  }
+  assert.deepEqual([new Set(ids).size, ids[3]], [3, ids[0]]);
+  await jobs.pause();
+  await enqueue(recording, { redis, out: folder });
+  const running = new Worker(QUEUE, null, { connection: { url: redis } });
+  running.on('error', () => {});
+  t.after(() => running.close(true));
+  await running.getNextJob('token');
+  const refused = enqueue(recording, { redis, out: folder, orientation: 'smoothed' });
+  await assert.rejects(refused, { code: 'ERR_OUTPUT_CLASH', message: /another orientation/ });
+  for (const wrong of [{ orientation: 'smooth' }, { gyroscopeOffset: 1 }, { orientation: 'smoothed', gyroscopeOffset: 'rest' }]) {
+    await assert.rejects(enqueue(recording, { redis, out, ...wrong }), TypeError);
+  }
 });
 
 test('a server that accepts connections and falls silent is one that cannot be reached', async (t) => {
