@@ -9,7 +9,9 @@
 
 import type {
   Axes,
+  GyroscopeOptions,
   LevelOptions,
+  OrientationOptions,
   Progress,
   QualityReport,
   RecordingConfig,
@@ -40,6 +42,8 @@ export type {
   InertialSettings,
   JobOptions,
   LevelOptions,
+  OrientationMethod,
+  OrientationOptions,
   Progress,
   QualityReport,
   QuaternionSeries,
@@ -48,6 +52,7 @@ export type {
   SampleSet,
   ScheduleGroup,
   SensorSettings,
+  Smoothing,
   SynchronisedUnit,
   UnitLevels,
   ValueSeries,
@@ -77,12 +82,19 @@ export type WasmSource = WebAssembly.Module | BufferSource | Response | URL | st
  */
 export function initialise(wasm?: WasmSource | PromiseLike<WasmSource>): Promise<void>;
 
-/** The CSV of a recording, UTF-8, byte by byte that of `read`. */
-export function convert(recording: RecordingBytes, options?: CallOptions): Promise<Uint8Array>;
+/**
+ * The CSV of a recording, UTF-8, byte by byte that of `read`, unless the options ask for another orientation. With one of
+ * them it takes as much memory as `readSamples`.
+ */
+export function convert(
+  recording: RecordingBytes,
+  options?: CallOptions & GyroscopeOptions & OrientationOptions,
+): Promise<Uint8Array>;
 
 /**
  * The same in pieces of a quarter of a megabyte, made while they are taken: never more than two to three times the
  * recording is in memory. Between pieces other tasks of the thread get their turn; whoever stops taking them ends it.
+ * A smoothed orientation is for `convert` alone.
  */
 export function csvPieces(recording: RecordingBytes, options?: CallOptions): AsyncGenerator<Uint8Array, void, undefined>;
 
@@ -127,7 +139,7 @@ export interface SynchronisedBytes {
 /** Brings the recordings of several units onto one clock, cut to their common span. */
 export function synchronise(
   recordings: readonly RecordingBytes[],
-  options?: CallOptions & {
+  options?: CallOptions & OrientationOptions & {
     /** As of `synchronise` in `vortena-reader/promises`. */
     gyroscopeOffset?: 'rest' | Axes | readonly Axes[] | undefined;
   },

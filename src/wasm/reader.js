@@ -12,6 +12,9 @@ const { levelsRequest, samplesRequest, setAnswer } = require('../requests/reques
 /** Between two pieces of a CSV, other tasks of the thread get their turn this often. */
 const BREATH_MS = 50;
 
+/** Where a CSV goes that is written as a file. */
+const CSV_FILE = '/out.csv';
+
 const decoder = new TextDecoder();
 
 function breathe() {
@@ -112,6 +115,8 @@ function makeReader(provide) {
 
   async function* csvPieces(recording, options = {}) {
     args.checkOptions(options);
+    const isSmoothed = args.orientationMethod(options) === 'smoothed';
+    args.check(!isSmoothed, "A smoothed orientation is there all at once, not in pieces: use convert() for 'smoothed'");
     yield* piecesOf(await open([recording], options));
   }
 
@@ -135,7 +140,13 @@ function makeReader(provide) {
 
   async function convert(recording, options = {}) {
     args.checkOptions(options);
+    const method = args.orientationMethod(options);
+    const offset = args.gyroscopeOffset(options);
     const opened = await open([recording], options);
+    if (method === 'smoothed' || options.gyroscopeOffset !== undefined) {
+      await run(opened, 'convert', opened.paths[0], CSV_FILE, false, true, false, false, method, ...offset);
+      return whole(opened.files.take(CSV_FILE), opened.names);
+    }
     const csv = new WrittenFile();
     for await (const piece of piecesOf(opened)) {
       csv.append(piece);

@@ -47,12 +47,14 @@ test('answers for bytes are those for files', { skip }, async (t) => {
     const levels = { mostBins: 2 ** 40, mostSamples: 1e5 };
     assert.deepEqual(await settled(wasm.levels([bytes], levels)), await settled(promises.levels([file], levels)), name);
     const csv = `${file}.csv`;
-    const { value, ...failure } = await settled(
-      wasm.convert(bytes.buffer.slice(bytes.byteOffset, bytes.byteOffset + bytes.length)),
-    );
-    const { value: written, ...reason } = await settled(promises.convert(file, csv));
-    assert.deepEqual(failure, reason, name);
-    assert.ok(!written || Buffer.from(value).equals(fs.readFileSync(csv)), `CSV of ${name}`);
+    for (const options of [{}, { orientation: 'smoothed' }]) {
+      const { value, ...failure } = await settled(
+        wasm.convert(bytes.buffer.slice(bytes.byteOffset, bytes.byteOffset + bytes.length), options),
+      );
+      const { value: written, ...reason } = await settled(promises.convert(file, csv, options));
+      assert.deepEqual(failure, reason, name);
+      assert.ok(!written || Buffer.from(value).equals(fs.readFileSync(csv)), `CSV of ${name}`);
+    }
   }
 });
 
@@ -108,6 +110,7 @@ test('pieces, and ends before the end', { skip }, async () => {
 
 test('wrong arguments, and modules that are none', { skip }, async () => {
   await assert.rejects(wasm.convert('a.bin'), TypeError);
+  await assert.rejects(wasm.csvPieces(new Uint8Array(600), { orientation: 'smoothed' }).next(), TypeError);
   await assert.rejects(wasm.convert(new Blob(['x'])), /worker of a page/);
   await assert.rejects(wasm.levels(headerBlock()), TypeError);
   for (const method of ['inspect', 'readConfig', 'convert']) {
