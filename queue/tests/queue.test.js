@@ -192,10 +192,11 @@ test('outputs mirror folders, and belong to one recording each', async (t) => {
 
 test('another orientation of a recording is another job, which takes over the output', async (t) => {
   const { redis, queue, folder, out } = await setting(t);
-  const recording = longUnit(folder, 'r.bin', 100);
+  const recording = longUnit(folder, 'r.bin', 100, { offset: 20 });
   const [output, expected] = [path.join(out, 'r.csv'), path.join(folder, 'expected.csv')];
   const methods = [{}, { gyroscopeOffset: 'rest' }, { orientation: 'smoothed' }, { orientation: 'filter' }];
   const ids = [];
+  const texts = [];
   const jobs = start(t, { redis, memory: 4096 });
   for (const [i, method] of methods.entries()) {
     const done = new Promise((resolve) => jobs.once('completed', resolve));
@@ -204,11 +205,12 @@ test('another orientation of a recording is another job, which takes over the ou
     assert.equal(state, 'queued', JSON.stringify(method));
     await done;
     await convert(recording, expected, method);
-    assert(fs.readFileSync(output).equals(fs.readFileSync(expected)), JSON.stringify(method));
+    texts.push(fs.readFileSync(expected, 'utf8'));
+    assert.equal(fs.readFileSync(output, 'utf8'), texts[i], JSON.stringify(method));
     assert.deepEqual(states(await enqueue(recording, { redis, out, ...method })), ['known']);
     assert.equal((await queue.getJobs(['completed'])).length, 1, `${i} left those before it`);
   }
-  assert.deepEqual([new Set(ids).size, ids[3]], [3, ids[0]]);
+  assert.deepEqual([new Set(ids).size, new Set(texts).size, ids[3]], [3, 3, ids[0]]);
   await jobs.pause();
   await enqueue(recording, { redis, out: folder });
   const running = new Worker(QUEUE, null, { connection: { url: redis } });

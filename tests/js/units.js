@@ -61,12 +61,12 @@ function unit(folder, name, plan) {
   return path.join(folder, name);
 }
 
-/** A unit that lies still for as many blocks as are wanted: 31 samples each. */
+/** A unit that lies still for as many blocks as are wanted: 31 samples each, in which the gyroscope reads `offset` counts. */
 function longUnit(folder, name, blocks, plan = {}) {
   const records = Array.from({ length: 31 }, (_, i) =>
     [
       [200, i, 0, 0, 0, 0, 8, 0],
-      [201, i, 0, 0, 0, 0, 0, 0],
+      [201, i, ...be(plan.offset ?? 0, 2), 0, 0, 0, 0],
     ].flat(),
   );
   const block = Buffer.concat([Buffer.alloc(8), Buffer.from(records.flat())], 512);
