@@ -139,8 +139,9 @@ export interface SynchronisedBytes {
 /** Brings the recordings of several units onto one clock, cut to their common span. */
 export function synchronise(
   recordings: readonly RecordingBytes[],
-  options?: CallOptions & OrientationOptions & {
-    /** As of `synchronise` in `vortena-reader/promises`. */
-    gyroscopeOffset?: 'rest' | Axes | readonly Axes[] | undefined;
-  },
+  options?: CallOptions &
+    OrientationOptions & {
+      /** As of `synchronise` in `vortena-reader/promises`. */
+      gyroscopeOffset?: 'rest' | Axes | readonly Axes[] | undefined;
+    },
 ): Promise<SynchronisedBytes>;

@@ -6,6 +6,7 @@ const zlib = require('node:zlib');
 const { levels } = require('vortena-reader/promises');
 const { frame, pageScript } = require('./frame.js');
 const { describeUnit, isCurve } = require('./page/description.js');
+const { METHODS, methodOf, orientationsOf, withMethod } = require('./page/methods.js');
 const { packSamples, toPlanes } = require('./page/packing.js');
 
 /** Of the page; what is left to data is four in base64 for three. */
@@ -13,6 +14,7 @@ const MOST_BYTES = 8_000_000;
 const MOST_BINS = 200_000;
 const MOST_SAMPLES_IN_PAGE = 1_500_000; // of all channels; more never fit
 const MOST_COARSE_BINS = 8192;
+const SPARE_COARSER = 2; // levels
 const COUNTS = 2 ** 15;
 const QUANTA = { baro: [1 / 4096, 0.01], mag: [1, 1, 1] }; // mbar, degrees; counts
 const ATTITUDE_ROWS = 4;
@@ -67,11 +69,13 @@ function joined(kept) {
   return [toPlanes(codes)];
 }
 
-/** The finest levels that fit into `room` bytes of base64. */
-function fitLevels(units, room) {
+/** The finest levels that fit into `room` bytes of base64. Those that are shown on demand alone are the first to go. */
+function fitLevels(units, room, isSpare) {
   const channels = units.flatMap((unit) => unit.channels.filter(isCurve));
-  for (let dropped = 0; ; dropped += 1) {
-    const packed = new Map(channels.map((channel) => [channel, packLevels(channel, dropped)]));
+  for (let step = 0; ; step += 1) {
+    const dropped = step >> 1;
+    const droppedOf = (channel) => dropped + (isSpare(channel) && step % 2 === 1 ? SPARE_COARSER : 0);
+    const packed = new Map(channels.map((channel) => [channel, packLevels(channel, droppedOf(channel))]));
     const bytes = [...packed.values()].reduce(
       (sum, { coarseBytes, fineBytes }) => sum + base64Length(coarseBytes) + base64Length(fineBytes ?? []),
       0,
@@ -84,12 +88,17 @@ function fitLevels(units, room) {
 
 const base64Length = (data) => Math.ceil(data.length / 3) * 4;
 
-/** All samples or none. */
-function fitSamples(units, room) {
+/** All samples, or those that are not spare, or none. */
+function fitSamples(units, room, isSpare) {
+  const whole = packAll(units, room, () => true);
+  return whole.size > 0 ? whole : packAll(units, room, (channel) => !isSpare(channel));
+}
+
+function packAll(units, room, isWanted) {
   const packed = new Map();
   let bytes = 0;
   for (const { channels, config } of units) {
-    for (const channel of channels.filter(isCurve)) {
+    for (const channel of channels.filter(isCurve).filter(isWanted)) {
       const { samples, parts } = channel.kept ? packSamples(channel.kept, quantaOf(channel, config), config.frequency) : {};
       packed.set(channel, samples && { samples, data: deflate(parts) });
       bytes += samples ? base64Length(packed.get(channel).data) : Infinity;
@@ -99,7 +108,7 @@ function fitSamples(units, room) {
 }
 
 /** The page's data: a description, and blobs that it refers to by number. */
-function describe(units, names, { levelsOf, samplesOf, served }) {
+function describe(units, names, { levelsOf, samplesOf, served, method }) {
   const blobs = [];
   const add = (data) => blobs.push(data.toString('base64')) - 1;
   const dataOf = (channel) => {
@@ -109,7 +118,7 @@ function describe(units, names, { levelsOf, samplesOf, served }) {
     return kept ? { ...levelData, samples: kept.samples, sampleData: add(kept.data) } : levelData;
   };
   const described = units.map((unit, unitNumber) => describeUnit(unit, { name: names[unitNumber], unitNumber, dataOf }));
-  return { description: { origin: Math.min(...units.map(({ start }) => start)), served, units: described }, blobs };
+  return { description: { origin: Math.min(...units.map(({ start }) => start)), served, method, units: described }, blobs };
 }
 
 function fill(html, { description, blobs }) {
@@ -119,24 +128,38 @@ function fill(html, { description, blobs }) {
   );
 }
 
+/** Units with the orientation that is shown first, and with another one that the page can be switched to. */
+async function load(recordings, method, options) {
+  const { units } = await levels(recordings, { ...options, ...METHODS[method].options });
+  const other = method === 'smoothed' ? 'filter' : 'smoothed';
+  const { units: others } = await levels(recordings, { ...options, ...METHODS[other].options });
+  return units.map((unit, k) => {
+    const { channels, ...rest } = withMethod(unit, method);
+    return { ...rest, channels: [...channels, ...orientationsOf(others[k], other)] };
+  });
+}
+
 /**
  * Loads recordings and makes their page: `{ html, units }`. With `served`, samples are left to the server, and `units`
- * keep them.
+ * keep them. `orientation` and `gyroscopeOffset` decide which orientation is shown first.
  */
-async function makePage(recordings, { synchronised = recordings.length > 1, served = false, ...options } = {}) {
-  const { units } = await levels(recordings, {
-    ...options,
+async function makePage(recordings, options = {}) {
+  const { synchronised = recordings.length > 1, served = false, orientation, gyroscopeOffset, ...others } = options;
+  const method = methodOf({ orientation, gyroscopeOffset });
+  const isSpare = (channel) => channel.method !== undefined && channel.method !== method;
+  const units = await load(recordings, method, {
+    ...others,
     synchronised,
     mostBins: MOST_BINS,
     mostSamples: served ? Number.MAX_SAFE_INTEGER : MOST_SAMPLES_IN_PAGE,
   });
   const html = frame({ script: pageScript(), title: 'Recording', generator: 'vortena view', policy: POLICY });
   const names = recordings.map((recording) => path.basename(recording));
-  const bare = describe(units, names, { levelsOf: fitLevels(units, 0).packed, samplesOf: new Map(), served });
+  const bare = describe(units, names, { levelsOf: fitLevels(units, 0, isSpare).packed, samplesOf: new Map(), served, method });
   const room = MOST_BYTES - Buffer.byteLength(fill(html, { ...bare, blobs: [] })) - 1000;
-  const { packed, bytes } = fitLevels(units, room);
-  const samplesOf = served ? new Map() : fitSamples(units, room - bytes);
-  return { html: fill(html, describe(units, names, { levelsOf: packed, samplesOf, served })), units };
+  const { packed, bytes } = fitLevels(units, room, isSpare);
+  const samplesOf = served ? new Map() : fitSamples(units, room - bytes, isSpare);
+  return { html: fill(html, describe(units, names, { levelsOf: packed, samplesOf, served, method })), units };
 }
 
 module.exports = { makePage, quantaOf };

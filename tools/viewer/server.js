@@ -32,7 +32,8 @@ function cut({ time, axes }, from, to) {
 
 function answerSamples(units, query, response) {
   const [unit, key, from, to] = ['unit', 'key', 'from', 'to'].map((name) => Number(query.get(name) ?? NaN));
-  const channel = units[unit]?.channels.find((each) => each.key === key);
+  const method = query.get('method') ?? undefined;
+  const channel = units[unit]?.channels.find((each) => each.key === key && each.method === method);
   if (!channel?.kept || !(from <= to)) {
     return refuse(response, 404);
   }

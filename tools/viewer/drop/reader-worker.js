@@ -20,9 +20,18 @@ async function levels(files, options) {
   postMessage({ answer }, buffersOf(answer));
 }
 
+/** Another orientation than the filter's takes the whole recording. */
+async function* piecesOf(file, options) {
+  if (Object.keys(options).length > 0) {
+    yield await reader.convert(file, { ...options, onProgress });
+  } else {
+    yield* reader.csvPieces(file, { onProgress });
+  }
+}
+
 /** One piece is on its way at a time, so that a slow disk fills no memory. */
-async function csv([file]) {
-  for await (const piece of reader.csvPieces(file, { onProgress })) {
+async function csv([file], options) {
+  for await (const piece of piecesOf(file, options)) {
     const next = new Promise((resolve) => {
       taken = resolve;
     });
@@ -32,8 +41,8 @@ async function csv([file]) {
   postMessage({ answer: undefined });
 }
 
-async function synchronise(files) {
-  const { outputs } = await reader.synchronise(files, { onProgress });
+async function synchronise(files, options) {
+  const { outputs } = await reader.synchronise(files, { ...options, onProgress });
   postMessage({ answer: outputs }, [...new Set(outputs.map(({ buffer }) => buffer))]);
 }
 

@@ -4,7 +4,8 @@
 const { element } = require('../page/chart.js');
 const { describeUnit } = require('../page/description.js');
 const { Jobs } = require('./jobs.js');
-const { Page } = require('../page/page.js');
+const { METHODS, ORIENTATION, withMethod } = require('../page/methods.js');
+const { Page, methodInAddress } = require('../page/page.js');
 const { Channel, unitFrom } = require('../page/recording.js');
 const { openOutput } = require('../page/saving.js');
 const { numberText } = require('../page/scales.js');
@@ -25,12 +26,12 @@ function channelOf(description, { codes, kept }, origin) {
   return channel;
 }
 
-/** A unit of `levels()` as the page shows it. */
-function unitOf(unit, name, unitNumber, origin) {
+/** A unit of `levels()` as the page shows it, with an orientation by `method`. */
+function unitOf(unit, { name, unitNumber, origin, method }) {
   const dataOf = ({ levels }) => ({ levels, coarse: levels.length });
-  const shown = unitFrom(describeUnit(unit, { name, unitNumber, dataOf }), origin);
-  const read = new Map(unit.channels.map((channel) => [channel.key, channel]));
-  return { ...shown, channels: shown.channels.map((channel) => channelOf(channel, read.get(channel.key), origin)) };
+  const shown = unitFrom(describeUnit(withMethod(unit, method), { name, unitNumber, dataOf }), origin);
+  const read = new Map(unit.channels.map((channel) => [channel.name, channel]));
+  return { ...shown, channels: shown.channels.map((channel) => channelOf(channel, read.get(channel.name), origin)) };
 }
 
 class Reader {
@@ -83,7 +84,9 @@ class Reader {
     const failures = [...remarks];
     const task = async (signal) => {
       const loaded = await this.load(files, failures, signal);
+      const method = this.shownMethod;
       this.show(loaded, false);
+      await this.showMethodAgain(method, failures, signal);
       return loaded;
     };
     if (await this.work.run(task, 'The recordings cannot be shown')) {
@@ -94,18 +97,68 @@ class Reader {
   /** One after another, as memory is given back between them: `[{ file, unit }]`. */
   async load(files, failures, signal) {
     const loaded = [];
-    const options = { mostBins: Math.ceil(MOST_BINS / files.length), mostSamples: Math.floor(MOST_SAMPLES / files.length) };
-    for (const [k, file] of files.entries()) {
-      const name = files.length > 1 ? `${file.name}, ${k + 1} of ${files.length}` : file.name;
+    for (const file of files) {
       try {
-        const { units } = await this.run('levels', [file], name, { signal, options });
-        loaded.push({ file, unit: units[0] });
+        loaded.push({ file, unit: await this.loadOne(file, files, 'filter', signal) });
       } catch (error) {
         signal.throwIfAborted();
         failures.push(this.failureOf(file, error));
       }
     }
     return loaded;
+  }
+
+  /** A unit of `levels()`, one of several that share the page's memory. */
+  async loadOne(file, files, method, signal) {
+    const share = { mostBins: Math.ceil(MOST_BINS / files.length), mostSamples: Math.floor(MOST_SAMPLES / files.length) };
+    const name = files.length > 1 ? `${file.name}, ${files.indexOf(file) + 1} of ${files.length}` : file.name;
+    const { units } = await this.run('levels', [file], name, { signal, options: { ...share, ...METHODS[method].options } });
+    return units[0];
+  }
+
+  /** In the place of the orientation that is shown, which stays where this one is not to be had. */
+  choose(method) {
+    return this.work.run((signal) => this.showMethod(method, signal), 'The orientation cannot be computed');
+  }
+
+  async showMethod(method, signal) {
+    const { page, files } = this;
+    if (!page.hasMethod(method)) {
+      const units = this.onOneClock ? await this.loadUnits(files, method, signal) : [];
+      for (const file of this.onOneClock ? [] : files) {
+        units.push(await this.loadOne(file, files, method, signal));
+      }
+      this.addOrientations(units, method);
+    }
+    page.showMethod(method);
+  }
+
+  addOrientations(units, method) {
+    if (!units.some(({ channels }) => channels.some(({ name }) => name === ORIENTATION))) {
+      throw Object.assign(new Error(`There is no orientation: ${METHODS[method].label}`), { code: 'ERR_ORIENTATION' });
+    }
+    units.forEach((unit, k) => {
+      const { name, origin, channels } = this.page.units[k];
+      const { channels: computed } = unitOf(unit, { name, unitNumber: k, origin, method });
+      channels.push(...computed.filter(({ name }) => name === ORIENTATION));
+    });
+  }
+
+  /** Chosen for what is shown, or by the address for what comes. */
+  get shownMethod() {
+    return this.page?.method ?? methodInAddress() ?? 'filter';
+  }
+
+  /** What was chosen for the recordings before, or for these under another clock. */
+  async showMethodAgain(method, failures, signal) {
+    try {
+      if (method !== this.page?.method) {
+        await this.showMethod(method, signal);
+      }
+    } catch (error) {
+      signal.throwIfAborted();
+      failures.push(sentence(error, 'The orientation cannot be computed'));
+    }
   }
 
   /** A CSV needs less memory than a view. */
@@ -118,7 +171,10 @@ class Reader {
     const { files } = this;
     const failures = [];
     const task = async (signal) => {
-      this.show(on ? await this.loadSet(files, signal) : await this.load(files, failures, signal), on);
+      const loaded = on ? await this.loadSet(files, signal) : await this.load(files, failures, signal);
+      const method = this.shownMethod;
+      this.show(loaded, on);
+      await this.showMethodAgain(method, failures, signal);
       tell(failures);
     };
     await this.work.run(task, 'The recordings cannot be brought onto one clock');
@@ -126,9 +182,15 @@ class Reader {
   }
 
   async loadSet(files, signal) {
-    const options = { synchronised: true, mostBins: MOST_BINS, mostSamples: MOST_SAMPLES };
-    const { units } = await this.run('levels', files, 'All recordings', { signal, options });
+    const units = await this.loadUnits(files, 'filter', signal);
     return units.map((unit, k) => ({ file: files[k], unit }));
+  }
+
+  /** On one clock. */
+  async loadUnits(files, method, signal) {
+    const options = { synchronised: true, mostBins: MOST_BINS, mostSamples: MOST_SAMPLES, ...METHODS[method].options };
+    const { units } = await this.run('levels', files, 'All recordings', { signal, options });
+    return units;
   }
 
   /** In the place of those that are shown, unless there are none. */
@@ -138,11 +200,16 @@ class Reader {
     }
     this.page?.close();
     const common = Math.min(...loaded.map(({ unit }) => unit.start));
-    const units = loaded.map(({ file, unit }, k) => unitOf(unit, file.name, k, onOneClock ? common : unit.start));
-    Object.assign(this, { files: loaded.map(({ file }) => file), onOneClock, outputs: undefined });
+    const units = loaded.map(({ file, unit }, k) =>
+      unitOf(unit, { name: file.name, unitNumber: k, origin: onOneClock ? common : unit.start, method: 'filter' }),
+    );
+    Object.assign(this, { files: loaded.map(({ file }) => file), onOneClock, outputs: {} });
     document.documentElement.dataset.shown = 'true';
     this.showSources();
-    this.page = new Page(units, { onOneClock });
+    const compute = async (method) => {
+      await this.choose(method);
+    };
+    this.page = new Page(units, { onOneClock, compute });
     globalThis.vortenaPage = this.page;
     this.page.start();
     this.page.complete();
@@ -173,15 +240,17 @@ class Reader {
       tell([`${name} is not saved, as other recordings are shown now.`]);
       return;
     }
-    const bytes = await this.work.run((signal) => this.write(file, placeInSet, output, signal), `${name} cannot be saved`);
+    const method = this.files.includes(file) ? page.method : 'filter';
+    const task = (signal) => this.write(file, { placeInSet, method }, output, signal);
+    const bytes = await this.work.run(task, `${name} cannot be saved`);
     if (bytes) {
       const clock = placeInSet === undefined ? '' : ', on the common clock';
-      tell([], `${name} is saved, ${numberText(bytes / 1e6, 1)} MB${clock}.`);
+      tell([], `${name} is saved, ${numberText(bytes / 1e6, 1)} MB${clock}, orientation: ${METHODS[method].label}.`);
     }
   }
 
   /** Whole, or not there. Resolves with the size. */
-  async write(file, placeInSet, output, signal) {
+  async write(file, { placeInSet, method }, output, signal) {
     let bytes = 0;
     const onPiece = (piece) => {
       bytes += piece.size ?? piece.length;
@@ -189,9 +258,9 @@ class Reader {
     };
     try {
       if (placeInSet === undefined) {
-        await this.run('csv', [file], csvName(file.name), { signal, onPiece });
+        await this.run('csv', [file], csvName(file.name), { signal, onPiece, options: METHODS[method].options });
       } else {
-        await onPiece(await this.synchronisedCsv(placeInSet, signal));
+        await onPiece(await this.synchronisedCsv(placeInSet, method, signal));
       }
       await output.close();
       return bytes;
@@ -202,12 +271,12 @@ class Reader {
   }
 
   /** All CSVs of a set are made at once, and kept for those that are saved next. */
-  async synchronisedCsv(k, signal) {
-    if (!this.outputs) {
-      const outputs = await this.run('synchronise', this.files, 'All recordings', { signal });
-      this.outputs = outputs.map((bytes) => new Blob([bytes]));
+  async synchronisedCsv(k, method, signal) {
+    if (!this.outputs[method]) {
+      const outputs = await this.run('synchronise', this.files, 'All recordings', { signal, options: METHODS[method].options });
+      this.outputs[method] = outputs.map((bytes) => new Blob([bytes]));
     }
-    return this.outputs[k];
+    return this.outputs[method][k];
   }
 }
 

@@ -37,14 +37,17 @@ function chartOfAll({ name, title, axes, unit, scales }) {
   return { title: capital(title), unit, decimals: DECIMALS, ...SHOWN[name], curves };
 }
 
-/** What a unit's charts are made of; with the unit's name in the titles where there are several. */
-function chartsOf(unit, several) {
+/**
+ * What a unit's charts are made of; with the unit's name in the titles where there are several, and behind them what
+ * `addition(channel, unit)` gives.
+ */
+function chartsOf(unit, several, addition) {
   const prefix = several ? `${unit.name} · ` : '';
   return unit.channels.flatMap((channel) => {
     const charts = typeof channel.unit === 'string' ? [chartOfAll(channel)] : chartsOfAxes(channel);
     return charts.map((chart) => ({
       ...chart,
-      title: prefix + chart.title,
+      title: prefix + chart.title + addition(channel, unit),
       channel,
       gaps: channel.gaps,
       events: unit.events,

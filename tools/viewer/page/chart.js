@@ -41,9 +41,7 @@ class Chart {
   /** `description` is { title, unit, decimals, channel, curves: [{ index, name, colour, shown }], gaps, events }. */
   constructor(parent, description, page) {
     Object.assign(this, description, { page, drawn: [] });
-    this.root = parent.appendChild(
-      element('section', { class: 'chart', 'aria-label': `${description.title}, ${description.unit}` }),
-    );
+    this.root = parent.appendChild(element('section', { class: 'chart' }));
     this.addHeading();
     this.plot = new uPlot(this.options(), this.data(), this.root.appendChild(element('div', { class: 'plot' })));
     this.line = this.plot.over.appendChild(element('div', { class: 'cursor' }));
@@ -52,7 +50,8 @@ class Chart {
 
   addHeading() {
     const heading = this.root.appendChild(element('div', { class: 'heading' }));
-    heading.append(element('h2', {}, `${this.title} [${this.unit}]`));
+    this.heading = heading.appendChild(element('h2'));
+    this.name(this.title);
     this.readouts = this.curves.map((curve) => {
       const button = heading.appendChild(
         element('button', { type: 'button', class: 'curve', 'aria-pressed': String(curve.shown) }),
@@ -65,6 +64,18 @@ class Chart {
       button.addEventListener('click', () => this.toggle(curve, button));
       return button.appendChild(element('output', {}, ''));
     });
+  }
+
+  name(title) {
+    this.title = title;
+    this.root.setAttribute('aria-label', `${title}, ${this.unit}`);
+    this.heading.textContent = `${title} [${this.unit}]`;
+  }
+
+  /** Another channel, of the same curves. */
+  show({ title, channel, gaps }) {
+    Object.assign(this, { channel, gaps });
+    this.name(title);
   }
 
   toggle(curve, button) {

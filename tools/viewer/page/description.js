@@ -2,6 +2,8 @@
 // share this file.
 'use strict';
 
+const { ORIENTATION } = require('./methods.js');
+
 const isCurve = ({ levels }) => levels.length > 0;
 
 const pairs = (flat) => Array.from({ length: flat.length / 2 }, (_, i) => [flat[2 * i], flat[2 * i + 1]]);
@@ -11,8 +13,8 @@ function eventsOf({ channels }) {
   return events ? Array.from(events.time, (time, i) => [time, events.axes[0][i]]) : [];
 }
 
-/** The channel that was sampled: the orientation has a row for each sample of the accelerometer. */
-const sampledName = ({ name }) => (name === 'quaternion' ? 'accel' : name);
+/** The sensor behind a channel: an orientation has a row for each sample of the accelerometer, a smoothed one of the gyroscope. */
+const sampledName = ({ name, method }) => (name !== ORIENTATION ? name : method === 'smoothed' ? 'gyro' : 'accel');
 
 function gapsOf(channel, { channels }) {
   return pairs(channels.find(({ name }) => name === sampledName(channel)).gaps);

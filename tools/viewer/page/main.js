@@ -37,9 +37,9 @@ async function loadUnit(description, origin) {
 
 /** Drawn first from what is quickly there. */
 async function main() {
-  const { origin, served, units: descriptions } = JSON.parse(byId('description').textContent);
+  const { origin, served, method, units: descriptions } = JSON.parse(byId('description').textContent);
   const units = await Promise.all(descriptions.map((description) => loadUnit(description, origin)));
-  const page = new Page(units, { served });
+  const page = new Page(units, { served, method });
   globalThis.vortenaPage = page;
   page.start();
   await new Promise((resolve) => {

@@ -4,6 +4,7 @@
 const { Box } = require('./box.js');
 const { byRank, chartsOf } = require('./channels.js');
 const { Chart, element } = require('./chart.js');
+const { METHODS, ORIENTATION } = require('./methods.js');
 const { savePicture } = require('./picture.js');
 const { VERDICTS, channelRows, placesOf, unitRows } = require('./quality.js');
 const { unpackSamples } = require('./packing.js');
@@ -21,10 +22,29 @@ const HINT_MS = 1500;
 
 const byId = (id) => document.getElementById(id);
 
+const addressParts = () => new URLSearchParams(location.hash.slice(1));
+
+/** Of the orientation. */
+function methodInAddress() {
+  const method = addressParts().get('o');
+  return Object.hasOwn(METHODS, method) ? method : undefined;
+}
+
+/** What a chart's title says of its method. The rate that is drawn is the corrected one only where the recording was read so. */
+function titleOf({ name, method }, { report }) {
+  const isCorrected = name === 'gyro' && report.gyroscopeOffset;
+  return METHODS[isCorrected ? 'rest' : method]?.title ?? '';
+}
+
 class Page {
-  /** `served`: a server has the samples. Units that are not on one clock begin one below another. */
-  constructor(units, { served = false, onOneClock = true } = {}) {
-    Object.assign(this, { units, served, onOneClock: onOneClock || units.length === 1 });
+  /**
+   * `served`: a server has the samples. Units that are not on one clock begin one below another. `method` is the
+   * orientation that is shown first; `compute(method)`, where it can be, brings others.
+   */
+  constructor(units, { served = false, onOneClock = true, method = 'filter', compute } = {}) {
+    Object.assign(this, { units, served, onOneClock: onOneClock || units.length === 1, compute });
+    this.method = compute ? method : ([method, ...Object.keys(METHODS)].find((each) => this.hasMethod(each)) ?? method);
+    this.firstMethod = this.method;
     const end = Math.max(...units.map((unit) => unit.end - unit.origin));
     this.full = { from: 0, to: Math.max(end, FEWEST_SECONDS) };
     this.view = this.firstView();
@@ -52,14 +72,11 @@ class Page {
 
   start() {
     this.readFragment();
+    const asked = methodInAddress() ?? this.method;
+    this.method = this.hasMethod(asked) ? asked : this.method;
     this.describe();
-    const column = byId('charts');
-    const descriptions = this.units.flatMap((unit) => chartsOf(unit, this.units.length > 1));
-    // Of several units, the same quantities one below another.
-    this.charts = descriptions
-      .sort((a, b) => byRank(a.channel, b.channel))
-      .map((description) => new Chart(column, description, this));
-    this.boxes = this.units.flatMap((unit) => this.addBoxes(unit));
+    this.layOut();
+    this.offerMethods();
     this.units.forEach((unit) => this.addQuality(unit));
     this.charts.forEach((chart) => chart.resize()); // fill what the rest leaves
     this.reserveTools();
@@ -71,6 +88,73 @@ class Page {
       byId(id).disabled = this.charts.length === 0;
     });
     document.documentElement.dataset.ready = 'true';
+  }
+
+  /** The channels of a unit, of its orientations the one that is shown. */
+  channelsOf({ channels }) {
+    return channels.filter(({ name, method }) => name !== ORIENTATION || method === this.method);
+  }
+
+  /** Of several units, the same quantities one below another. */
+  descriptions() {
+    const describe = (unit) => chartsOf({ ...unit, channels: this.channelsOf(unit) }, this.units.length > 1, titleOf);
+    return this.units.flatMap(describe).sort((one, other) => byRank(one.channel, other.channel));
+  }
+
+  layOut() {
+    this.charts?.forEach((chart) => chart.close());
+    ['charts', 'boxes'].forEach((id) => byId(id).replaceChildren());
+    this.charts = this.descriptions().map((description) => new Chart(byId('charts'), description, this));
+    this.boxes = this.units
+      .map((unit) => ({ unit, channel: this.channelsOf(unit).find(({ name }) => name === ORIENTATION) }))
+      .filter(({ channel }) => channel)
+      .map(({ unit, channel }) => ({ ...this.addBox(unit), channel, unit }));
+  }
+
+  hasMethod(method) {
+    return this.units.some(({ channels }) => channels.some((channel) => channel.method === method));
+  }
+
+  offerMethods() {
+    const offered = Object.keys(METHODS).filter((method) => this.compute || this.hasMethod(method));
+    byId('method').replaceChildren(...offered.map((method) => element('option', { value: method }, METHODS[method].label)));
+    byId('methods').hidden = offered.length < 2;
+    this.tellMethod();
+  }
+
+  tellMethod() {
+    byId('method').value = this.method;
+    const errors = this.boxes.flatMap(({ channel: { typicalError } }) => typicalError ?? []);
+    const words = errors.map((error) => `${numberText(error, 2)}°`).join(', ');
+    byId('method-words').textContent = words && `error of the inclination to expect: ${words} rms`;
+  }
+
+  /** One that the page has, or that somebody computes for it. */
+  choose(method) {
+    if (this.hasMethod(method)) {
+      this.showMethod(method);
+    } else if (method !== this.method) {
+      this.compute?.(method);
+    }
+    byId('method').value = this.method;
+  }
+
+  /** The charts stay, with their curves and view, where the same units have an orientation. */
+  showMethod(method) {
+    const keysOf = (charts) => charts.map(({ channel }) => `${channel.unitNumber} ${channel.name}`).join();
+    this.method = method;
+    const descriptions = this.descriptions();
+    if (keysOf(descriptions) === keysOf(this.charts)) {
+      this.charts.forEach((chart, k) => chart.show(descriptions[k]));
+      this.boxes.forEach((box) => {
+        box.channel = this.channelsOf(box.unit).find(({ name }) => name === ORIENTATION);
+      });
+    } else {
+      this.layOut();
+      this.charts.forEach((chart) => chart.resize());
+    }
+    this.tellMethod();
+    this.draw();
   }
 
   /** Once all levels and samples are there. */
@@ -143,7 +227,7 @@ class Page {
     const canvas = holder.appendChild(element('canvas', { role: 'img', 'aria-label': `Attitude of ${unit.name} at the cursor` }));
     const caption = holder.appendChild(element('figcaption', {}, this.units.length > 1 ? unit.name : ''));
     const words = caption.appendChild(element('p'));
-    return { box: new Box(canvas, this), channel, words, canvas };
+    return { box: new Box(canvas, this), words, canvas };
   }
 
   addQuality(unit) {
@@ -317,7 +401,8 @@ class Page {
         channels.map(async (channel) => {
           const { origin } = this.units[channel.unitNumber];
           const answer = await fetch(
-            `samples?unit=${channel.unitNumber}&key=${channel.key}&from=${from + origin}&to=${to + origin}`,
+            `samples?unit=${channel.unitNumber}&key=${channel.key}&from=${from + origin}&to=${to + origin}` +
+              (channel.method ? `&method=${channel.method}` : ''),
           );
           if (!answer.ok) {
             throw new Error(answer.statusText);
@@ -368,10 +453,12 @@ class Page {
   }
 
   readFragment() {
-    const numbers = /^#t=([\d.]+)-([\d.]+)(?:&c=([\d.]+))?$/.exec(location.hash)?.slice(1).map(Number);
+    const parts = addressParts();
+    const numbers = /^([\d.]+)-([\d.]+)$/.exec(parts.get('t'))?.slice(1).map(Number);
     if (numbers && numbers[1] > numbers[0] && numbers[0] < this.full.to) {
       this.view = { from: numbers[0], to: Math.min(numbers[1], this.full.to) };
-      this.cursor = Number.isFinite(numbers[2]) ? Math.min(numbers[2], this.full.to) : (numbers[0] + this.view.to) / 2;
+      const cursor = Number.parseFloat(parts.get('c'));
+      this.cursor = Number.isFinite(cursor) ? Math.min(cursor, this.full.to) : (numbers[0] + this.view.to) / 2;
     }
   }
 
@@ -380,7 +467,8 @@ class Page {
     clearTimeout(this.fragmentTimer);
     this.fragmentTimer = setTimeout(() => {
       const [from, to, cursor] = [this.view.from, this.view.to, this.cursor].map((time) => Number(time.toFixed(4)));
-      history.replaceState(null, '', `#t=${from}-${to}&c=${cursor}`);
+      const method = this.method === this.firstMethod ? '' : `&o=${this.method}`;
+      history.replaceState(null, '', `#t=${from}-${to}&c=${cursor}${method}`);
     }, FRAGMENT_MS);
   }
 
@@ -403,11 +491,13 @@ class Page {
       this.lanes = target.checked;
       this.resize();
     });
+    on(byId('method'), 'change', ({ target }) => this.choose(target.value));
     on(document, 'keydown', (event) => this.onKey(event));
     on(globalThis, 'resize', () => this.resize());
     on(globalThis, 'hashchange', () => {
       this.readFragment();
       this.draw();
+      this.choose(methodInAddress() ?? this.method);
     });
     on(globalThis, 'beforeprint', () => this.forPrint(true));
     on(globalThis, 'afterprint', () => this.forPrint(false));
@@ -445,4 +535,4 @@ class Page {
   }
 }
 
-module.exports = { Page };
+module.exports = { Page, methodInAddress };

@@ -285,6 +285,53 @@ test('zooms by mouse, wheel, keys and buttons, all charts once, and keeps the vi
   await tab.context().close();
 });
 
+/** Roll, pitch and heading are those of the quaternion in row `row`, or there are none. */
+async function assertAttitude(tab, { w, x, y, z }, row) {
+  await setCursor(tab, row / RATE + 1e-4);
+  const angles = await tab.evaluate(() => document.querySelector('canvas[role=img]').dataset.angles);
+  const q = [w[row], x[row], y[row], z[row]];
+  assert.equal(angles !== '', q.some(Boolean), `row ${row}`);
+  assert.ok(!angles || attitudes(angles.split(' ').map(Number), q) < 5e-4, `row ${row}: ${angles}`);
+}
+
+test('switches the orientation without a server, and keeps the choice in its address', async () => {
+  const quaternions = async (options) => (await readSamples(recording, options)).channels.quaternion;
+  const [filter, smoothed] = await Promise.all([quaternions({}), quaternions({ orientation: 'smoothed' })]);
+  const tab = await open(browser, page);
+  const choice = tab.getByRole('combobox', { name: 'orientation' });
+  const assertShown = async (quaternion, title) => {
+    for (const row of [0, 4000, 9000]) {
+      await assertAttitude(tab, quaternion, row);
+    }
+    assert.ok((await readouts(tab))[title], title);
+    assert.deepEqual(await drawnBounds(tab, 0, 60), rates);
+  };
+  const rates = await drawnBounds(tab, 0, 60);
+  await tab.getByRole('button', { name: 'heading' }).click();
+  await assertShown(filter, 'Orientation [°]');
+  await choice.selectOption('smoothed');
+  await assertShown(smoothed, 'Orientation, smoothed [°]');
+  assert.equal(await tab.getByRole('button', { name: 'heading' }).getAttribute('aria-pressed'), 'false');
+  await tab.waitForFunction(() => /&o=smoothed$/.test(location.hash));
+  await tab.reload();
+  await tab.waitForSelector('html[data-whole]');
+  await assertShown(smoothed, 'Orientation, smoothed [°]');
+  await choice.selectOption('filter');
+  await assertShown(filter, 'Orientation [°]');
+  await tab.context().close();
+
+  for (const [options, orientation, rate] of [
+    ['--orientation=smoothed', 'Orientation, smoothed [°]', 'Angular rate [°/s]'],
+    ['--offset=rest', 'Orientation, offset at rest off [°]', 'Angular rate, offset at rest off [°/s]'],
+  ]) {
+    const first = await open(browser, support.makePage([recording], options));
+    const titles = Object.keys(await readouts(first));
+    assert.ok(titles.includes(orientation) && titles.includes(rate), titles.join());
+    await first.context().close();
+  }
+  support.makePage([recording]);
+});
+
 test('labels the value axes by what is drawn, whatever it was drawn for', async () => {
   const tab = await open(browser, `${page}#t=18.02-18.31&c=18.2`, { script: support.noteLabels });
   const steps = {

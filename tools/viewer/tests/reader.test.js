@@ -8,6 +8,7 @@ const http = require('node:http');
 const { once } = require('node:events');
 const { after, before, test } = require('node:test');
 const { convert, synchronise } = require('vortena-reader/promises');
+const { longUnit } = require('../../../tests/js/units.js');
 const support = require('./support.js');
 
 const { drop, openReader, readouts } = support;
@@ -161,6 +162,39 @@ test('brings a set onto one clock where it can, and says why where it cannot', a
   assert.match(await textOf(tab, 'facts'), /each from its own first sample/);
   assert.deepEqual(tab.faults, []);
   await Promise.all([tab, page].map((each) => each.context().close()));
+});
+
+test('computes other orientations and saves their CSV, and stays where there is no rest', async () => {
+  const tab = await openReader(browser);
+  const choice = tab.getByRole('combobox', { name: 'orientation' });
+  const chosen = (title) => tab.waitForFunction((text) => document.body.textContent.includes(text), title);
+  const lying = longUnit(support.folder, 'lying.bin', 100, { offset: 20 });
+  await convert(lying, `${lying}.csv`);
+  const plain = fs.readFileSync(`${lying}.csv`);
+  await drop(tab, [lying]);
+  await shown(tab, 'lying.bin');
+  for (const [method, title, options] of [
+    ['rest', 'Orientation, offset at rest off [°]', { gyroscopeOffset: 'rest' }],
+    ['smoothed', 'Orientation, smoothed [°]', { orientation: 'smoothed' }],
+  ]) {
+    await choice.selectOption(method);
+    await chosen(title);
+    await convert(lying, `${lying}.csv`, options);
+    const expected = fs.readFileSync(`${lying}.csv`);
+    assert.ok(!expected.equals(plain) && (await saved(tab, 'lying.csv')).equals(expected), method);
+  }
+  await tab.waitForFunction(() => /&o=smoothed$/.test(location.hash));
+  const restless = support.simulate('restless.bin', 3);
+  await drop(tab, [restless]);
+  await shown(tab, 'restless.bin');
+  await chosen('Orientation, smoothed [°]'); // what was chosen before
+  await choice.selectOption('rest');
+  assert.match((await trouble(tab)).join(), /restless\.bin gives no estimate of the gyroscope's offset/);
+  assert.equal(await choice.inputValue(), 'smoothed');
+  await choice.selectOption('filter');
+  await chosen('Orientation [°]');
+  assert.deepEqual(tab.faults, []);
+  await tab.context().close();
 });
 
 test('stays usable after what is no recording, after cancelling, and after another recording', async () => {

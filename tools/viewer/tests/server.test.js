@@ -79,6 +79,17 @@ test('gives samples as they were recorded', async () => {
   }
 });
 
+test('gives the samples of both orientations', async () => {
+  for (const method of ['filter', 'smoothed']) {
+    const { w } = (await readSamples(recording, { orientation: method })).channels.quaternion;
+    const { body, headers } = await get(`${address.pathname}samples?unit=0&key=10&method=${method}&from=0&to=20`);
+    const samples = unpackSamples(JSON.parse(headers['x-samples']), new Uint8Array(body));
+    assert.equal(Number.isNaN(samples.axes[0][0]), method === 'filter');
+    assert.ok(Math.abs(samples.axes[0][3500] - w[3500]) < 1e-4, method);
+  }
+  assert.equal((await get(`${address.pathname}samples?unit=0&key=10&method=rest&from=0&to=20`)).status, 404);
+});
+
 test('brings every sample into the page as it is zoomed, and ends with Ctrl-C', async () => {
   const browser = await support.startBrowser();
   try {
