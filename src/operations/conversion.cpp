@@ -2,7 +2,6 @@
 // second thread they run side by side.
 #include "operations/conversion.h"
 
-#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <optional>

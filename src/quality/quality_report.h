@@ -11,7 +11,6 @@
 #include "quality/sampling.h"
 #include "reader/decoding/load_report.h"
 #include "reader/orientation_problem.h"
-#include "reader/recording.h"
 
 namespace vortena {
 

@@ -2,8 +2,6 @@
 // the mode are the most that any entry of the list grants.
 #include "system/file_rights.h"
 
-#include <system_error>
-
 #if defined(__unix__) || defined(__APPLE__)
 #define VORTENA_POSIX 1
 #include <fcntl.h>

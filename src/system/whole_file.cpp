@@ -9,7 +9,6 @@
 #if defined(__unix__) || defined(__APPLE__)
 #define VORTENA_POSIX 1
 #include <fcntl.h>
-#include <unistd.h>
 #endif
 
 namespace vortena {

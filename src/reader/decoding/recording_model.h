@@ -1,7 +1,6 @@
 // A decoded recording: its configuration header (kiv_Config) and one series per channel (kiv_DataSensor).
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <unordered_map>

@@ -128,4 +128,4 @@ class Bars {
   }
 }
 
-module.exports = { Bars, fractionOf };
+module.exports = { Bars };

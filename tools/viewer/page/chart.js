@@ -2,7 +2,7 @@
 'use strict';
 
 /* global uPlot */
-const { clockText, numberText, timeText, timeTicks } = require('./scales.js');
+const { numberText, timeText, timeTicks } = require('./scales.js');
 const { layOut, marksOf, trace, valueAxis } = require('./plotting.js');
 
 const AXIS_WIDTH = 64;
@@ -359,4 +359,4 @@ class Chart {
   }
 }
 
-module.exports = { AXIS_WIDTH, Chart, clockText, element };
+module.exports = { Chart, element };

@@ -144,4 +144,4 @@ async function savePicture(kind, charts, page, heading) {
   save(kind === 'svg' ? new Blob([svg], { type: 'image/svg+xml' }) : await pngOf(svg), `${name}.${kind}`);
 }
 
-module.exports = { savePicture, svgOf };
+module.exports = { savePicture };

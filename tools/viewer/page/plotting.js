@@ -121,4 +121,4 @@ function marksOf(spans, { from, to, left, width }, least) {
   return { shaded, marks: [...marks] };
 }
 
-module.exports = { extentOf, layOut, marksOf, trace, valueAxis };
+module.exports = { layOut, marksOf, trace, valueAxis };
