@@ -5,6 +5,8 @@ const { spawnSync } = require('node:child_process');
 
 const COLOURS = ['#0072b2', '#d55e00', '#007a5a']; // told apart by all eyes
 const PANEL_HEIGHT = 200;
+const FOOT = 68;
+const HEAD = 32;
 const MOST_POINTS = 4000; // of a curve; a picture has a thousand columns
 
 const quoted = (text) => `"${text.replace(/[\\"]/g, '\\$&').replace(/[\p{Cc}]/gu, '?')}"`;
@@ -60,12 +62,15 @@ function curveOf(name, x, y, column) {
  * @param {{ label: string, range?: [number, number], step?: number,
  *   curves: { name?: string, colour?: string, x: Float64Array, y: Float64Array }[] }[]} panels from
  *   the top down, on one time axis. NaN ends a line.
+ * @param {number} [panelHeight] in pixels.
  */
-function drawCurves(picture, title, panels) {
+function drawCurves(picture, title, panels, panelHeight = PANEL_HEIGHT) {
+  const height = FOOT + HEAD + panelHeight * panels.length;
+  const [bottom, top] = [FOOT / height, 1 - HEAD / height].map((share) => share.toFixed(4));
   const commands = [
-    `set terminal pngcairo size 1000, ${80 + PANEL_HEIGHT * panels.length} font "sans,13"`,
+    `set terminal pngcairo size 1000, ${height} font "sans,13"`,
     `set output ${quoted(picture)}`,
-    `set multiplot layout ${panels.length}, 1 title ${quoted(title)} noenhanced margins 0.09, 0.98, 0.09, 0.94 spacing 0.02`,
+    `set multiplot layout ${panels.length}, 1 title ${quoted(title)} noenhanced margins 0.09, 0.98, ${bottom}, ${top} spacing 0.02`,
     'set grid linewidth 1 linetype 1 linecolor "#c8c8c8"',
     'set key opaque noenhanced top left horizontal samplen 2',
     'set xrange [0:*] noextend',
