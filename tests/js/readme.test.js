@@ -55,10 +55,11 @@ test('the examples of the page on promises run as they stand', (t) => {
   fs.copyFileSync(path.join(folder, 'recording.bin'), path.join(folder, 'walk.bin'));
   fs.mkdirSync(path.join(folder, 'synchronised'), { recursive: true });
   const outputs = outputsOf('docs/promises.md', folder);
-  assert.equal(outputs.length, 9);
+  assert.equal(outputs.length, 10);
   assert.match(outputs[2], /^1000 samples at 100 Hz, up to [\d.]+ g, device/m);
-  assert.match(outputs[7], /^no such file: missing\.bin$/m);
-  assert.match(outputs[8], /^[\w-]+ \/.* [\w-]+ \/.*$/m);
+  assert.match(outputs[6], /^1000 attitudes[^]*offset about x -?[\d.]+ deg\/s/);
+  assert.match(outputs[8], /^no such file: missing\.bin$/m);
+  assert.match(outputs[9], /^[\w-]+ \/.* [\w-]+ \/.*$/m);
   const made = ['walk.csv', 'corrected.csv', 'header.bin'];
   assert.deepEqual(filesIn(folder, made), made);
 });
