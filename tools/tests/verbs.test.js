@@ -6,7 +6,7 @@ const fs = require('node:fs');
 const path = require('node:path');
 const test = require('node:test');
 const { readAndSync2 } = require('vortena-reader');
-const { scratchFolder, unit, vortena, writeRecording } = require('./support.js');
+const { listOf, scratchFolder, unit, vortena, writeRecording } = require('./support.js');
 
 const readFolder = (folder) => fs.readdirSync(folder).map((name) => [name, fs.readFileSync(path.join(folder, name), 'utf8')]);
 
@@ -71,6 +71,26 @@ test('sync writes what readAndSync2 writes, and says by what and how far', (t) =
   const second = unit(folder, 'second.bin', { time: { role: 0 } });
   const [refused] = vortena(['sync', second, set[0], '-o', out, '--json', '--overwrite']).events;
   assert.deepEqual([refused.code, refused.reason], ['ERR_SYNC', 'several-masters']);
+});
+
+test('an offset at rest that is not to be had is no fault of the program, and none of its outputs is there', (t) => {
+  const folder = scratchFolder(t);
+  const short = unit(folder, 'short.bin', { ticks: 100, time: { role: 0, ahead: 0 } });
+  const other = unit(folder, 'other.bin', { ticks: 100, time: { role: 1, ahead: 0 } });
+  for (const [verb, ...args] of [
+    ['convert', short, '-o', path.join(folder, 'out')],
+    ['sync', short, other, '-o', path.join(folder, 'out')],
+    ['view', short, '-o', path.join(folder, 'out', 'short.html')],
+  ]) {
+    const { status, stdout, stderr } = vortena([verb, ...args, '--offset', 'rest']);
+    assert.equal(status, 1, verb);
+    assert.match(
+      stdout + stderr,
+      /short\.bin gives no estimate of the gyroscope's offset.+\n +Take --orientation smoothed/,
+      verb,
+    );
+    assert.deepEqual(fs.existsSync(path.join(folder, 'out')) ? listOf(path.join(folder, 'out')) : [], [], verb);
+  }
 });
 
 test('without a time base, info and sync tell what is unknown', (t) => {

@@ -30,6 +30,7 @@ const ADVICE = {
   ERR_OUTPUT_IS_RECORDING: 'Choose another folder with -o; recordings are never replaced.',
   ERR_OUTPUT_CLASH: 'Rename one of them, or convert them into folders of their own.',
   ERR_SYNC: 'Take recordings that were made together, of units set to one radio channel and one of them master.',
+  ERR_NO_REST: 'Take --orientation smoothed, which needs no rest, or leave --offset out.',
   ERR_CONFIG_TEXT: 'docs/configuration-text.md has the form of the text.',
   ERR_NO_MEMORY: 'Use fewer jobs with -j, or close other programs.',
   ERR_WORKER_DIED: 'If it was killed for want of memory, use -j 1 or a lower --memory. If it dies again, report the fault.',
