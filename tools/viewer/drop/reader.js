@@ -135,7 +135,9 @@ class Reader {
 
   addOrientations(units, method) {
     if (!units.some(({ channels }) => channels.some(({ name }) => name === ORIENTATION))) {
-      throw Object.assign(new Error(`There is no orientation: ${METHODS[method].label}`), { code: 'ERR_ORIENTATION' });
+      throw Object.assign(new Error(`No orientation can be computed by this method: ${METHODS[method].label}`), {
+        code: 'ERR_ORIENTATION',
+      });
     }
     units.forEach((unit, k) => {
       const { name, origin, channels } = this.page.units[k];

@@ -168,6 +168,19 @@ test('computes other orientations and saves their CSV, and stays where there is 
   const tab = await openReader(browser);
   const choice = tab.getByRole('combobox', { name: 'orientation' });
   const chosen = (title) => tab.waitForFunction((text) => document.body.textContent.includes(text), title);
+  const uneven = longUnit(support.folder, 'uneven.bin', 100);
+  const bytes = fs.readFileSync(uneven);
+  bytes[bytes.indexOf(Buffer.from([201, 0, 100])) + 2] = 50; // Hz, for the filter too unlike the accelerometer's
+  fs.writeFileSync(uneven, bytes);
+  await drop(tab, [uneven]);
+  await shown(tab, 'uneven.bin');
+  assert.equal(await tab.locator('.chart').count(), 2);
+  await choice.selectOption('smoothed');
+  await chosen('Orientation, smoothed [°]');
+  assert.deepEqual([await tab.locator('.chart').count(), await tab.locator('figure').count()], [3, 1]);
+  await choice.selectOption('filter');
+  assert.match((await trouble(tab)).join(), /No orientation can be computed by this method: filter/);
+
   const lying = longUnit(support.folder, 'lying.bin', 100, { offset: 20 });
   await convert(lying, `${lying}.csv`);
   const plain = fs.readFileSync(`${lying}.csv`);
