@@ -49,7 +49,7 @@ promises.backend().promises.kind === 'node-api';
 export async function useMemory(file: File, bytes: ArrayBuffer) {
   await wasm.initialise(new Uint8Array(8));
   await wasm.initialise(fetch('vortena.wasm'));
-  const sizes: number[] = [(await wasm.convert(bytes)).length];
+  const sizes: number[] = [(await wasm.convert(bytes, { orientation: 'smoothed' })).length];
   for await (const piece of wasm.csvPieces(file, { onProgress: ({ fraction }) => sizes.push(fraction) })) {
     sizes.push(piece.byteLength);
   }
