@@ -2,34 +2,29 @@
 // name, and appears whole or not at all.
 'use strict';
 
-const args = require('./src/requests/arguments.js');
+const { optionsTaker } = require('./src/requests/arguments.js');
 const { clearParts, partOf } = require('./src/promises/parts.js');
 const { filePath } = require('./src/promises/paths.js');
+const { valuesOf } = require('./src/requests/requests.js');
 const { native, run } = require('./src/promises/run.js');
 
+const optionsOf = optionsTaker('outputs');
+
 /** Whether a file, or a folder, can appear at `output`; for asking before the work. */
-async function requirePlace(output, options = {}) {
+async function requirePlace(output, given = {}) {
   const to = filePath(output, 'output');
-  args.checkOptions(options);
-  const flags = [
-    args.flag(options, 'folder', false),
-    args.flag(options, 'overwrite', true),
-    args.flag(options, 'mayBeginLikeRecording', false),
-  ];
-  await run((done) => native.checkPlace(done, to, ...flags), options, { outputs: [to] });
+  const options = optionsOf('requirePlace', given);
+  await run((done) => native.checkPlace(done, to, ...valuesOf.checkPlace(options)), options, { outputs: [to] });
 }
 
 /** Gives `part` its name: the path of the folder that it replaced, and which the caller removes; otherwise ''. */
-async function publish(part, output, options = {}) {
+async function publish(part, output, given = {}) {
   const from = filePath(part, 'part');
   const to = filePath(output, 'output');
-  args.checkOptions(options);
-  const flags = [
-    args.flag(options, 'fsync', false),
-    args.flag(options, 'overwrite', true),
-    args.flag(options, 'mayBeginLikeRecording', false),
-  ];
-  const { result } = await run((done) => native.publish(done, from, to, ...flags), options, { outputs: [to] });
+  const options = optionsOf('publish', given);
+  const { result } = await run((done) => native.publish(done, from, to, ...valuesOf.publish(options)), options, {
+    outputs: [to],
+  });
   return result.aside;
 }
 

@@ -559,7 +559,8 @@ export function levels(
 /**
  * Brings recordings that were made together onto one clock, cuts them to their common span and writes one CSV for each,
  * with the bytes and the names of `readAndSync2`. All CSVs appear or none does. Two recordings that would write one
- * CSV are refused before anything is written. `gyroscopeOffset: 'rest'` is estimated for each unit.
+ * CSV are refused before anything is written. `gyroscopeOffset: 'rest'` is estimated for each unit; a list has one offset
+ * for each, or undefined for none.
  */
 export function synchronise(
   paths: readonly FilePath[],
@@ -570,8 +571,8 @@ export function synchronise(
     OrientationOptions & { gyroscopeOffset?: 'rest' | Axes | readonly Axes[] | undefined },
 ): Promise<SynchronisedSet>;
 
-/** Reads the configuration header; a file that is shorter than a block will do. */
-export function readConfig(path: FilePath, options?: Pick<JobOptions, 'signal'> & ZoneOptions): Promise<RecordingConfig>;
+/** Reads the configuration header; a file that is shorter than a block will do. It tells no progress. */
+export function readConfig(path: FilePath, options?: JobOptions & ZoneOptions): Promise<RecordingConfig>;
 
 /** What a header is written from. Numbers are whole, and as large as docs/configuration-text.md allows. */
 export interface WritableConfig {
@@ -603,13 +604,10 @@ export interface WritableSensor {
 
 /**
  * Writes a file that holds the header frames of a configuration text, or of an object, and nothing else; whole or not at
- * all. An existing file of no more than 512 bytes is replaced, a longer one that begins like a recording is refused.
+ * all. An existing file of no more than 512 bytes is replaced, a longer one that begins like a recording is refused. It
+ * tells no progress.
  */
-export function writeConfig(
-  path: FilePath,
-  config: string | WritableConfig,
-  options?: Pick<JobOptions, 'signal'> & OutputOptions,
-): Promise<void>;
+export function writeConfig(path: FilePath, config: string | WritableConfig, options?: JobOptions & OutputOptions): Promise<void>;
 
 /** What the package runs on. */
 export interface Binary {

@@ -2,12 +2,14 @@
 'use strict';
 
 const { loadMethods } = require('./src/loading.js');
-const args = require('./src/requests/arguments.js');
-const { configurationObject, configurationText } = require('./src/requests/configuration.js');
+const { check, optionsTaker } = require('./src/requests/arguments.js');
+const { configurationText } = require('./src/requests/configuration.js');
 const { VortenaError } = require('./src/requests/errors.js');
 const { filePath, pathList } = require('./src/promises/paths.js');
-const { levelsRequest, samplesRequest, setAnswer } = require('./src/requests/requests.js');
+const { configAnswer, levelsAnswer, samplesAnswer, setAnswer, valuesOf } = require('./src/requests/requests.js');
 const { backend: operations, native, run } = require('./src/promises/run.js');
+
+const optionsOf = optionsTaker('promises');
 
 /** As the native entry names CSVs; for messages. */
 function csvName(recording) {
@@ -17,56 +19,47 @@ function csvName(recording) {
     .replace(/\.[^.]*$/, '')}.csv`;
 }
 
-async function convert(recording, csv, options = {}) {
+async function convert(recording, csv, given = {}) {
   const from = filePath(recording, 'path');
   const to = filePath(csv, 'csvPath');
-  args.checkOptions(options);
-  const flags = [
-    args.flag(options, 'fsync', false),
-    args.flag(options, 'overwrite', true),
-    args.flag(options, 'keepReadable', false),
-  ];
-  const secondThread = args.flag(options, 'secondThread', true);
-  const method = args.orientationMethod(options);
-  const offset = args.gyroscopeOffset(options);
-  const { result } = await run(
-    (done, alone) => native.convert(done, from, to, ...flags, alone && secondThread, method, ...offset),
-    options,
-    { recordings: [from], outputs: [to] },
-  );
+  const options = optionsOf('convert', given);
+  const values = (alone) => valuesOf.convert({ ...options, secondThread: alone && options.secondThread });
+  const { result } = await run((done, alone) => native.convert(done, from, to, ...values(alone)), options, {
+    recordings: [from],
+    outputs: [to],
+  });
   return result;
 }
 
-async function readSamples(recording, options = {}) {
+async function readSamples(recording, given = {}) {
   const from = filePath(recording, 'path');
-  args.checkOptions(options);
-  const { values, answer } = samplesRequest(options);
-  return answer(await run((done) => native.readSamples(done, from, ...values), options, { recordings: [from] }));
+  const options = optionsOf('readSamples', given);
+  const values = valuesOf.readSamples(options);
+  const answer = await run((done) => native.readSamples(done, from, ...values), options, { recordings: [from] });
+  return samplesAnswer(answer, options);
 }
 
-async function inspect(recording, options = {}) {
+async function inspect(recording, given = {}) {
   const from = filePath(recording, 'path');
-  args.checkOptions(options);
+  const options = optionsOf('inspect', given);
   const { result } = await run((done) => native.inspect(done, from), options, { recordings: [from] });
   return result;
 }
 
 /** For viewers: levels of minimum and maximum of each channel, and the samples where they are few. */
-async function levels(recordings, options = {}) {
+async function levels(recordings, given = {}) {
   const paths = pathList(recordings);
-  args.checkOptions(options);
-  const { values, answer } = levelsRequest(options);
-  return answer(await run((done) => native.levels(done, paths, ...values), options, { recordings: paths }));
+  const options = optionsOf('levels', given);
+  const values = valuesOf.levels(options);
+  return levelsAnswer(await run((done) => native.levels(done, paths, ...values), options, { recordings: paths }));
 }
 
-async function synchronise(recordings, outputFolder, options = {}) {
+async function synchronise(recordings, outputFolder, given = {}) {
   const paths = pathList(recordings);
   const folder = filePath(outputFolder, 'outputFolder');
-  args.checkOptions(options);
-  const flags = [args.flag(options, 'fsync', false), args.flag(options, 'overwrite', true)];
-  const method = args.orientationMethod(options);
-  const offsets = args.gyroscopeOffsets(options, paths.length);
-  const { result } = await run((done) => native.synchronise(done, paths, folder, ...flags, method, ...offsets), options, {
+  const options = optionsOf('synchronise', given, paths.length);
+  const values = valuesOf.synchronise(options);
+  const { result } = await run((done) => native.synchronise(done, paths, folder, ...values), options, {
     recordings: paths,
     outputs: paths.map((file) => `${folder}/${csvName(file)}`),
     folder,
@@ -74,23 +67,19 @@ async function synchronise(recordings, outputFolder, options = {}) {
   return setAnswer(result, paths);
 }
 
-async function readConfig(recording, options = {}) {
+async function readConfig(recording, given = {}) {
   const from = filePath(recording, 'path');
-  args.checkOptions(options);
-  const formatter = args.formatter(options);
-  const start = (done) => native.readConfig(done, from);
-  const { result } = await run(start, options, { recordings: [from] });
-  return configurationObject(result, formatter);
+  const options = optionsOf('readConfig', given);
+  return configAnswer(await run((done) => native.readConfig(done, from), options, { recordings: [from] }), options);
 }
 
-async function writeConfig(file, config, options = {}) {
+async function writeConfig(file, config, given = {}) {
   const to = filePath(file, 'path');
-  args.checkOptions(options);
+  const options = optionsOf('writeConfig', given);
   const isObject = typeof config === 'object' && config !== null;
-  args.check(isObject || typeof config === 'string', 'config is neither a string nor an object');
-  const fsync = args.flag(options, 'fsync', false);
+  check(isObject || typeof config === 'string', 'config is neither a string nor an object');
   const text = isObject ? configurationText(config, to) : config;
-  await run((done) => native.writeConfig(done, to, text, fsync), options, { outputs: [to] });
+  await run((done) => native.writeConfig(done, to, text, ...valuesOf.writeConfig(options)), options, { outputs: [to] });
 }
 
 /** What the five methods and these promises run on. */

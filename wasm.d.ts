@@ -109,7 +109,7 @@ export interface MemoryOptions {
 /** The samples as typed arrays; the memory is freed with the last of them. */
 export function readSamples(
   recording: RecordingBytes,
-  options?: SampleOptions & MemoryOptions & { precision?: 'float64' },
+  options?: SampleOptions & MemoryOptions & { precision?: 'float64' | undefined },
 ): Promise<SampleSet<Float64Array>>;
 export function readSamples(
   recording: RecordingBytes,

@@ -37,7 +37,7 @@ export interface Submitted {
  * `ERR_OUTPUT_CLASH` when two recordings would be written to one output, or while the output is written with another
  * orientation, with the system's error when a path cannot be
  * looked at, with `ERR_REDIS` when the server cannot be reached or does not answer, and with a `TypeError` for wrong
- * arguments.
+ * arguments, options that it does not have among them.
  */
 export function enqueue(paths: string | readonly string[], options: EnqueueOptions): Promise<Submitted[]>;
 
@@ -71,5 +71,8 @@ export type ConversionResult =
   | { output: string; rows: number; bytes: number; verdict: 'ok' | 'notes' | 'damaged'; notes: string[]; skipped?: undefined }
   | { output: string; skipped: 'exists' };
 
-/** Does jobs until it is closed. Their progress is that of `convert`: `{ stage, fraction }`, once a second. */
+/**
+ * Does jobs until it is closed. Their progress is that of `convert`: `{ stage, fraction }`, once a second. Throws a
+ * `TypeError` for an option that is unknown or of a wrong kind.
+ */
 export function work(options?: WorkOptions): Worker<ConversionJob, ConversionResult>;

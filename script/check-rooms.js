@@ -63,7 +63,7 @@ const ROOMS = {
   ],
   'tools/lib': ['tools/lib/commands', 'tools/lib/telling', 'promises.js'],
   'tools/bin': ['tools/lib'],
-  'queue/lib': ['tools/lib/outputs', 'tools/lib/finding', 'tools/lib/running', 'tools/lib/telling'],
+  'queue/lib': ['src/requests', 'tools/lib/outputs', 'tools/lib/finding', 'tools/lib/running', 'tools/lib/telling'],
 };
 const NAMES = Object.keys(ROOMS).sort((a, b) => b.length - a.length);
 
@@ -73,6 +73,7 @@ const PACKAGES = {
   'vortena-reader/promises': 'promises.js',
   'vortena-reader/outputs': 'outputs.js',
   'vortena-reader/wasm': 'wasm.js',
+  'vortena-reader/options': 'src/requests/options.js',
 };
 
 const roomOf = (file) => NAMES.find((name) => file === name || file.startsWith(`${name}/`));

@@ -49,7 +49,7 @@ function isRedisUrl(text) {
 
 /** Throws what shows nothing of the text, as nobody knows which part of a malformed URL is the password. */
 function redisUrl(given) {
-  const text = given ?? process.env.REDIS_URL ?? DEFAULT_URL;
+  const text = given === undefined ? (process.env.REDIS_URL ?? DEFAULT_URL) : given;
   if (typeof text === 'string' && (isSocket(text) || isRedisUrl(text))) {
     return isSocket(text) ? text : new URL(text).href;
   }

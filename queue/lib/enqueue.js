@@ -4,7 +4,8 @@
 const { createHash } = require('node:crypto');
 const { Queue } = require('bullmq');
 const { QUEUE, withRedis } = require('./connection.js');
-const { FORMATS, changeOf, changeOfOutput, clash, planConversions } = require('./recordings.js');
+const { optionsOf } = require('./options.js');
+const { changeOf, changeOfOutput, clash, planConversions } = require('./recordings.js');
 
 /** A hash of outputs, with the recording that each belongs to, as jobs are forgotten sooner than files are. */
 const OWNERS = 'vortena:outputs';
@@ -95,27 +96,6 @@ async function submit(queue, conversion, isNew) {
   return { id, recording, output, state };
 }
 
-function checkOptions(paths, { out, to, orientation, gyroscopeOffset }) {
-  if (typeof out !== 'string' || out === '') {
-    throw new TypeError('options.out is not the path of a folder');
-  }
-  if (!Object.hasOwn(FORMATS, to)) {
-    throw new TypeError(`options.to is not one of: ${Object.keys(FORMATS).join(', ')}`);
-  }
-  if (![undefined, 'filter', 'smoothed'].includes(orientation)) {
-    throw new TypeError("options.orientation is neither 'filter' nor 'smoothed'");
-  }
-  if (![undefined, 'rest'].includes(gyroscopeOffset)) {
-    throw new TypeError("options.gyroscopeOffset is not 'rest'");
-  }
-  if (orientation === 'smoothed' && gyroscopeOffset) {
-    throw new TypeError('a smoothed orientation estimates the offset itself: options.gyroscopeOffset is not for it');
-  }
-  if (!paths.every((each) => typeof each === 'string')) {
-    throw new TypeError('paths is not a path or a list of paths');
-  }
-}
-
 /** All outputs are claimed before the first job is queued, so that a clash leaves nothing behind. */
 async function submitAll(redis, conversions) {
   const queue = new Queue(QUEUE, { connection: redis });
@@ -138,10 +118,13 @@ function methodOf({ orientation, gyroscopeOffset }) {
   return orientation === 'smoothed' ? { orientation } : gyroscopeOffset ? { gyroscopeOffset } : {};
 }
 
-async function enqueue(paths, { redis, out, to = 'csv', recursive = false, orientation, gyroscopeOffset } = {}) {
+async function enqueue(paths, given = {}) {
+  const { redis, orientation, gyroscopeOffset, ...options } = optionsOf('enqueue', given);
   const list = [paths].flat();
-  checkOptions(list, { out, to, orientation, gyroscopeOffset });
-  const conversions = await planConversions(list, { out, to, recursive });
+  if (!list.every((each) => typeof each === 'string')) {
+    throw new TypeError('paths is not a path or a list of paths');
+  }
+  const conversions = await planConversions(list, options);
   const method = methodOf({ orientation, gyroscopeOffset });
   return withRedis(redis, (connection) =>
     submitAll(

@@ -7,9 +7,9 @@ const { DelayedError, Worker } = require('bullmq');
 const { QUEUE, redisUrl, withoutCommand } = require('./connection.js');
 const { convertOnce } = require('./conversion.js');
 const { MemoryGate } = require('./memory.js');
+const { optionsOf } = require('./options.js');
 const { serverClockBackend } = require('./server-clock.js');
 
-const LOCK_S = 30;
 const PROGRESS_MS = 1000;
 const PAUSE_MS = 1000;
 
@@ -32,14 +32,6 @@ function progressOf(job) {
     };
     job.updateProgress({ stage, fraction }).then(settle, settle);
   };
-}
-
-function checkOptions(options) {
-  for (const [name, value] of Object.entries(options)) {
-    if (value !== undefined && !(Number.isFinite(value) && value > 0)) {
-      throw new TypeError(`options.${name} is not a number above 0`);
-    }
-  }
 }
 
 const lost = () => new Error('the job was lost: it belongs to whoever takes it next');
@@ -126,8 +118,8 @@ function cancelAfterFreeze(worker, starts, lockMs) {
   worker.on('closed', () => clearInterval(timer));
 }
 
-function work({ redis, concurrency = os.availableParallelism(), memory, lock = LOCK_S } = {}) {
-  checkOptions({ concurrency, memory, lock });
+function work(given = {}) {
+  const { redis, concurrency, memory, lock } = optionsOf('work', given);
   const lockMs = 1000 * lock;
   const starts = new Starts(new MemoryGate(memory), lockMs);
   const worker = new QueueWorker(

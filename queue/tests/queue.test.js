@@ -237,6 +237,27 @@ test('a server that accepts connections and falls silent is one that cannot be r
   assert.deepEqual(states(await enqueue(recording, { redis, out })), ['queued']);
 });
 
+test('an option that is unknown, or of a wrong kind, is named, with the one that was meant', async () => {
+  for (const [options, message] of [
+    [undefined, 'options.out is not the path of a folder'],
+    [null, 'options is not an object'],
+    [{ out: 'csv', recursiv: true }, 'options.recursiv is no option of enqueue; did you mean recursive?'],
+    [{ out: 'csv', folder: 'x' }, /these are: redis, out, to, recursive/],
+    [{ out: 'csv', recursive: 'no' }, 'options.recursive is not a boolean'],
+    [{ out: 'csv', to: ['csv'] }, 'options.to is not one of: csv'],
+  ]) {
+    await assert.rejects(enqueue('none', options), { name: 'TypeError', message });
+  }
+  for (const [options, message] of [
+    [{ Concurrency: 2 }, 'options.Concurrency is no option of work; did you mean concurrency?'],
+    [{ lock: '30' }, 'options.lock is not a number above 0'],
+    [{ memory: 0 }, 'options.memory is not a number above 0'],
+    [{ redis: null }, /^the address of Redis is not/],
+  ]) {
+    assert.throws(() => work(options), { name: 'TypeError', message });
+  }
+});
+
 test('no message shows a part of the password', async (t) => {
   const { redis, queue, folder, out } = await setting(t);
   const recording = writeRecording(path.join(folder, 'r.bin'), SHORT);

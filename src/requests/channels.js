@@ -1,20 +1,8 @@
 // Channels by name, and their samples as typed arrays over the buffers that the native entry hands out.
 'use strict';
 
-const { check } = require('./arguments.js');
-
 /** For checking arguments before anything runs; all else about channels comes with the answers. */
-const NAMES = ['accel', 'gyro', 'baro', 'mag', 'radioByte', 'radioTime', 'quaternion', 'event'];
-
-/** The wanted channels; all without a list. */
-function wantedChannels(list = NAMES) {
-  check(Array.isArray(list), 'options.channels is not an array');
-  const names = [...list];
-  for (const name of names) {
-    check(NAMES.includes(name), `options.channels: ${String(name)} is none of ${NAMES.join(', ')}`);
-  }
-  return names;
-}
+const CHANNEL_NAMES = ['accel', 'gyro', 'baro', 'mag', 'radioByte', 'radioTime', 'quaternion', 'event'];
 
 /** `memory` is an ArrayBuffer, or the bytes of one that hold the array. */
 function arrayIn(memory, FloatArray, first, count) {
@@ -35,4 +23,4 @@ function channelObjects(list, buffers, precision) {
   return Object.fromEntries(list.map((channel) => [channel.name, channelObject(channel, buffers, FloatArray)]));
 }
 
-module.exports = { arrayIn, channelObjects, wantedChannels };
+module.exports = { CHANNEL_NAMES, arrayIn, channelObjects };

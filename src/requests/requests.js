@@ -1,10 +1,10 @@
 // What the operations are asked for, and their answers as users see them; the same for files and for bytes in memory.
 'use strict';
 
-const args = require('./arguments.js');
-const { arrayIn, channelObjects, wantedChannels } = require('./channels.js');
+const { CHANNEL_NAMES, arrayIn, channelObjects } = require('./channels.js');
 const { configurationObject } = require('./configuration.js');
 const { levelObjects } = require('./levels.js');
+const { zoneFormatter } = require('./wall-time.js');
 
 /** What the smoother estimated besides the orientation; `smoothing` has the places of its arrays among `buffers`. */
 function smoothingObject(smoothing, buffers) {
@@ -31,35 +31,60 @@ function smoothingObject(smoothing, buffers) {
   };
 }
 
-/** `values` behind the recording, and the answer made of what comes. */
-function samplesRequest(options) {
-  const { channels, precision = 'float64' } = options;
-  args.check(['float64', 'float32'].includes(precision), "options.precision is neither 'float64' nor 'float32'");
-  const names = wantedChannels(channels);
-  const isMethod = typeof options.orientation === 'string';
-  const orientation = isMethod || args.flag(options, 'orientation', names.includes('quaternion'));
-  const method = args.orientationMethod(isMethod ? options : { ...options, orientation: undefined });
-  const required = isMethod || options.orientation === true || (orientation && channels !== undefined);
-  const formatter = args.formatter(options);
-  return {
-    values: [names, orientation, required, precision === 'float32', method, ...args.gyroscopeOffset(options)],
-    answer({ result, buffers }) {
-      const config = configurationObject(result.config, formatter);
-      const channels = channelObjects(result.channels, buffers, precision);
-      return { config, channels, report: result.report, smoothing: smoothingObject(result.smoothing, buffers) };
-    },
-  };
+/** An orientation is needed when it is asked for, by itself or among channels; otherwise it may be missing. */
+function samplesValues({ channels, orientation, precision, gyroscopeOffset }) {
+  const isMethod = typeof orientation === 'string';
+  const names = channels ?? CHANNEL_NAMES;
+  const isComputed = isMethod || (orientation ?? names.includes('quaternion'));
+  const isNeeded = isMethod || orientation === true || (isComputed && channels !== undefined);
+  const method = isMethod ? orientation : 'filter';
+  return [names, isComputed, isNeeded, precision === 'float32', method, ...gyroscopeOffset];
 }
 
-function levelsRequest(options) {
-  const synchronised = args.flag(options, 'synchronised', false);
-  const { mostBins = 200_000, mostSamples = 0 } = options;
-  const areCounts = [mostBins, mostSamples].every((count) => Number.isSafeInteger(count) && count >= 0);
-  args.check(areCounts, 'options.mostBins or options.mostSamples is no count');
-  return {
-    values: [synchronised, mostBins, mostSamples, args.orientationMethod(options), ...args.gyroscopeOffset(options)],
-    answer: ({ result, buffers }) => levelObjects(result, buffers),
-  };
+/**
+ * The values of options that each operation takes behind its paths, in the order of src/bindings-shared/operations.h. In
+ * memory `synchronise` has no options for files.
+ */
+const valuesOf = {
+  convert: ({ fsync, overwrite, keepReadable, secondThread, orientation, gyroscopeOffset }) => [
+    fsync,
+    overwrite,
+    keepReadable,
+    secondThread,
+    orientation,
+    ...gyroscopeOffset,
+  ],
+  readSamples: samplesValues,
+  levels: ({ synchronised, mostBins, mostSamples, orientation, gyroscopeOffset }) => [
+    synchronised,
+    mostBins,
+    mostSamples,
+    orientation,
+    ...gyroscopeOffset,
+  ],
+  synchronise: ({ fsync = false, overwrite = true, orientation, gyroscopeOffset }) => [
+    fsync,
+    overwrite,
+    orientation,
+    ...gyroscopeOffset,
+  ],
+  writeConfig: ({ fsync }) => [fsync],
+  checkPlace: ({ folder, overwrite, mayBeginLikeRecording }) => [folder, overwrite, mayBeginLikeRecording],
+  publish: ({ fsync, overwrite, mayBeginLikeRecording }) => [fsync, overwrite, mayBeginLikeRecording],
+};
+
+function samplesAnswer({ result, buffers }, { timeZone, precision }) {
+  const config = configurationObject(result.config, zoneFormatter(timeZone));
+  const channels = channelObjects(result.channels, buffers, precision);
+  return { config, channels, report: result.report, smoothing: smoothingObject(result.smoothing, buffers) };
+}
+
+function levelsAnswer({ result, buffers }) {
+  return levelObjects(result, buffers);
+}
+
+function configAnswer({ result }, { timeZone }) {
+  return configurationObject(result, zoneFormatter(timeZone));
 }
 
 /** `paths` are the names of the recordings for the units. */
@@ -73,4 +98,4 @@ function setAnswer({ source, start, duration, channels, units: list }, paths) {
   return { outputs: units.map(({ output }) => output), clock: { source, start, duration }, units };
 }
 
-module.exports = { levelsRequest, samplesRequest, setAnswer };
+module.exports = { configAnswer, levelsAnswer, samplesAnswer, setAnswer, valuesOf };

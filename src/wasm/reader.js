@@ -4,10 +4,11 @@
 const { Instance } = require('./instance.js');
 const { Listener } = require('./listener.js');
 const { MemoryFiles, WrittenFile } = require('./memory-files.js');
-const args = require('../requests/arguments.js');
-const { configurationObject } = require('../requests/configuration.js');
+const { check, optionsTaker } = require('../requests/arguments.js');
 const { VortenaError, vortenaError } = require('../requests/errors.js');
-const { levelsRequest, samplesRequest, setAnswer } = require('../requests/requests.js');
+const { configAnswer, levelsAnswer, samplesAnswer, setAnswer, valuesOf } = require('../requests/requests.js');
+
+const optionsOf = optionsTaker('wasm');
 
 /** Between two pieces of a CSV, other tasks of the thread get their turn this often. */
 const BREATH_MS = 50;
@@ -48,7 +49,7 @@ function asError(failure, names) {
 }
 
 function recordingList(list) {
-  args.check(Array.isArray(list), 'recordings is not an array');
+  check(Array.isArray(list), 'recordings is not an array');
   return list;
 }
 
@@ -113,11 +114,8 @@ function makeReader(provide) {
     }
   }
 
-  async function* csvPieces(recording, options = {}) {
-    args.checkOptions(options);
-    const isSmoothed = args.orientationMethod(options) === 'smoothed';
-    args.check(!isSmoothed, "A smoothed orientation is there all at once, not in pieces: use convert() for 'smoothed'");
-    yield* piecesOf(await open([recording], options));
+  async function* csvPieces(recording, given = {}) {
+    yield* piecesOf(await open([recording], optionsOf('csvPieces', given)));
   }
 
   async function* piecesOf({ instance, paths, names, listener }) {
@@ -138,13 +136,12 @@ function makeReader(provide) {
     }
   }
 
-  async function convert(recording, options = {}) {
-    args.checkOptions(options);
-    const method = args.orientationMethod(options);
-    const offset = args.gyroscopeOffset(options);
+  async function convert(recording, given = {}) {
+    const options = optionsOf('convert', given);
     const opened = await open([recording], options);
-    if (method === 'smoothed' || options.gyroscopeOffset !== undefined) {
-      await run(opened, 'convert', opened.paths[0], CSV_FILE, false, true, false, false, method, ...offset);
+    if (options.orientation === 'smoothed' || given.gyroscopeOffset !== undefined) {
+      const values = valuesOf.convert({ ...options, fsync: false, overwrite: true, keepReadable: false, secondThread: false });
+      await run(opened, 'convert', opened.paths[0], CSV_FILE, ...values);
       return whole(opened.files.take(CSV_FILE), opened.names);
     }
     const csv = new WrittenFile();
@@ -154,40 +151,35 @@ function makeReader(provide) {
     return whole(csv, opened.names);
   }
 
-  async function readSamples(recording, options = {}) {
-    args.checkOptions(options);
-    const { values, answer } = samplesRequest(options);
-    const way = args.flag(options, 'transferable', false) ? 'run' : 'runLast';
+  async function readSamples(recording, given = {}) {
+    const options = optionsOf('readSamples', given);
+    const way = options.transferable ? 'run' : 'runLast';
     const opened = await open([recording], options);
-    return answer(await runBy(way, opened, 'readSamples', opened.paths[0], ...values));
+    const answer = await runBy(way, opened, 'readSamples', opened.paths[0], ...valuesOf.readSamples(options));
+    return samplesAnswer(answer, options);
   }
 
-  async function inspect(recording, options = {}) {
-    args.checkOptions(options);
-    const opened = await open([recording], options);
+  async function inspect(recording, given = {}) {
+    const opened = await open([recording], optionsOf('inspect', given));
     return (await run(opened, 'inspect', opened.paths[0])).result;
   }
 
-  async function readConfig(recording, options = {}) {
-    args.checkOptions(options);
-    const formatter = args.formatter(options);
+  async function readConfig(recording, given = {}) {
+    const options = optionsOf('readConfig', given);
     const opened = await open([recording], options);
-    return configurationObject((await run(opened, 'readConfig', opened.paths[0])).result, formatter);
+    return configAnswer(await run(opened, 'readConfig', opened.paths[0]), options);
   }
 
-  async function levels(recordings, options = {}) {
-    args.checkOptions(options);
-    const { values, answer } = levelsRequest(options);
+  async function levels(recordings, given = {}) {
+    const options = optionsOf('levels', given);
     const opened = await open(recordingList(recordings), options);
-    return answer(await run(opened, 'levels', opened.paths, ...values));
+    return levelsAnswer(await run(opened, 'levels', opened.paths, ...valuesOf.levels(options)));
   }
 
-  async function synchronise(recordings, options = {}) {
-    args.checkOptions(options);
-    const method = args.orientationMethod(options);
-    const offsets = args.gyroscopeOffsets(options, recordingList(recordings).length);
+  async function synchronise(recordings, given = {}) {
+    const options = optionsOf('synchronise', given, recordingList(recordings).length);
     const opened = await open(recordings, options);
-    const { result } = await run(opened, 'synchronise', opened.paths, '/out', false, true, method, ...offsets);
+    const { result } = await run(opened, 'synchronise', opened.paths, '/out', ...valuesOf.synchronise(options));
     const { clock, units } = setAnswer(result, opened.names);
     const outputs = units.map(({ output }) => whole(opened.files.take(output), opened.names));
     return { outputs, clock, units: units.map(({ output, ...unit }) => unit) };

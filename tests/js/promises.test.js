@@ -13,6 +13,7 @@ const { everything, longUnit, recordings, unit } = require('./units.js');
 const addon = require(packagePath);
 const promisesPath = path.join(packagePath, 'promises.js');
 const reader = require(promisesPath);
+const outputs = require(path.join(packagePath, 'outputs.js'));
 
 const still = { x: 0, y: 0, z: 0 };
 
@@ -159,6 +160,36 @@ test('wrong arguments are TypeErrors, before any file is touched', async (t) => 
     await assert.rejects(reader[name](...args), TypeError, `${name} ${args.length}`);
   }
   assert.deepEqual(fs.readdirSync(folder), []);
+});
+
+test('an option that a function does not take, or of a wrong kind, is named, with the one that was meant', async (t) => {
+  const folder = scratchFolder(t);
+  const out = path.join(folder, 'x');
+  const convert = (options) => reader.convert('x', out, options);
+  for (const [call, message] of [
+    [() => convert({ gyroscopeOfset: 'rest' }), 'options.gyroscopeOfset is no option of convert; did you mean gyroscopeOffset?'],
+    [() => convert({ gyroOffset: undefined }), /gyroOffset .* mean gyroscopeOffset\?/],
+    [() => convert({ timeZone: 'UTC' }), /these are: signal, onProgress, fsync, overwrite, keepReadable, secondThread, orientation, gyro/],
+    [() => convert({ overwrite: null }), 'options.overwrite is not a boolean'],
+    [() => reader.readSamples('x', { channel: ['gyro'] }), /mean channels\?/],
+    [() => reader.readSamples('x', { channels: ['gyro', 'gps'] }), /options\.channels holds gps, which is none of accel, gyro/],
+    [() => reader.readSamples('x', { gyroscopeOffset: [] }), /options\.gyroscopeOffset is neither/],
+    [() => reader.inspect('x', { Signal: AbortSignal.abort() }), /mean signal\?/],
+    [() => reader.levels(['x'], { mostbins: 1 }), /mean mostBins\?/],
+    [() => reader.levels(['x'], { mostSamples: 1.5 }), 'options.mostSamples is not a whole number from 0 on'],
+    [() => reader.synchronise(['x', 'y'], folder, { overwrites: true }), /no option of synchronise; .* overwrite\?/],
+    [() => reader.synchronise(['x', 'y'], folder, { gyroscopeOffset: ['rest'] }), /not as many elements/],
+    [() => reader.synchronise(['x'], folder, { gyroscopeOffset: [{ x: 1 }] }), /nor a list of these/],
+    [() => reader.readConfig('x', { timezone: 'UTC' }), /mean timeZone\?/],
+    [() => reader.readConfig('x', { timeZone: 'Mars/Olympus' }), /is Mars\/Olympus, which is no zone/],
+    [() => reader.writeConfig(out, '', { sync: true }), /mean fsync\?/],
+    [() => outputs.requirePlace(out, { fsync: true }), /no option of requirePlace/],
+    [() => outputs.publish(out, out, { mayBeginLikeARecording: true }), /mean mayBeginLikeRecording\?/],
+  ]) {
+    await assert.rejects(call(), { name: 'TypeError', message }, `${call}`);
+  }
+  assert.deepEqual(fs.readdirSync(folder), []);
+  await assert.rejects(convert({ signal: undefined, fsync: undefined }), { code: 'ERR_UNREADABLE' });
 });
 
 test('links stay links, modes stay, and others see the old file or the new one', async (t) => {

@@ -31,15 +31,15 @@ test('answers for bytes are those for files', { skip }, async (t) => {
   for (const name of fs.readdirSync(folder)) {
     const file = path.join(folder, name);
     const bytes = fs.readFileSync(file);
-    for (const [method, options] of [
+    for (const [method, options, inMemory] of [
       ['inspect'],
       ['readConfig', { timeZone: 'Europe/Berlin' }],
       ['readSamples'],
-      ['readSamples', { transferable: true }],
+      ['readSamples', {}, { transferable: true }],
       ['readSamples', { precision: 'float32', channels: ['gyro', 'accel'], gyroscopeOffset: { x: 1, y: 2, z: 3 } }],
     ]) {
       assert.deepEqual(
-        await settled(wasm[method](bytes, options)),
+        await settled(wasm[method](bytes, { ...options, ...inMemory })),
         await settled(promises[method](file, options)),
         `${method} of ${name}`,
       );
@@ -111,6 +111,16 @@ test('pieces, and ends before the end', { skip }, async () => {
 test('wrong arguments, and modules that are none', { skip }, async () => {
   await assert.rejects(wasm.convert('a.bin'), TypeError);
   await assert.rejects(wasm.csvPieces(new Uint8Array(600), { orientation: 'smoothed' }).next(), TypeError);
+  for (const [call, message] of [
+    [() => wasm.csvPieces(headerBlock(), { onprogress() {} }).next(), /no option of csvPieces; did you mean onProgress/],
+    [() => wasm.readSamples(headerBlock(), { transferrable: true }), /mean transferable/],
+    [() => wasm.inspect(headerBlock(), { onprogress() {} }), /mean onProgress/],
+    [() => wasm.levels([headerBlock()], { synchronized: true }), /mean synchronised/],
+    [() => wasm.synchronise([headerBlock()], { overwrite: true }), /no option of synchronise; these are/],
+    [() => wasm.readConfig(headerBlock(), { timezone: 'UTC' }), /mean timeZone/],
+  ]) {
+    await assert.rejects(call(), { name: 'TypeError', message }, `${call}`);
+  }
   await assert.rejects(wasm.convert(new Blob(['x'])), /worker of a page/);
   await assert.rejects(wasm.levels(headerBlock()), TypeError);
   for (const method of ['inspect', 'readConfig', 'convert']) {

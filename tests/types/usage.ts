@@ -59,6 +59,10 @@ export async function useMemory(file: File, bytes: ArrayBuffer) {
   units[0].output;
   return { first: outputs[0].length, narrow, sizes };
 }
+// @ts-expect-error no such option
+promises.convert('a.bin', 'a.csv', { gyroscopeOfset: 'rest' });
+// @ts-expect-error no such option of bytes in memory
+wasm.convert(new ArrayBuffer(512), { overwrite: true });
 // @ts-expect-error a path is no recording
 wasm.inspect('a.bin');
 // @ts-expect-error no such channel
