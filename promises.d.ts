@@ -31,6 +31,9 @@ export interface JobOptions {
   onProgress?: ((progress: Progress) => void) | undefined;
 }
 
+/** One offset for all recordings of a set, or one for each. */
+export type SetOffset = 'rest' | Axes | readonly ('rest' | Axes | undefined)[] | undefined;
+
 export interface OutputOptions {
   /** Whether the bytes and the name are on the disk before the promise resolves. Default false. */
   fsync?: boolean | undefined;
@@ -565,10 +568,7 @@ export function levels(
 export function synchronise(
   paths: readonly FilePath[],
   outputFolder: FilePath,
-  options?: JobOptions &
-    OutputOptions &
-    ReplacingOptions &
-    OrientationOptions & { gyroscopeOffset?: 'rest' | Axes | readonly Axes[] | undefined },
+  options?: JobOptions & OutputOptions & ReplacingOptions & OrientationOptions & { gyroscopeOffset?: SetOffset },
 ): Promise<SynchronisedSet>;
 
 /** Reads the configuration header; a file that is shorter than a block will do. It tells no progress. */

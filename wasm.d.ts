@@ -8,7 +8,6 @@
  */
 
 import type {
-  Axes,
   GyroscopeOptions,
   LevelOptions,
   OrientationOptions,
@@ -17,6 +16,7 @@ import type {
   RecordingConfig,
   SampleOptions,
   SampleSet,
+  SetOffset,
   SynchronisedSet,
   SynchronisedUnit,
   UnitLevels,
@@ -83,8 +83,8 @@ export type WasmSource = WebAssembly.Module | BufferSource | Response | URL | st
 export function initialise(wasm?: WasmSource | PromiseLike<WasmSource>): Promise<void>;
 
 /**
- * The CSV of a recording, UTF-8, byte by byte that of `read`, unless the options ask for another orientation. With one of
- * them it takes as much memory as `readSamples`.
+ * The CSV of a recording, UTF-8, byte by byte that of `read`, or, with an offset or a smoothed orientation, that of `convert`
+ * for files. A smoothed one takes as much memory as `readSamples`.
  */
 export function convert(
   recording: RecordingBytes,
@@ -93,10 +93,13 @@ export function convert(
 
 /**
  * The same in pieces of a quarter of a megabyte, made while they are taken: never more than two to three times the
- * recording is in memory. Between pieces other tasks of the thread get their turn; whoever stops taking them ends it.
- * A smoothed orientation is for `convert` alone.
+ * recording is in memory, and up to six times while an offset of `'rest'` is estimated. Between pieces other tasks of the
+ * thread get their turn; whoever stops taking them ends it. A smoothed orientation is for `convert` alone.
  */
-export function csvPieces(recording: RecordingBytes, options?: CallOptions): AsyncGenerator<Uint8Array, void, undefined>;
+export function csvPieces(
+  recording: RecordingBytes,
+  options?: CallOptions & GyroscopeOptions,
+): AsyncGenerator<Uint8Array, void, undefined>;
 
 export interface MemoryOptions {
   /**
@@ -142,6 +145,6 @@ export function synchronise(
   options?: CallOptions &
     OrientationOptions & {
       /** As of `synchronise` in `vortena-reader/promises`. */
-      gyroscopeOffset?: 'rest' | Axes | readonly Axes[] | undefined;
+      gyroscopeOffset?: SetOffset;
     },
 ): Promise<SynchronisedBytes>;

@@ -210,13 +210,16 @@ VORTENA_EXPORT void vortena_release(Reply* reply) {
   delete reply;
 }
 
-/// A CSV in pieces: `*stream` stands until it is ended, whatever the reply says.
-VORTENA_EXPORT Reply* vortena_begin_csv(const char* path, vortena::CsvStream** stream) {
+/// The CSV of (path, offset) in pieces: `*stream` stands until it is ended, whatever the reply says.
+VORTENA_EXPORT Reply* vortena_begin_csv(const char* texts, std::size_t size, vortena::CsvStream** stream) {
   return guarded([=] {
+    TextArguments arguments({texts, size});
+    const std::string path = arguments.text();
+    const vortena::GyroscopeOffset offset = vortena::operations::take_offset(arguments);
     *stream = new vortena::CsvStream;
     vortena::Watch watch;
     Answer answer;
-    answer.failure = vortena::operations::failure_of((*stream)->open(path, &watch));
+    answer.failure = vortena::operations::failure_of((*stream)->open(path.c_str(), offset, &watch));
     return answer;
   });
 }

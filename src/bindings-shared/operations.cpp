@@ -33,18 +33,6 @@
 namespace vortena::operations {
 namespace {
 
-GyroscopeOffset take_offset(Arguments& arguments) {
-  const std::string source = arguments.text();
-  GyroscopeOffset offset;
-  offset.source = source == "rest"    ? GyroscopeOffset::Source::kRest
-                  : source == "given" ? GyroscopeOffset::Source::kGiven
-                                      : GyroscopeOffset::Source::kNone;
-  for (double& axis : offset.deg_s) {
-    axis = arguments.number();
-  }
-  return offset;
-}
-
 OrientationMethod take_method(Arguments& arguments) {
   return arguments.text() == "smoothed" ? OrientationMethod::kSmoothed : OrientationMethod::kFilter;
 }
@@ -334,6 +322,18 @@ Answer failed(const char* code, const char* message) {
 }
 
 }  // namespace
+
+GyroscopeOffset take_offset(Arguments& arguments) {
+  const std::string source = arguments.text();
+  GyroscopeOffset offset;
+  offset.source = source == "rest"    ? GyroscopeOffset::Source::kRest
+                  : source == "given" ? GyroscopeOffset::Source::kGiven
+                                      : GyroscopeOffset::Source::kNone;
+  for (double& axis : offset.deg_s) {
+    axis = arguments.number();
+  }
+  return offset;
+}
 
 std::span<const Operation> all_operations() {
   return kOperations;

@@ -6,8 +6,12 @@
 
 #include "bindings-shared/answer.h"
 #include "bindings-shared/arguments.h"
+#include "operations/recording_steps.h"
 
 namespace vortena::operations {
+
+/// The next four arguments.
+GyroscopeOffset take_offset(Arguments& arguments);
 
 struct Operation {
   const char* name;

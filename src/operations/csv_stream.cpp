@@ -4,18 +4,26 @@
 #include <algorithm>
 
 #include "operations/recording_steps.h"
+#include "quality/rest.h"
 
 namespace vortena {
 namespace {
 
 constexpr std::uint64_t kRowsPerPiece = 2048;
+constexpr std::size_t kAxes = 3;
 static_assert(kRowsPerPiece <= OrientationRun::kMostSamples);
 
+/// A channel of three axes that the tracker reads, and what is subtracted from it.
+struct Input {
+  SampleSeries<kAxes>* series;
+  std::array<double, kAxes> offset;
+};
+
 /// Element `e` of a channel's values as they would lie in a kiv_DataSensor: axis after axis.
-double element(SampleSeries<3>& series, std::uint64_t e) {
-  const auto& samples = series.ordered_samples();
+double element(const Input& input, std::uint64_t e) {
+  const auto& samples = input.series->ordered_samples();
   const auto axis = static_cast<std::size_t>(e / samples.size());
-  return series.calibration()[axis].apply(samples[e % samples.size()].counts[axis]);
+  return input.series->calibration()[axis].apply(samples[e % samples.size()].counts[axis]) - input.offset[axis];
 }
 
 template <typename Series>
@@ -38,22 +46,51 @@ CsvStream::Piece::int_type CsvStream::Piece::overflow(int_type character) {
 CsvStream::CsvStream() = default;
 CsvStream::~CsvStream() = default;
 
-Outcome CsvStream::open(const char* path, Watch* watch) {
-  return begin(load_counts(&recording_, path, {.watch = watch}));
+Outcome CsvStream::open(const char* path, const GyroscopeOffset& offset, Watch* watch) {
+  return begin(load_counts(&recording_, path, {.watch = watch}), offset);
 }
 
-Outcome CsvStream::open(std::istream& stream, Watch* watch) {
-  return begin(load_counts(&recording_, stream, {.watch = watch}));
+Outcome CsvStream::open(std::istream& stream, const GyroscopeOffset& offset, Watch* watch) {
+  return begin(load_counts(&recording_, stream, {.watch = watch}), offset);
 }
 
-Outcome CsvStream::begin(const LoadReport& report) {
+Outcome CsvStream::begin(const LoadReport& report, const GyroscopeOffset& offset) {
   if (Outcome outcome = outcome_of(report); !outcome.good()) {
     return outcome;
   }
   const CsvChannels channels = count_channels();
   drop_what_no_row_shows();
+  if (Outcome outcome = correct(offset); !outcome.good()) {
+    return outcome;
+  }
   csv_ = std::make_unique<CsvExport>(out_, recording_.config, channels);
   return {};
+}
+
+Outcome CsvStream::correct(GyroscopeOffset offset) {
+  if (offset.source == GyroscopeOffset::Source::kRest) {
+    if (Outcome outcome = take_rest(&offset, estimate_rest_of_counts()); !outcome.good()) {
+      return outcome;
+    }
+  }
+  if (offset.source != GyroscopeOffset::Source::kNone) {
+    gyro_offset_ = offset.deg_s;
+  }
+  return {};
+}
+
+RestEstimate CsvStream::estimate_rest_of_counts() {
+  Recording recording{.config = recording_.config, .sensors = {}};
+  LoadReport report;
+  const auto decode = [&](bool present, ChannelKey key, SampleSeries<kAxes>& series) {
+    if (present) {
+      recording.sensors.emplace(key, decoded_samples(recording_.config, &series));
+      report.channels.emplace(key, series.counts());
+    }
+  };
+  decode(recording_.config.gyro.present, kGyroKey, recording_.packages.series<kGyroKey>());
+  decode(recording_.config.accel.present, kAccelKey, recording_.packages.series<kAccelKey>());
+  return estimate_rest(recording, report);
 }
 
 CsvChannels CsvStream::count_channels() {
@@ -90,7 +127,8 @@ void CsvStream::drop_what_no_row_shows() {
 }
 
 template <std::size_t Axes>
-void CsvStream::fill(CsvChannel* channel, Window* window, SampleSeries<Axes>* series, std::uint64_t end) const {
+void CsvStream::fill(CsvChannel* channel, Window* window, SampleSeries<Axes>* series, std::uint64_t end,
+                     const std::array<double, Axes>& offset) const {
   if (!channel->taken()) {
     return;
   }
@@ -104,7 +142,7 @@ void CsvStream::fill(CsvChannel* channel, Window* window, SampleSeries<Axes>* se
     const auto& sample = samples[channel->position + i];
     window->times[i] = static_cast<double>(sample.tick) / ticks_per_second;
     for (std::size_t axis = 0; axis < Axes; ++axis) {
-      window->values[axis * kRowsPerPiece + i] = series->calibration()[axis].apply(sample.counts[axis]);
+      window->values[axis * kRowsPerPiece + i] = series->calibration()[axis].apply(sample.counts[axis]) - offset[axis];
     }
   }
   channel->values = window->values.data();
@@ -117,8 +155,8 @@ void CsvStream::fill_quaternions(std::uint64_t end) {
   if (!channel.taken()) {
     return;
   }
-  auto& accel = recording_.packages.series<kAccelKey>();
-  auto& gyro = recording_.packages.series<kGyroKey>();
+  const Input accel{&recording_.packages.series<kAccelKey>(), {}};
+  const Input gyro{&recording_.packages.series<kGyroKey>(), gyro_offset_};
   const auto count = static_cast<std::size_t>(channel.samples_until(end));
   channel.first = orientation_->done();
   channel.values = orientation_->next(
@@ -129,7 +167,7 @@ void CsvStream::write_rows() {
   const std::uint64_t end = std::min(csv_->rows_written() + kRowsPerPiece, csv_->rows());
   CsvChannels& channels = csv_->channels();
   PackageDecoder& packages = recording_.packages;
-  fill(&channels.gyro, &gyro_, &packages.series<kGyroKey>(), end);
+  fill(&channels.gyro, &gyro_, &packages.series<kGyroKey>(), end, gyro_offset_);
   fill(&channels.accel, &accel_, &packages.series<kAccelKey>(), end);
   fill(&channels.baro, &baro_, &packages.series<kBaroKey>(), end);
   fill(&channels.event, &event_,

@@ -2,6 +2,7 @@
 // orientation is filtered only as far as the rows need it.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <istream>
 #include <memory>
@@ -12,6 +13,7 @@
 #include <vector>
 
 #include "operations/outcome.h"
+#include "operations/recording_steps.h"
 #include "reader/counted_recording.h"
 #include "reader/quaternion_channel.h"
 #include "reader/texts/csv_export.h"
@@ -28,12 +30,13 @@ class CsvStream {
   ~CsvStream();
 
   /// Decodes the recording at `path`, or the one in an open binary stream that can seek; the first call, once. The
-  /// watch must live until this returns. Throws when memory is refused (std::bad_alloc), as next() does.
-  Outcome open(const char* path, Watch* watch = nullptr);
-  Outcome open(std::istream& stream, Watch* watch = nullptr);
+  /// watch must live until this returns. With an offset of kRest, the samples of both sensors are values for a while.
+  /// Throws when memory is refused (std::bad_alloc), as next() does.
+  Outcome open(const char* path, const GyroscopeOffset& offset = {}, Watch* watch = nullptr);
+  Outcome open(std::istream& stream, const GyroscopeOffset& offset = {}, Watch* watch = nullptr);
 
-  /// The next piece of what BinReader2::read writes, a quarter of a megabyte or so, which stands until the next call;
-  /// empty behind the end.
+  /// The next piece of what convert_recording() writes, and without an offset BinReader2::read, a quarter of a megabyte
+  /// or so, which stands until the next call; empty behind the end.
   std::string_view next();
 
   [[nodiscard]] std::uint64_t rows() const { return csv_->rows(); }
@@ -55,15 +58,19 @@ class CsvStream {
     int_type overflow(int_type character) override;
   };
 
-  Outcome begin(const LoadReport& report);
+  Outcome begin(const LoadReport& report, const GyroscopeOffset& offset);
+  Outcome correct(GyroscopeOffset offset);
+  [[nodiscard]] RestEstimate estimate_rest_of_counts();
   [[nodiscard]] CsvChannels count_channels();
   void drop_what_no_row_shows();
   void write_rows();
   template <std::size_t Axes>
-  void fill(CsvChannel* channel, Window* window, SampleSeries<Axes>* series, std::uint64_t end) const;
+  void fill(CsvChannel* channel, Window* window, SampleSeries<Axes>* series, std::uint64_t end,
+            const std::array<double, Axes>& offset = {}) const;
   void fill_quaternions(std::uint64_t end);
 
   CountedRecording recording_;
+  std::array<double, 3> gyro_offset_{};  ///< subtracted from the gyroscope, deg/s
   Piece piece_;
   std::ostream out_{&piece_};
   std::unique_ptr<CsvExport> csv_;

@@ -36,11 +36,8 @@ Outcome correct(LoadedRecording* loaded, const GyroscopeOffset& offset) {
   }
   loaded->offset = offset;
   loaded->rest = estimate_rest(loaded->recording, loaded->load);
-  if (offset.source == GyroscopeOffset::Source::kRest) {
-    if (loaded->rest->problem != RestProblem::kNone) {
-      return {.problem = Problem::kNoRest, .stage = Stage::kOrientation, .rest = loaded->rest->problem};
-    }
-    loaded->offset.deg_s = loaded->rest->offset_deg_s;
+  if (Outcome outcome = take_rest(&loaded->offset, *loaded->rest); !outcome.good()) {
+    return outcome;
   }
   if (const auto gyro = loaded->recording.sensors.find(kGyroKey); gyro != loaded->recording.sensors.end()) {
     subtract_gyroscope_offset(&gyro->second, loaded->offset.deg_s);
@@ -63,6 +60,17 @@ OrientationProblem smooth(LoadedRecording* loaded, Watch* watch) {
 }
 
 }  // namespace
+
+Outcome take_rest(GyroscopeOffset* offset, const RestEstimate& rest) {
+  if (offset->source != GyroscopeOffset::Source::kRest) {
+    return {};
+  }
+  if (rest.problem != RestProblem::kNone) {
+    return {.problem = Problem::kNoRest, .stage = Stage::kOrientation, .rest = rest.problem};
+  }
+  offset->deg_s = rest.offset_deg_s;
+  return {};
+}
 
 Outcome outcome_of(const LoadReport& report, bool keep_readable) {
   Problem problem = problem_of(report.status);

@@ -21,6 +21,10 @@ struct GyroscopeOffset {
   std::array<double, 3> deg_s{};  ///< x y z; of kRest, once it is estimated
 };
 
+/// Sets what an offset of kRest takes off to what the unit measured at rest; the others stay as they are. A problem
+/// when there is no estimate.
+Outcome take_rest(GyroscopeOffset* offset, const RestEstimate& rest);
+
 /// A recording on its way through an operation.
 struct LoadedRecording {
   Recording recording;

@@ -126,7 +126,7 @@ const FUNCTIONS = {
   },
   wasm: {
     convert: { ...JOB, ...named('orientation', 'gyroscopeOffset') },
-    csvPieces: { ...JOB, orientation: ORIENTATION_OF_PIECES },
+    csvPieces: { ...JOB, ...named('gyroscopeOffset'), orientation: ORIENTATION_OF_PIECES },
     readSamples: { ...SAMPLES, ...named('transferable') },
     inspect: JOB,
     levels: LEVELS,

@@ -54,6 +54,7 @@ const valuesOf = {
     orientation,
     ...gyroscopeOffset,
   ],
+  csvPieces: ({ gyroscopeOffset }) => gyroscopeOffset,
   readSamples: samplesValues,
   levels: ({ synchronised, mostBins, mostSamples, orientation, gyroscopeOffset }) => [
     synchronised,

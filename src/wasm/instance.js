@@ -116,11 +116,11 @@ class Instance {
     return this.withBytes(textsOf(values), (at, size) => this.readReply(this.exports.vortena_run(at, size) >>> 0, keptArray));
   }
 
-  /** Pieces of the CSV of a file; the first step decodes the recording. */
-  *csvPieces(path, onFraction = () => {}) {
+  /** Pieces of the CSV of a file, called for with its path and an offset; the first step decodes the recording. */
+  *csvPieces(values, onFraction = () => {}) {
     const { vortena_begin_csv: begin, vortena_next_csv: next, vortena_end_csv: end } = this.exports;
     const place = this.withBytes(new Uint8Array(4), (at) => {
-      const reply = this.withBytes(zeroTerminated(path), (text) => begin(text, at));
+      const reply = this.withBytes(textsOf(values), (texts, size) => begin(texts, size, at));
       return { stream: this.view.getUint32(at, true), reply };
     });
     try {

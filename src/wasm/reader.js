@@ -115,14 +115,15 @@ function makeReader(provide) {
   }
 
   async function* csvPieces(recording, given = {}) {
-    yield* piecesOf(await open([recording], optionsOf('csvPieces', given)));
+    const options = optionsOf('csvPieces', given);
+    yield* piecesOf(await open([recording], options), valuesOf.csvPieces(options));
   }
 
-  async function* piecesOf({ instance, paths, names, listener }) {
+  async function* piecesOf({ instance, paths, names, listener }, values) {
     let breath = performance.now();
     const tell = (fraction) => listener.tell('write', fraction);
     try {
-      for (const piece of instance.csvPieces(paths[0], tell)) {
+      for (const piece of instance.csvPieces([paths[0], ...values], tell)) {
         yield piece;
         if (performance.now() - breath >= BREATH_MS) {
           await breathe();
@@ -139,13 +140,13 @@ function makeReader(provide) {
   async function convert(recording, given = {}) {
     const options = optionsOf('convert', given);
     const opened = await open([recording], options);
-    if (options.orientation === 'smoothed' || given.gyroscopeOffset !== undefined) {
+    if (options.orientation === 'smoothed') {
       const values = valuesOf.convert({ ...options, fsync: false, overwrite: true, keepReadable: false, secondThread: false });
       await run(opened, 'convert', opened.paths[0], CSV_FILE, ...values);
       return whole(opened.files.take(CSV_FILE), opened.names);
     }
     const csv = new WrittenFile();
-    for await (const piece of piecesOf(opened)) {
+    for await (const piece of piecesOf(opened, valuesOf.csvPieces(options))) {
       csv.append(piece);
     }
     return whole(csv, opened.names);

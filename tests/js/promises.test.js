@@ -169,7 +169,10 @@ test('an option that a function does not take, or of a wrong kind, is named, wit
   for (const [call, message] of [
     [() => convert({ gyroscopeOfset: 'rest' }), 'options.gyroscopeOfset is no option of convert; did you mean gyroscopeOffset?'],
     [() => convert({ gyroOffset: undefined }), /gyroOffset .* mean gyroscopeOffset\?/],
-    [() => convert({ timeZone: 'UTC' }), /these are: signal, onProgress, fsync, overwrite, keepReadable, secondThread, orientation, gyro/],
+    [
+      () => convert({ timeZone: 'UTC' }),
+      /these are: signal, onProgress, fsync, overwrite, keepReadable, secondThread, orientation, gyro/,
+    ],
     [() => convert({ overwrite: null }), 'options.overwrite is not a boolean'],
     [() => reader.readSamples('x', { channel: ['gyro'] }), /mean channels\?/],
     [() => reader.readSamples('x', { channels: ['gyro', 'gps'] }), /options\.channels holds gps, which is none of accel, gyro/],

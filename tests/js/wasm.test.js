@@ -47,10 +47,14 @@ test('answers for bytes are those for files', { skip }, async (t) => {
     const levels = { mostBins: 2 ** 40, mostSamples: 1e5 };
     assert.deepEqual(await settled(wasm.levels([bytes], levels)), await settled(promises.levels([file], levels)), name);
     const csv = `${file}.csv`;
-    for (const options of [{}, { orientation: 'smoothed' }]) {
-      const { value, ...failure } = await settled(
-        wasm.convert(bytes.buffer.slice(bytes.byteOffset, bytes.byteOffset + bytes.length), options),
-      );
+    const copy = bytes.buffer.slice(bytes.byteOffset, bytes.byteOffset + bytes.length);
+    for (const options of [
+      {},
+      { orientation: 'smoothed' },
+      { gyroscopeOffset: { x: 0.5, y: -1, z: 3 } },
+      { gyroscopeOffset: 'rest' },
+    ]) {
+      const { value, ...failure } = await settled(wasm.convert(copy, options));
       const { value: written, ...reason } = await settled(promises.convert(file, csv, options));
       assert.deepEqual(failure, reason, name);
       assert.ok(!written || Buffer.from(value).equals(fs.readFileSync(csv)), `CSV of ${name}`);
@@ -112,7 +116,11 @@ test('wrong arguments, and modules that are none', { skip }, async () => {
   await assert.rejects(wasm.convert('a.bin'), TypeError);
   await assert.rejects(wasm.csvPieces(new Uint8Array(600), { orientation: 'smoothed' }).next(), TypeError);
   for (const [call, message] of [
-    [() => wasm.csvPieces(headerBlock(), { onprogress() {} }).next(), /no option of csvPieces; did you mean onProgress/],
+    [() => wasm.convert(headerBlock(), { gyroscopeOffset: 'still' }), /options\.gyroscopeOffset is neither 'rest' nor/],
+    [
+      () => wasm.csvPieces(headerBlock(), { gyroscopeOfset: 'rest' }).next(),
+      /no option of csvPieces; did you mean gyroscopeOffset/,
+    ],
     [() => wasm.readSamples(headerBlock(), { transferrable: true }), /mean transferable/],
     [() => wasm.inspect(headerBlock(), { onprogress() {} }), /mean onProgress/],
     [() => wasm.levels([headerBlock()], { synchronized: true }), /mean synchronised/],

@@ -4,6 +4,7 @@
 
 #include <sstream>
 
+#include "quality/rest.h"
 #include "reader/quaternion_channel.h"
 #include "reader/texts/csv_export.h"
 #include "simulator/damage.h"
@@ -14,9 +15,18 @@ namespace {
 
 using namespace simulator;
 
-std::string whole_csv(const Bytes& bytes) {
+/// Nothing without the rest that the offset is to be taken from.
+std::string whole_csv(const Bytes& bytes, const GyroscopeOffset& offset) {
   Recording recording;
-  load_recording(&recording, std::span(bytes));
+  const LoadReport load = load_recording(&recording, std::span(bytes));
+  const RestEstimate rest = estimate_rest(recording, load);
+  const bool from_rest = offset.source == GyroscopeOffset::Source::kRest;
+  if (from_rest && rest.problem != RestProblem::kNone) {
+    return "";
+  }
+  if (const auto gyro = recording.sensors.find(kGyroKey); gyro != recording.sensors.end()) {
+    subtract_gyroscope_offset(&gyro->second, from_rest ? rest.offset_deg_s : offset.deg_s);
+  }
   kiv_computeQuaternion(&recording.config, &recording.sensors);
   std::ostringstream out;
   write_csv(out, recording.config, recording.sensors);
@@ -48,18 +58,35 @@ std::vector<Bytes> recordings() {
   return list;
 }
 
-TEST(CsvStream, PiecesFromCountsAreTheWholeText) {
-  for (const Bytes& bytes : recordings()) {
-    std::istringstream file(std::string(bytes.begin(), bytes.end()));
-    CsvStream csv;
-    ASSERT_TRUE(csv.open(file).good());
-    std::string text;
-    for (std::string_view piece = csv.next(); !piece.empty(); piece = csv.next()) {
-      text += piece;
-    }
-    EXPECT_TRUE(text == whole_csv(bytes)) << bytes.size() << " bytes";
-    EXPECT_EQ(csv.rows_written(), csv.rows());
+/// Empty when there is no estimate of rest.
+std::string text_from_pieces(const Bytes& bytes, const GyroscopeOffset& offset) {
+  std::istringstream file(std::string(bytes.begin(), bytes.end()));
+  CsvStream csv;
+  if (const Outcome outcome = csv.open(file, offset); !outcome.good()) {
+    EXPECT_EQ(outcome.problem, Problem::kNoRest);
+    EXPECT_NE(outcome.rest, RestProblem::kNone);
+    return "";
   }
+  std::string text;
+  for (std::string_view piece = csv.next(); !piece.empty(); piece = csv.next()) {
+    text += piece;
+  }
+  EXPECT_EQ(csv.rows_written(), csv.rows());
+  return text;
+}
+
+TEST(CsvStream, PiecesFromCountsAreTheWholeTextWithEachOffset) {
+  const GyroscopeOffset given{GyroscopeOffset::Source::kGiven, {0.5, -1, 3}};
+  const GyroscopeOffset rest{GyroscopeOffset::Source::kRest};
+  std::size_t rests = 0;
+  for (const Bytes& bytes : recordings()) {
+    for (const GyroscopeOffset& offset : {GyroscopeOffset(), given, rest}) {
+      const std::string text = text_from_pieces(bytes, offset);
+      EXPECT_TRUE(text == whole_csv(bytes, offset)) << bytes.size() << " bytes";
+      rests += offset.source == rest.source && !text.empty() ? 1U : 0U;
+    }
+  }
+  EXPECT_TRUE(rests > 2 && rests < recordings().size()) << rests;
 }
 
 TEST(CsvStream, TellsWhyThereIsNothing) {

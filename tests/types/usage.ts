@@ -50,6 +50,7 @@ export async function useMemory(file: File, bytes: ArrayBuffer) {
   await wasm.initialise(new Uint8Array(8));
   await wasm.initialise(fetch('vortena.wasm'));
   const sizes: number[] = [(await wasm.convert(bytes, { orientation: 'smoothed' })).length];
+  sizes.push((await wasm.convert(bytes, { gyroscopeOffset: 'rest' })).length);
   for await (const piece of wasm.csvPieces(file, { onProgress: ({ fraction }) => sizes.push(fraction) })) {
     sizes.push(piece.byteLength);
   }

@@ -263,8 +263,18 @@ std::uint64_t _transfertData(SensorMap* sensors, const kiv_Config& config, int k
   return at_full_scale;
 }
 
+template <std::size_t Axes>
+kiv_DataSensor decoded_samples(const kiv_Config& config, SampleSeries<Axes>* series) {
+  Patience patience(nullptr);
+  const auto& samples = series->ordered_samples();
+  kiv_DataSensor sensor(Axes, samples.size());
+  fill(&sensor, *series, samples, config.frequency, patience);
+  return sensor;
+}
+
 template std::uint64_t _transfertData(SensorMap*, const kiv_Config&, int, SampleSeries<1>*, Patience);
 template std::uint64_t _transfertData(SensorMap*, const kiv_Config&, int, SampleSeries<2>*, Patience);
 template std::uint64_t _transfertData(SensorMap*, const kiv_Config&, int, SampleSeries<3>*, Patience);
+template kiv_DataSensor decoded_samples(const kiv_Config&, SampleSeries<3>*);
 
 }  // namespace vortena

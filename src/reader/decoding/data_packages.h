@@ -81,8 +81,13 @@ template <std::size_t Axes>
 std::uint64_t _transfertData(SensorMap* sensors, const kiv_Config& config, int key, SampleSeries<Axes>* series,
                              Patience patience = Patience(nullptr));
 
+/// The samples of an accumulator, which keeps them, as _transfertData() makes them.
+template <std::size_t Axes>
+kiv_DataSensor decoded_samples(const kiv_Config& config, SampleSeries<Axes>* series);
+
 extern template std::uint64_t _transfertData(SensorMap*, const kiv_Config&, int, SampleSeries<1>*, Patience);
 extern template std::uint64_t _transfertData(SensorMap*, const kiv_Config&, int, SampleSeries<2>*, Patience);
 extern template std::uint64_t _transfertData(SensorMap*, const kiv_Config&, int, SampleSeries<3>*, Patience);
+extern template kiv_DataSensor decoded_samples(const kiv_Config&, SampleSeries<3>*);
 
 }  // namespace vortena
