@@ -8,7 +8,6 @@
 #include <cstring>
 #include <exception>
 #include <new>
-#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -17,15 +16,14 @@
 #include "bindings-shared/answer.h"
 #include "bindings-shared/arguments.h"
 #include "bindings-shared/failures.h"
+#include "bindings-shared/methods.h"
 #include "bindings-shared/operations.h"
 #include "operations/csv_stream.h"
-#include "reader/bin_reader2.h"
 #include "reader/texts/json_object.h"
 #include "system/watch.h"
 
 namespace {
 
-using vortena::BinReader2;
 using vortena::operations::Answer;
 using vortena::operations::Arguments;
 using vortena::operations::Failure;
@@ -67,55 +65,10 @@ class TextArguments final : public vortena::operations::Arguments {
   bool good_ = true;
 };
 
-/// A method's text, as it is.
-template <typename Method>
-Work method(Method method) {
-  return [=](vortena::Watch*) {
-    Answer answer;
-    answer.json = method();
-    return answer;
-  };
-}
-
-/// The five methods, whose answers are texts of their own.
-constexpr Operation kMethods[] = {
-    {"read method",
-     [](Arguments& arguments) {
-       const std::string path = arguments.text();
-       const std::string csv_path = arguments.text();
-       return method([=] { return BinReader2().read(path.c_str(), csv_path.c_str()); });
-     }},
-    {"readAndSync2 method",
-     [](Arguments& arguments) {
-       const std::vector<std::string> paths = arguments.texts();
-       const std::string folder = arguments.text();
-       return method([=] { return BinReader2().readAndSync(paths, folder); });
-     }},
-    {"readConfig method",
-     [](Arguments& arguments) {
-       const std::string path = arguments.text();
-       return method([=] { return BinReader2().readConfig(path.c_str()); });
-     }},
-    {"writeConfig method",
-     [](Arguments& arguments) {
-       const std::string path = arguments.text();
-       const std::string text = arguments.text();
-       return method([=] { return BinReader2().writeConfig(path.c_str(), text.c_str()) ? "OK" : "ERROR"; });
-     }},
-    {"readConfigDeviceId method",
-     [](Arguments& arguments) {
-       const std::string path = arguments.text();
-       return method([=] { return BinReader2().readConfigDeviceId(path.c_str()); });
-     }},
-};
-
 const Operation* find_operation(std::string_view name) {
-  for (const std::span<const Operation> operations :
-       {vortena::operations::all_operations(), std::span<const Operation>(kMethods)}) {
-    for (const Operation& operation : operations) {
-      if (operation.name == name) {
-        return &operation;
-      }
+  for (const Operation& operation : vortena::operations::all_operations()) {
+    if (operation.name == name) {
+      return &operation;
     }
   }
   return nullptr;
@@ -123,7 +76,11 @@ const Operation* find_operation(std::string_view name) {
 
 Answer run(std::string_view texts) {
   TextArguments arguments(texts);
-  const Operation* const operation = find_operation(arguments.text());
+  const std::string name = arguments.text();
+  if (name == "method") {
+    return vortena::operations::call_method(arguments.text(), arguments);
+  }
+  const Operation* const operation = find_operation(name);
   const Work work = operation == nullptr ? Work() : operation->prepare(arguments);
   Answer answer;
   answer.failure = {.code = "ERR_INTERNAL", .message = "Wrong arguments"};
@@ -195,8 +152,9 @@ Reply* guarded(Make make) noexcept {
 
 #define VORTENA_EXPORT extern "C" __attribute__((used, visibility("default")))
 
-/// Runs the operation whose name is the first of `texts` with the others as its arguments. Null without memory for the
-/// reply, which stands until it is released.
+/// Runs the operation whose name is the first of `texts` with the others as its arguments; behind "method", one of the
+/// five methods, as two of them have the names of operations. Null without memory for the reply, which stands until it
+/// is released.
 VORTENA_EXPORT Reply* vortena_run(const char* texts, std::size_t size) {
   return guarded([=] { return run({texts, size}); });
 }

@@ -5,6 +5,8 @@
 const fs = require('node:fs');
 const path = require('node:path');
 
+const { methodsOver } = require('./requests/methods.js');
+
 const root = path.dirname(__dirname);
 const buildScript = path.join(root, 'script', 'build-addon.js');
 const wasm = path.join(root, 'wasm', 'vortena.wasm');
@@ -50,8 +52,8 @@ const overWasm = (name) => ({ kind: 'wasm', file: wasm, entry: path.join(root, '
 function* methodsCandidates() {
   yield { kind: 'built', file: built('addon.node') };
   yield { kind: 'prebuilt', file: prebuilt(`addon.abi${process.versions.modules}.node`) };
-  yield { kind: 'node-api', file: built('vortena.node'), member: 'methods' };
-  yield { kind: 'node-api', file: prebuilt('vortena.node'), member: 'methods' };
+  yield { kind: 'node-api', file: built('vortena.node') };
+  yield { kind: 'node-api', file: prebuilt('vortena.node') };
   yield overWasm('methods.js');
 }
 
@@ -86,7 +88,7 @@ function isCutOff(file) {
   return table + entry * count > size || bytesAt(file, table + entry * (count - 1), entry).head.readUInt32LE(SECTION_TYPE) === 0;
 }
 
-function open({ kind, file, entry = file, member }) {
+function open({ kind, file, entry = file }) {
   const missing = [file, entry].find((needed) => !fs.existsSync(needed));
   if (missing) {
     const why = kind === 'built' ? 'it is not built; some package managers run no install scripts' : 'it is not there';
@@ -95,12 +97,19 @@ function open({ kind, file, entry = file, member }) {
   if (isCutOff(file)) {
     throw new Error('the file is cut off');
   }
-  const binding = require(entry);
-  const wanted = member ? binding[member] : binding;
-  if (wanted === undefined) {
+  return require(entry);
+}
+
+/** The modules that are built for V8 have them themselves. */
+function openMethods(candidate) {
+  const binding = open(candidate);
+  if (candidate.kind === 'built' || candidate.kind === 'prebuilt') {
+    return binding;
+  }
+  if (!binding.callMethod) {
     throw new Error('it is of an earlier release of the package');
   }
-  return wanted;
+  return methodsOver(binding);
 }
 
 function wordsOf(cause) {
@@ -134,14 +143,14 @@ function notLoaded(failures, only) {
   return Object.assign(new Error(message, { cause }), { code: 'ERR_ADDON_NOT_BUILT' });
 }
 
-function firstThatLoads(candidates) {
+function firstThatLoads(candidates, load) {
   const only = onlyKind();
   const failures = [];
   for (const candidate of candidates) {
     const { kind, also, file } = candidate;
     if (only === undefined || only === kind || only === also) {
       try {
-        return { kind, file, binding: open(candidate) };
+        return { kind, file, binding: load(candidate) };
       } catch (cause) {
         failures.push({ file, cause });
       }
@@ -157,9 +166,9 @@ function once(load) {
 }
 
 /** `{ kind, file, binding }` of the five methods. Throws an Error of the code ERR_ADDON_NOT_BUILT. */
-const loadMethods = once(() => firstThatLoads(methodsCandidates()));
+const loadMethods = once(() => firstThatLoads(methodsCandidates(), openMethods));
 
 /** The same of the operations behind the promises. */
-const loadOperations = once(() => firstThatLoads(promisesCandidates()));
+const loadOperations = once(() => firstThatLoads(promisesCandidates(), open));
 
 module.exports = { loadMethods, loadOperations };

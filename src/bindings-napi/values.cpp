@@ -26,11 +26,22 @@ napi_value NapiArguments::value() {
 }
 
 std::string NapiArguments::to_text(napi_value value) {
+  bool is_buffer = false;
+  if (good_ && napi_is_buffer(env_, value, &is_buffer) == napi_ok && is_buffer) {
+    return bytes_of(value);
+  }
   std::size_t size = 0;
   require(good_ && napi_get_value_string_utf8(env_, value, nullptr, 0, &size) == napi_ok);
   std::string text(good_ ? size : 0, '\0');
   require(good_ && napi_get_value_string_utf8(env_, value, text.data(), size + 1, &size) == napi_ok);
   return text;
+}
+
+std::string NapiArguments::bytes_of(napi_value buffer) {
+  void* data = nullptr;
+  std::size_t size = 0;
+  require(napi_get_buffer_info(env_, buffer, &data, &size) == napi_ok);
+  return good_ && size > 0 ? std::string(static_cast<const char*>(data), size) : std::string();
 }
 
 std::string NapiArguments::text() {

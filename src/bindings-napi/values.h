@@ -19,7 +19,7 @@ class NapiArguments final : public operations::Arguments {
   NapiArguments(napi_env env, napi_callback_info call);
 
   napi_value value();
-  std::string text() override;
+  std::string text() override;  ///< a string's, or the bytes of a Buffer
   std::vector<std::string> texts() override;
   double number() override;
   bool truth() override;
@@ -34,6 +34,7 @@ class NapiArguments final : public operations::Arguments {
 
  private:
   std::string to_text(napi_value value);
+  std::string bytes_of(napi_value buffer);
   void require(bool condition);
 
   napi_env env_;

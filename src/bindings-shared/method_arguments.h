@@ -1,4 +1,5 @@
-// What the five methods hold their arguments to, and what becomes of exceptions, whichever interface of Node.js calls.
+// What src/bindings-js.cpp holds the arguments of the five methods to, and what becomes of exceptions. For the other
+// boundaries src/requests/methods.js does the same.
 #pragma once
 
 #include <cstddef>

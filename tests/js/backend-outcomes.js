@@ -11,6 +11,9 @@ const [packagePath] = process.argv.slice(2);
 const reader = require(packagePath);
 const promises = require(path.join(packagePath, 'promises.js'));
 
+/** In a list of its own, in bytes, before the list is too long. */
+const LONGEST_PATH = 256 * 1024 * 1024 - 592;
+
 const outcomes = [];
 
 const digest = (bytes) => createHash('sha256').update(bytes).digest('hex');
@@ -91,12 +94,15 @@ function compareArguments() {
       return 'x';
     },
   });
+  const revoked = Proxy.revocable([], {});
+  revoked.revoke();
   const heir = Object.setPrototypeOf(['x'], counting);
   heir.length = 3;
   const fickle = withGetter(() => (asked.push('fickle') % 2 ? 'x' : 1));
   for (const list of [
     heir,
     counting,
+    revoked.proxy,
     fickle,
     withGetter(() => {
       throw new RangeError('mine');
@@ -111,6 +117,8 @@ function compareArguments() {
     [, 'x'],
     [...Array(70_000).fill('x'), 1],
     Array(40_000).fill('x'.repeat(9000)),
+    [`${'ä'.repeat(LONGEST_PATH / 2)}\0more`],
+    [`x${'ä'.repeat(LONGEST_PATH / 2)}`],
     [...Array(40_000).fill('x'.repeat(9000)), 1],
     Object.freeze(['x', 'y']),
   ]) {

@@ -26,6 +26,7 @@ test('memory that is refused is an Error, and the process goes on', { skip: sani
   // The engine ends the process when it has no memory itself, so enough of it is left.
   for (const [spareMiB, textMiB, call] of [
     [200, 300, 'readConfig(text)'],
+    [100, 0, "readConfig('\\u0100'.repeat(1e8))"], // which the engine joins when it is first looked at
     [200, 0, set],
     [270, 0, set],
     [340, 0, set],

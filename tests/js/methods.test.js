@@ -149,4 +149,7 @@ test('a CSV that cannot be created', (t) => {
   assert.deepEqual(fs.readdirSync(folder), ['r.bin']);
 });
 
-test('strings of hundreds of megabytes', () => assert.equal(addon.readConfig('x'.repeat(300_000_000)), ''));
+test('strings of hundreds of megabytes', () => {
+  assert.equal(addon.readConfig('x'.repeat(300_000_000)), '');
+  assert.equal(addon.readConfig('\ud800'.repeat(20_000_000)), '');
+});
