@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <condition_variable>
 #include <exception>
 #include <memory>
 #include <mutex>
@@ -28,6 +27,7 @@ using Arrays = std::vector<std::unique_ptr<Memory>>;
 /// Jobs notice their wish to stop within some milliseconds. Only the system can hold one longer, as a network drive
 /// may.
 constexpr std::chrono::milliseconds kLongestEnd{250};
+constexpr std::chrono::milliseconds kPause{1};
 
 class Job;
 
@@ -54,10 +54,16 @@ class Job : public std::enable_shared_from_this<Job> {
   }
   void stop() { watch_.stop.store(1, std::memory_order_relaxed); }
 
-  /// From here on a thread that is still at work meets nothing of the environment.
+  /// From here on a thread that is still at work meets nothing of the environment. A condition that waits until a time
+  /// would ask for glibc 2.34, which not all systems have that are served.
   void end_by(std::chrono::steady_clock::time_point deadline) {
     std::unique_lock lock(mutex_);
-    alone_ = !changed_.wait_until(lock, deadline, [this] { return ended_; });
+    while (!ended_ && std::chrono::steady_clock::now() < deadline) {
+      lock.unlock();
+      std::this_thread::sleep_for(kPause);
+      lock.lock();
+    }
+    alone_ = !ended_;
   }
 
   [[nodiscard]] const Watch& watch() const { return watch_; }
@@ -78,7 +84,6 @@ class Job : public std::enable_shared_from_this<Job> {
   napi_threadsafe_function done_ = nullptr;
   std::thread thread_;
   std::mutex mutex_;
-  std::condition_variable changed_;
   bool ended_ = false;
   bool alone_ = false;  ///< left behind by an environment that has ended
 };
@@ -126,7 +131,6 @@ void Job::run() noexcept {
   work_ = nullptr;
   const std::lock_guard lock(mutex_);
   ended_ = true;
-  changed_.notify_all();
   // An environment that closes has taken the function back already.
   if (!alone_ && napi_call_threadsafe_function(done_, nullptr, napi_tsfn_nonblocking) != napi_closing) {
     napi_release_threadsafe_function(done_, napi_tsfn_release);
