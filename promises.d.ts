@@ -612,10 +612,10 @@ export function writeConfig(path: FilePath, config: string | WritableConfig, opt
 /** What the package runs on. */
 export interface Binary {
   /**
-   * `'built'`: compiled on this machine. `'prebuilt'`: it came with the package. `'node-api'`: the five methods over
-   * Node-API, where no binary of theirs is for this release of Node.js. `'wasm'`: WebAssembly.
+   * `'built'`: compiled on this machine. `'node-api'`: the binary on Node-API, which came with the package and serves every
+   * release of Node.js. `'wasm'`: WebAssembly.
    */
-  kind: 'built' | 'prebuilt' | 'node-api' | 'wasm';
+  kind: 'built' | 'node-api' | 'wasm';
   /** Its path. */
   file: string;
 }
@@ -624,4 +624,4 @@ export interface Binary {
  * Of each entry the binary that was loaded, the first that could be. In answers and bytes they are alike. Throws
  * `ERR_ADDON_NOT_BUILT` where `vortena-reader` itself does not load. docs/promises.md tells more.
  */
-export function backend(): { methods: Binary; promises: Binary & { kind: Exclude<Binary['kind'], 'node-api'> } };
+export function backend(): { methods: Binary; promises: Binary };

@@ -10,7 +10,7 @@ const zlib = require('node:zlib');
 /** The newest version of each library's symbols that systems with glibc 2.33 and the libraries of g++ 11 have. */
 const limits = { GLIBC: '2.33', GLIBCXX: '3.4.29', CXXABI: '1.3.13', GCC: '11.0' };
 const processors = { x64: 'x86_64', arm64: 'aarch64' };
-const meantToBeSeen = /^(napi_register_module|node_api_module_get_api_version|node_register_module)_v\d+$/;
+const meantToBeSeen = /^(napi_register_module|node_api_module_get_api_version)_v\d+$/;
 
 const oldestHave = (limit) => `the oldest systems have ${limit}. Build on Debian 12: the compilers of newer ones ask for more.`;
 const numeric = (a, b) => a.localeCompare(b, 'en', { numeric: true });

@@ -1,5 +1,5 @@
-// The package's install script: builds, unless prebuilt binaries load. Where nothing can be built, it is content with what
-// runs without.
+// The package's install script: builds, unless the prebuilt binary loads. Where nothing can be built, it is content with
+// what runs without.
 'use strict';
 
 const { spawnSync } = require('node:child_process');
@@ -11,8 +11,7 @@ const buildScript = path.join(__dirname, 'build-addon.js');
 
 const NAMES = {
   built: 'an earlier build',
-  prebuilt: 'the prebuilt binaries',
-  'node-api': 'the prebuilt Node-API binary',
+  'node-api': 'the Node-API binary of an earlier build',
   wasm: 'WebAssembly',
 };
 
@@ -21,17 +20,19 @@ const isCheckout = () => ['.git', 'script/test'].some((name) => fs.existsSync(pa
 
 const build = (stderr) => spawnSync(process.execPath, [buildScript], { stdio: ['ignore', 'inherit', stderr], encoding: 'utf8' });
 
-/** The kind that the five methods run on, if both entries load. Asked for in a process of its own, which may crash. */
-function loadedKind(only = '') {
-  const question = `require(${JSON.stringify(path.join(root, 'promises.js'))}).backend().methods.kind`;
+/** `{ kind, file }` of the five methods, if both entries load. Asked for in a process of its own, which may crash. */
+function loadedBinary(only = '') {
+  const question = `JSON.stringify(require(${JSON.stringify(path.join(root, 'promises.js'))}).backend().methods)`;
   const env = { ...process.env, VORTENA_BACKEND: only };
   const { status, stdout } = spawnSync(process.execPath, ['-p', question], { env, encoding: 'utf8' });
-  return status === 0 ? stdout.trim() : undefined;
+  return status === 0 ? JSON.parse(stdout) : {};
 }
+
+const isPrebuilt = ({ file = root }) => path.relative(root, file).startsWith('prebuilds');
 
 function buildOrDoWithout() {
   const { status, stderr } = build('pipe');
-  const kind = status === 0 ? undefined : loadedKind();
+  const { kind } = status === 0 ? {} : loadedBinary();
   if (kind === undefined) {
     process.stderr.write(stderr);
     return status ?? 1;
@@ -47,6 +48,6 @@ function buildOrDoWithout() {
 
 if (isCheckout()) {
   process.exitCode = build('inherit').status ?? 1;
-} else if (loadedKind('prebuilt') === undefined) {
+} else if (!isPrebuilt(loadedBinary('node-api'))) {
   process.exitCode = buildOrDoWithout();
 }

@@ -1,5 +1,5 @@
-// Which of its binaries the package runs on: built here, prebuilt, over Node-API, or WebAssembly. The first one that
-// loads is taken, and those after it are not looked at.
+// Which of its binaries the package runs on: built here, on Node-API, or WebAssembly. The first one that loads is taken,
+// and those after it are not looked at.
 'use strict';
 
 const fs = require('node:fs');
@@ -10,7 +10,7 @@ const { methodsOver } = require('./requests/methods.js');
 const root = path.dirname(__dirname);
 const buildScript = path.join(root, 'script', 'build-addon.js');
 const wasm = path.join(root, 'wasm', 'vortena.wasm');
-const KINDS = ['built', 'prebuilt', 'node-api', 'wasm'];
+const KINDS = ['built', 'node-api', 'wasm'];
 
 const KNOWN_CAUSES = [
   [/NODE_MODULE_VERSION (\d+)\./, 'it was built for another release of Node.js (ABI $1)'],
@@ -47,20 +47,13 @@ function target() {
 
 const built = (name) => path.join(root, 'build', 'Release', name);
 const prebuilt = (name) => path.join(root, 'prebuilds', target(), name);
-const overWasm = (name) => ({ kind: 'wasm', file: wasm, entry: path.join(root, 'src', 'wasm', name) });
 
-function* methodsCandidates() {
-  yield { kind: 'built', file: built('addon.node') };
-  yield { kind: 'prebuilt', file: prebuilt(`addon.abi${process.versions.modules}.node`) };
+/** For each entry its own `builtFile`, and its own JavaScript around WebAssembly; the binary on Node-API serves both. */
+function* candidates(builtFile, wasmEntry) {
+  yield { kind: 'built', file: built(builtFile) };
   yield { kind: 'node-api', file: built('vortena.node') };
   yield { kind: 'node-api', file: prebuilt('vortena.node') };
-  yield overWasm('methods.js');
-}
-
-function* promisesCandidates() {
-  yield { kind: 'built', also: 'node-api', file: built('vortena.node') };
-  yield { kind: 'prebuilt', also: 'node-api', file: prebuilt('vortena.node') };
-  yield overWasm('native.js');
+  yield { kind: 'wasm', file: wasm, entry: path.join(root, 'src', 'wasm', wasmEntry) };
 }
 
 /** Of VORTENA_BACKEND; undefined when any will do. */
@@ -100,10 +93,10 @@ function open({ kind, file, entry = file }) {
   return require(entry);
 }
 
-/** The modules that are built for V8 have them themselves. */
+/** The module that is built for V8 has them itself. */
 function openMethods(candidate) {
   const binding = open(candidate);
-  if (candidate.kind === 'built' || candidate.kind === 'prebuilt') {
+  if (candidate.kind === 'built') {
     return binding;
   }
   if (!binding.callMethod) {
@@ -143,12 +136,13 @@ function notLoaded(failures, only) {
   return Object.assign(new Error(message, { cause }), { code: 'ERR_ADDON_NOT_BUILT' });
 }
 
-function firstThatLoads(candidates, load) {
+function firstThatLoads(all, load) {
   const only = onlyKind();
   const failures = [];
-  for (const candidate of candidates) {
-    const { kind, also, file } = candidate;
-    if (only === undefined || only === kind || only === also) {
+  for (const candidate of all) {
+    const { kind, file } = candidate;
+    const hasFailed = failures.some((failure) => failure.file === file);
+    if ((only === undefined || only === kind) && !hasFailed) {
       try {
         return { kind, file, binding: load(candidate) };
       } catch (cause) {
@@ -166,9 +160,9 @@ function once(load) {
 }
 
 /** `{ kind, file, binding }` of the five methods. Throws an Error of the code ERR_ADDON_NOT_BUILT. */
-const loadMethods = once(() => firstThatLoads(methodsCandidates(), openMethods));
+const loadMethods = once(() => firstThatLoads(candidates('addon.node', 'methods.js'), openMethods));
 
 /** The same of the operations behind the promises. */
-const loadOperations = once(() => firstThatLoads(promisesCandidates(), open));
+const loadOperations = once(() => firstThatLoads(candidates('vortena.node', 'native.js'), open));
 
 module.exports = { loadMethods, loadOperations };

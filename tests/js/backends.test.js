@@ -41,7 +41,6 @@ function makeRecordings(folder) {
 }
 
 for (const [backend, there, suites] of [
-  ['prebuilt', isThere('prebuilds'), ['methods', 'sets']],
   ['node-api', isThere('build/Release/vortena.node', 'prebuilds'), ['methods', 'sets', 'limits']],
   ['wasm', isThere('wasm/vortena.wasm'), ['methods', 'sets', 'limits', 'promises']],
 ]) {

@@ -119,8 +119,7 @@ test('a bundle is told to leave the package in node_modules', (t) => {
 });
 
 const compiled = (name) => fs.readFileSync(path.join(packagePath, 'build', 'Release', `${name}.node`));
-const prebuilds = `prebuilds/linux-${process.arch}-glibc`;
-const prebuiltAddon = `${prebuilds}/addon.abi${process.versions.modules}.node`;
+const prebuilt = `prebuilds/linux-${process.arch}-glibc/vortena.node`;
 const wasm = {
   // only to be found: it is never called
   'wasm/vortena.wasm': '',
@@ -130,40 +129,44 @@ const wasm = {
 };
 
 test('of all binaries the first that loads is taken, and the error names all that do not', (t) => {
-  const files = [
-    ['built', 'build/Release/addon.node', 'addon'],
-    ['prebuilt', prebuiltAddon, 'addon'],
-    ['node-api', 'build/Release/vortena.node', 'vortena'],
-    ['node-api', `${prebuilds}/vortena.node`, 'vortena'],
-  ];
-  const folder = layOut(t, { ...Object.fromEntries(files.map(([, file, name]) => [file, compiled(name)])), ...wasm });
+  const [addon, entry] = ['build/Release/addon.node', 'build/Release/vortena.node'];
+  const folder = layOut(t, {
+    [addon]: compiled('addon'),
+    [entry]: compiled('vortena'),
+    [prebuilt]: compiled('vortena'),
+    ...wasm,
+  });
   const backend = (only = '') => {
     const question = `JSON.stringify(require(${JSON.stringify(path.join(folder, 'promises.js'))}).backend())`;
     const { stdout, stderr } = node(['-p', question], { ...process.env, VORTENA_BACKEND: only });
     return stdout ? Object.values(JSON.parse(stdout)).map(({ kind, file }) => [kind, path.relative(folder, file)]) : stderr;
   };
-  const steps = [...files.map(([kind, file]) => [kind, file]), ['wasm', 'wasm/vortena.wasm']];
-  const [, , { 1: builtEntry }, { 1: prebuiltEntry }, wasmStep] = steps;
-  const entries = [...Array(3).fill(['built', builtEntry]), ['prebuilt', prebuiltEntry], wasmStep];
+  const inWasm = ['wasm', 'wasm/vortena.wasm'];
+  const shipped = ['node-api', prebuilt];
   for (const [only, methods, promises] of [
-    ['built', 0, 0],
-    ['prebuilt', 1, 3],
-    ['node-api', 2, 0],
-    ['wasm', 4, 4],
+    ['built', ['built', addon], ['built', entry]],
+    ['node-api', ['node-api', entry], ['node-api', entry]],
+    ['wasm', inWasm, inWasm],
   ]) {
-    assert.deepEqual(backend(only), [steps[methods], entries[promises]]);
+    assert.deepEqual(backend(only), [methods, promises]);
   }
-  steps.forEach((step, k) => {
-    assert.deepEqual(backend(), [step, entries[k]]);
-    fs.writeFileSync(path.join(folder, step[1]), 'damaged');
-  });
-  const { stderr } = node([folder]);
-  assert.ok(
-    steps.every(([, file]) => stderr.includes(`\n  ${file}: `)),
-    stderr,
+  for (const [damaged, methods, promises] of [
+    ['none yet', ['built', addon], ['built', entry]],
+    [addon, ['node-api', entry], ['built', entry]],
+    [entry, shipped, shipped],
+    [prebuilt, inWasm, inWasm],
+  ]) {
+    fs.writeFileSync(path.join(folder, damaged), 'damaged');
+    assert.deepEqual(backend(), [methods, promises]);
+  }
+  fs.writeFileSync(path.join(folder, 'wasm/vortena.wasm'), 'damaged');
+  const named = (words) => words.match(/^ {2}\S+\/\S+(?=: )/gm);
+  assert.deepEqual(
+    named(node([folder]).stderr),
+    [addon, entry, prebuilt, 'wasm/vortena.wasm'].map((file) => `  ${file}`),
   );
-  assert.deepEqual(backend('prebuilt').match(/^ {2}\S+\/\S+(?=: )/gm), [`  ${prebuiltEntry}`]);
-  assert.match(backend('none'), /^Error: VORTENA_BACKEND is none of built, prebuilt, node-api, wasm: none$/m);
+  assert.deepEqual(named(backend('node-api')), [`  ${entry}`, `  ${prebuilt}`]);
+  assert.match(backend('none'), /^Error: VORTENA_BACKEND is none of built, node-api, wasm: none$/m);
 });
 
 test('installing builds, unless prebuilt binaries load, and does without where it cannot', (t) => {
@@ -171,12 +174,17 @@ test('installing builds, unless prebuilt binaries load, and does without where i
     const { status, stdout, stderr } = node([path.join(folder, 'script', 'install.js')], { ...process.env, PATH: '' });
     return [status, stdout, stderr];
   };
-  const binaries = { [prebuiltAddon]: compiled('addon'), [`${prebuilds}/vortena.node`]: compiled('vortena') };
+  const binaries = { [prebuilt]: compiled('vortena') };
   assert.deepEqual(install(layOut(t, binaries)), [0, '', '']);
   const cannot = /^vortena-reader: building needs, and does not find: CMake.*\n$/;
   for (const [contents, expected, words, errors] of [
     [{ ...binaries, '.git': '' }, 1, /^$/, cannot],
-    [{ ...binaries, [prebuiltAddon]: 'damaged' }, 0, /^vortena-reader: runs on .*Node-API.*: building needs.*\n$/, /^$/],
+    [
+      { 'build/Release/vortena.node': compiled('vortena') },
+      0,
+      /^vortena-reader: runs on .*Node-API.*: building needs.*\n$/,
+      /^$/,
+    ],
     [wasm, 0, /^vortena-reader: runs on WebAssembly.*: building needs.*\n$/, /^$/],
     [{}, 1, /^$/, cannot],
   ]) {

@@ -43,8 +43,6 @@ export { full };
 
 const compiled = promises.backend().methods.kind === 'built';
 export { compiled };
-// @ts-expect-error promises are always over Node-API
-promises.backend().promises.kind === 'node-api';
 
 export async function useMemory(file: File, bytes: ArrayBuffer) {
   await wasm.initialise(new Uint8Array(8));

@@ -6,7 +6,7 @@ const assert = require('node:assert/strict');
 const fs = require('node:fs');
 const { threadId } = require('node:worker_threads');
 
-const { RECORDING: recording, EXPECTED: expected, BACKEND: kind = 'prebuilt' } = process.env;
+const { RECORDING: recording, EXPECTED: expected, BACKEND: kind = 'node-api' } = process.env;
 
 function assertSame(csv) {
   assert.ok(csv.length > 100_000);
