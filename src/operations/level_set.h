@@ -23,7 +23,7 @@ struct LevelOptions {
   std::uint64_t most_bins = 200000;  ///< of the finest levels, all recordings together
   OrientationMethod orientation = OrientationMethod::kFilter;
   GyroscopeOffset gyroscope_offset{};  ///< of each recording
-  std::uint64_t most_samples = 0;    ///< the samples are kept when all recordings together have no more
+  std::uint64_t most_samples = 0;      ///< the samples are kept when all recordings together have no more
 };
 
 struct ChannelLevels {

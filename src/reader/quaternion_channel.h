@@ -23,8 +23,8 @@ OrientationProblem prepare_orientation(const kiv_Config& config, SensorMap* sens
 /// Fills the entry that prepare_orientation() made: body to earth with z up. Samples before the tracker found its
 /// motionless start, and always the last one, are four zeros. The axes lie as many values apart as the shorter input
 /// has samples, in an entry of another size too; one that is too small for all gets the values that have a place in it.
-/// No other entry of the map is touched. `ready`, where given, counts the samples that stand, so that another thread may
-/// use them while more are computed. kNone or kStopped.
+/// No other entry of the map is touched. `ready`, where given, counts the samples that stand, so that another thread
+/// may use them while more are computed. kNone or kStopped.
 OrientationProblem fill_orientation(const kiv_Config& config, SensorMap* sensors, Watch* watch = nullptr,
                                     std::atomic<std::uint64_t>* ready = nullptr);
 
