@@ -10,19 +10,20 @@ const SHOWN = {
   gyro: { title: 'Angular rate', unit: '°/s' },
   quaternion: { title: 'Orientation', unit: '°', decimals: 1, curves: ['roll', 'pitch', 'heading'] },
   baro: { axes: { pressure: { unit: 'mbar', colour: '--curve-z' }, temperature: { unit: '°C', colour: '--curve-x' } } },
-  mag: { unit: 'counts', decimals: 0 },
+  mag: { decimals: 0 },
 };
 const ORDER = Object.keys(SHOWN);
 
 const rankOf = (name) => (ORDER.includes(name) ? ORDER.indexOf(name) : ORDER.length);
 const byRank = (a, b) => rankOf(a.name) - rankOf(b.name);
 
+const unitText = (unit) => unit || 'counts';
 const capital = (text) => text.charAt(0).toUpperCase() + text.slice(1);
 
 /** A chart for each axis, as they have units of their own. */
 function chartsOfAxes({ name, axes, unit }) {
   return axes.map((axis, index) => {
-    const { unit: shownUnit = unit[axis], colour = COLOURS[index] } = SHOWN[name]?.axes?.[axis] ?? {};
+    const { unit: shownUnit = unitText(unit[axis]), colour = COLOURS[index] } = SHOWN[name]?.axes?.[axis] ?? {};
     const curves = [{ index, name: axis, colour, shown: true, alpha: 1 }];
     return { title: capital(axis), unit: shownUnit, decimals: DECIMALS, curves };
   });
@@ -34,7 +35,7 @@ function chartOfAll({ name, title, axes, unit, scales }) {
   const curves = names
     .slice(0, scales.length)
     .map((curve, index) => ({ index, name: curve, colour: COLOURS[index], shown: curve !== 'norm' }));
-  return { title: capital(title), unit, decimals: DECIMALS, ...SHOWN[name], curves };
+  return { title: capital(title), unit: unitText(unit), decimals: DECIMALS, ...SHOWN[name], curves };
 }
 
 /**
