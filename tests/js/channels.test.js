@@ -15,7 +15,7 @@ test('arguments and types know the channels of the core', async () => {
   const names = namesIn(text('src/reader/decoding/channels.h'), /\{k\w+Key, "(\w+)"/g);
   assert.ok(names.includes('accel') && names.includes('event'));
   const refused = await readSamples('none.bin', { channels: ['none'] }).catch(({ message }) => message);
-  assert.equal(refused, `options.channels: none is none of ${names.join(', ')}`);
+  assert.equal(refused, `options.channels holds none, which is none of ${names.join(', ')}`);
   const [, union] = /type ChannelName = ([^;]*);/.exec(text('promises.d.ts'));
   assert.deepEqual(namesIn(union, /'(\w+)'/g).sort(), [...names].sort());
 });
