@@ -159,7 +159,7 @@ VORTENA_EXPORT Reply* vortena_run(const char* texts, std::size_t size) {
   return guarded([=] { return run({texts, size}); });
 }
 
-/// Of an array that was taken: the others, and the texts, stay.
+/// Frees an array that was taken; the others, and the texts, stay.
 VORTENA_EXPORT void vortena_release_array(Reply* reply, std::size_t index) {
   reply->release_array(index);
 }

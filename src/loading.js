@@ -56,7 +56,7 @@ function* candidates(builtFile, wasmEntry) {
   yield { kind: 'wasm', file: wasm, entry: path.join(root, 'src', 'wasm', wasmEntry) };
 }
 
-/** Of VORTENA_BACKEND; undefined when any will do. */
+/** The kind that VORTENA_BACKEND names; undefined when any will do. */
 function onlyKind() {
   const kind = process.env.VORTENA_BACKEND || undefined;
   if (kind !== undefined && !KINDS.includes(kind)) {

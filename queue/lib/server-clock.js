@@ -3,7 +3,7 @@
 
 const { createRedisBackend } = require('bullmq');
 
-/** Of those scripts of a worker that compare times with what others have written: which argument is the present time. */
+/** In those scripts of a worker that compare times with what others have written: which argument is the present time. */
 const NOW_IN = { moveToActive: 12, moveToDelayed: 12, retryJob: 12, moveToFinished: 15 };
 
 /** In what they answer with: when the next job is due. */

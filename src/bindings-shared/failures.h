@@ -6,7 +6,7 @@
 
 namespace vortena::operations {
 
-/// Of an empty code when the outcome is good.
+/// The failure has an empty code when the outcome is good.
 Failure failure_of(const Outcome& outcome);
 
 const char* stage_name(Stage stage);

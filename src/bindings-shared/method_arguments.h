@@ -21,7 +21,7 @@ enum class Kind { kString, kArray };
 /// length that an array claims says nothing: it may be sparse, or its elements may come from a getter without end.
 constexpr std::size_t kLargestPathList = std::size_t{256} * 1024 * 1024;
 
-/// Of a list that is too long anyway, this many elements are still tested: a wrong kind is the error that counts.
+/// How many elements of a list that is too long anyway are still tested: a wrong kind is the error that counts.
 constexpr std::uint32_t kMostTested = std::uint32_t{1} << 20;
 
 /// Conversions from this many UTF-16 units on make sure of their memory first.

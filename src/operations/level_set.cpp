@@ -16,7 +16,7 @@ namespace {
 constexpr double kSamplesPerBin = 16;
 /// Fewer bins than a screen has columns.
 constexpr std::size_t kFewestBins = 512;
-/// Of a channel; a screen shows no more.
+/// The most gaps of a channel; a screen shows no more.
 constexpr std::size_t kMostGaps = 5000;
 
 struct Span {

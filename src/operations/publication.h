@@ -11,7 +11,7 @@ namespace vortena {
 struct PublicationOptions {
   bool sync = false;  ///< on the disk before the call returns
   Existing existing = Existing::kReplace;
-  /// Of outputs in which a recording's header can appear by chance, as in compressed bytes. Whoever asks for it has
+  /// For outputs in which a recording's header can appear by chance, as in compressed bytes. Whoever asks for it has
   /// seen that what stands there is no recording.
   bool may_begin_like_recording = false;
 };

@@ -18,7 +18,7 @@ namespace {
 
 /// Half a stride: a unit can turn by any angle meanwhile, unseen by the orientation.
 constexpr double kLongGapSeconds = 0.5;
-/// Of a channel's samples. Fewer hardly change a mean, a count of steps or a spectrum.
+/// A share of a channel's samples. Fewer hardly change a mean, a count of steps or a spectrum.
 constexpr double kLargeMissingShare = 0.01;
 
 /// The orientation takes the header's frequency for true: one per cent too many samples turn by 3.6 degrees too much in
@@ -41,7 +41,7 @@ constexpr double kAccelNormErrorG = kStillAccelErrorG / 2;
 
 /// Tilts at rest that an accelerometer may show by its own error, when its length at rest is right.
 constexpr double kLeastTiltDeg = 1.5;
-/// Of the tilt at rest, left when the offset is taken off: less than a fifth is hardly worth it.
+/// The share of the tilt at rest that is left when the offset is taken off: less than a fifth is hardly worth it.
 constexpr double kLargeTiltShare = 0.8;
 
 using Notes = std::vector<QualityNote>;
@@ -174,7 +174,7 @@ double missing_share(const Sampling& sampling) {
   return span > 0 ? sampling.gaps.seconds / span : 0;
 }
 
-/// Of the channels that the orientation lives on.
+/// The channels that the orientation lives on.
 bool gaps_do_damage(const ChannelQuality& channel) {
   const Gaps& gaps = channel.sampling.gaps;
   return (channel.key == kAccelKey || channel.key == kGyroKey) && gaps.count > 0 &&

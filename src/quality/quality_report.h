@@ -85,7 +85,7 @@ struct QualityReport {
   OrientationQuality orientation;
   HeaderQuality header;
   RestEstimate rest;
-  /// Of a smoothed orientation; without it, the orientation is the filter's.
+  /// Set for a smoothed orientation; otherwise the orientation is the filter's.
   std::optional<SmoothingQuality> smoothing;
   /// Taken off the gyroscope before the orientation, deg/s; set by who did that.
   std::optional<std::array<double, 3>> subtracted_offset;

@@ -48,7 +48,8 @@ constexpr double kLikelyDeviations = 3.0;
 constexpr double kOutlier = 5.0;
 constexpr double kDeviationsPerMad = 1.4826;  // of a normal distribution
 
-/// Of independent errors. The C library's own function for it has other digits on other systems.
+/// The root of the sum of squares, as independent errors add up. The C library's own function for it has other digits
+/// on other systems.
 double root_of_squares(double a, double b) {
   return std::sqrt(a * a + b * b);
 }
@@ -90,7 +91,7 @@ AxisMoments moments(std::span<const double> values) {
   return {mean, std::sqrt(squares / count)};
 }
 
-/// Of positions from `begin` to before `end`; nothing when an axis varies by `most_spread` or more.
+/// Mean and spread over positions from `begin` to before `end`; nothing when an axis varies by `most_spread` or more.
 std::optional<Moments> calm_moments(const kiv_DataSensor& series, std::size_t begin, std::size_t end,
                                     double most_spread) {
   Moments result;
@@ -137,7 +138,7 @@ class WindowSearch {
     std::size_t begin, end;
   };
 
-  /// Of the first accelerometer sample from `from` on that is not earlier than `time`.
+  /// The position of the first accelerometer sample from `from` on that is not earlier than `time`.
   [[nodiscard]] std::size_t position_at(double time, std::size_t from) const {
     while (from < accel_.sampleCount && accel_.timestamps[from] < time) {
       ++from;

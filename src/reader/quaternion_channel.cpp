@@ -36,7 +36,7 @@ const kiv_DataSensor* find_input(const SensorMap& sensors, ChannelKey key) {
   return series != nullptr && series->axisCount == kAxes ? series : nullptr;
 }
 
-/// Of the two inputs, which are there.
+/// How many samples the two inputs, which are there, have in common.
 std::uint64_t common_length(const SensorMap& sensors) {
   return std::min(sensors.at(kAccelKey).sampleCount, sensors.at(kGyroKey).sampleCount);
 }

@@ -49,7 +49,7 @@ class OrientationRun {
  public:
   static constexpr std::size_t kMostSamples = 4096;  ///< in a piece
 
-  /// Of inputs that have `samples` samples in common.
+  /// For inputs that have `samples` samples in common.
   OrientationRun(std::int32_t rate_hz, std::uint64_t samples);
 
   [[nodiscard]] std::uint64_t done() const { return done_; }

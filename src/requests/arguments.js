@@ -79,7 +79,7 @@ const OPTIONS = {
   mostSamples: { ...COUNT, fallback: 0 },
 };
 
-/** Of samples, whether there is to be one may be said as well. */
+/** For samples, callers may also say whether there is to be an orientation. */
 const ORIENTATION_OF_SAMPLES = {
   test: (value) => typeof value === 'boolean' || METHODS.includes(value),
   sentence: "is neither true, false, 'filter' nor 'smoothed'",

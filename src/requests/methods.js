@@ -4,7 +4,7 @@
 
 const util = require('node:util');
 
-/** Of Node.js; earlier ones keep halves of surrogate pairs as they are, in bytes that are no UTF-8. */
+/** A release of Node.js; earlier ones keep halves of surrogate pairs as they are, in bytes that are no UTF-8. */
 const FIRST_RELEASE_THAT_REPLACES = 24;
 const replacesSurrogates = Number(process.versions.node.split('.')[0]) >= FIRST_RELEASE_THAT_REPLACES;
 
@@ -12,7 +12,7 @@ const replacesSurrogates = Number(process.versions.node.split('.')[0]) >= FIRST_
 const LARGEST_PATH_LIST = 256 * 1024 * 1024;
 const BYTES_OF_A_RECORDING = 592;
 const LEAST_BYTES_OF_A_PATH = 15;
-/** Of a list that is too long anyway, this many elements are still tested: a wrong kind is the error that counts. */
+/** How many elements of a list that is too long anyway are still tested: a wrong kind is the error that counts. */
 const MOST_TESTED = 1 << 20;
 
 const isString = (value) => typeof value === 'string';

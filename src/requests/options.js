@@ -15,7 +15,7 @@ function distance(one, other) {
   return row.at(-1);
 }
 
-/** Of `names`, the one that was probably meant. */
+/** The one of `names` that was probably meant. */
 function nearest(given, names) {
   const misses = names.map((name) => ({ name, letters: distance(given.toLowerCase(), name.toLowerCase()) }));
   const [best] = misses.sort((a, b) => a.letters - b.letters);

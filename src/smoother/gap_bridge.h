@@ -13,7 +13,7 @@ class GapBridge {
   static constexpr std::size_t kLargestSpacing = 16;  // samples
 
   explicit GapBridge(double period_s);
-  /// Of every sample.
+  /// To be called for every sample.
   void add(const Vec3& rate) {
     newest_ = newest_ + 1 == kHeld ? 0 : newest_ + 1;
     rates_[newest_] = rate;

@@ -77,7 +77,7 @@ Estimate first_estimate();
 /// `scale` is what the intervals were integrated with. With `attitude_noise` and so on of the interval `from`.
 Transition transition(const Interval& from, const Node& node, const Interval& to, const Node& next, const Mat3& scale);
 
-/// Of a next attitude that was that of the record: what becomes of F when `error` is taken into it.
+/// For a next attitude that was that of the record: what becomes of F when `error` is taken into it.
 void shift_next_nominal(const Vec3& error, const Interval& from, const Node& node, Transition* F);
 
 /// What the transition adds to the attitude's error.

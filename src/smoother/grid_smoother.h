@@ -31,7 +31,7 @@ class GridSmoother {
   [[nodiscard]] const Constants& constants() const { return constants_; }
   /// From here on, the records are those of a pass with gyro_errors().
   void take_new_records() { integrated_scale_ = constants_.gyro_scale; }
-  /// Of all intervals: by what angle the estimate differs from the turn in the record, rad.
+  /// For each interval, by what angle the estimate differs from the turn in the record, rad.
   [[nodiscard]] double largest_correction() const;
   /// What the record of interval i and the offset and scale of its node miss at the next node: true = exp(this) of what
   /// they give, earth frame. The next interval must not be behind a gap.

@@ -35,7 +35,8 @@ constexpr Vec3 corrected_rate(const GyroErrors& errors, const Vec3& deg_s) {
   return rate - errors.scale * rate;
 }
 
-/// Of an interval: one second, and at low rates up to two, as the estimate costs as much as hundreds of samples.
+/// The length of an interval: one second, and at low rates up to two, as the estimate costs as much as hundreds of
+/// samples.
 constexpr double interval_seconds(double period_s) {
   constexpr double kSamples = 200;
   const double seconds = kSamples * period_s;

@@ -19,7 +19,7 @@ double Part::variance(std::size_t first) const {
   return total;
 }
 
-/// Of all samples of the window, each part counting alike.
+/// The mean over all samples of the window, each part counting alike.
 double RestDetector::variance(std::size_t first) const {
   double total = 0;
   for (std::size_t k = first; k < first + 3; ++k) {

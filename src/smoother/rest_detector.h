@@ -29,12 +29,12 @@ struct Part {
     count += 1;
   }
   [[nodiscard]] double mean(std::size_t k) const { return sum[k] / count; }
-  /// Of the length of the specific force, which turns do not change.
+  /// The spread of the length of the specific force, which turns do not change.
   [[nodiscard]] double length_variance() const {
     const double mean = length_sum / count;
     return (squares[3] + squares[4] + squares[5]) / count - mean * mean;
   }
-  /// Of three axes together, from `first` on.
+  /// The spread of three axes together, from `first` on.
   [[nodiscard]] double variance(std::size_t first) const;
 };
 

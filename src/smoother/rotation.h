@@ -31,7 +31,7 @@ inline double norm(const Vec3& v) {
   return std::sqrt(dot(v, v));
 }
 
-/// Of the elements, without signs.
+/// The largest of the elements, without signs.
 inline double largest(const Vec3& v) {
   const double xy = std::abs(v[0]) > std::abs(v[1]) ? std::abs(v[0]) : std::abs(v[1]);
   return std::abs(v[2]) > xy ? std::abs(v[2]) : xy;

@@ -191,7 +191,7 @@ class Instance {
     return decoder.decode(this.heap.subarray(at, at + size));
   }
 
-  /** Of a zero-terminated one, as the files take it. */
+  /** The zero-terminated path at an address, as the files take it. */
   pathAt(pointer) {
     const at = pointer >>> 0;
     return this.files.path(this.heap.slice(at, this.heap.indexOf(0, at)));

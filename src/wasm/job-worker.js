@@ -17,7 +17,7 @@ function exchange(watch) {
   watch[STOP] = Atomics.load(control, STOP);
 }
 
-/** Of the module, or of its instance: one that has no room, or cannot grow, is a RangeError. */
+/** A failure of the module, or of its instance: one that has no room, or cannot grow, is a RangeError. */
 function failureOf(failure) {
   const code = failure instanceof RangeError ? 'ERR_NO_MEMORY' : 'ERR_INTERNAL';
   return failure instanceof Error ? { code, message: failure.message } : failure;

@@ -9,7 +9,7 @@ const { describeUnit, isCurve } = require('./page/description.js');
 const { METHODS, methodOf, orientationsOf, withMethod } = require('./page/methods.js');
 const { packSamples, toPlanes } = require('./page/packing.js');
 
-/** Of the page; what is left to data is four in base64 for three. */
+/** The most that a page may hold. Base64 turns three bytes of data into four. */
 const MOST_BYTES = 8_000_000;
 const MOST_BINS = 200_000;
 const MOST_SAMPLES_IN_PAGE = 1_500_000; // of all channels; more never fit

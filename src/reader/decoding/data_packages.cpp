@@ -118,7 +118,7 @@ PackageDecoder::PackageDecoder(const kiv_Config& config) {
       key_of_id_[id] = key;
     }
   };
-  // Of channels that share an identifier, the first in this order gets the records.
+  // Where channels share an identifier, the first in this order gets the records.
   claim(config.accel, kAccelKey);
   claim(config.gyro, kGyroKey);
   claim(config.baro, kBaroKey);

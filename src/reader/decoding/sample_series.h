@@ -64,7 +64,7 @@ class SampleSeries {
   /// `patience` ends; the samples are of no use then.
   const std::vector<Sample>& ordered_samples(Patience patience = Patience(nullptr));
 
-  /// Of ordered samples.
+  /// The counts of the samples, once they are ordered.
   [[nodiscard]] ChannelCounts counts() const;
 
   /// Forgets the samples and gives their memory back; the calibration stays.

@@ -48,7 +48,7 @@ class CsvExport {
  public:
   CsvExport(std::ostream& out, const kiv_Config& config, const SensorMap& sensors);
 
-  /// Of channels whose samples come in pieces: before rows are asked for, channels() must hold theirs.
+  /// For channels whose samples come in pieces: before rows are asked for, channels() must hold theirs.
   CsvExport(std::ostream& out, const kiv_Config& config, const CsvChannels& channels);
 
   [[nodiscard]] CsvChannels& channels() { return channels_; }

@@ -20,7 +20,7 @@ function shard(text) {
   return { index, count };
 }
 
-/** Of the verbs that have a pool. */
+/** Options of the verbs that have a pool. */
 const poolOptions = [
   new Option('-j, --jobs <n>', 'most jobs at a time (default: one for each processor)').argParser(wholeNumber),
   new Option('--memory <MiB>', 'memory for all jobs (default: 60 % of what is free)').argParser(wholeNumber),

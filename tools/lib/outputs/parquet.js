@@ -47,7 +47,7 @@ function tableOf([name, channel]) {
   return { name, file: fileOf(name), rows: time.length, rate, units: unitsOf(columns, unit), columns };
 }
 
-/** Of the unit's own clock; no time zone is known. */
+/** The start by the unit's own clock; no time zone is known. */
 function startText({ year, month, day, hour, minute, second }) {
   const two = (number) => String(number).padStart(2, '0');
   return year === 0 ? undefined : `${year}-${two(month)}-${two(day)}T${two(hour)}:${two(minute)}:${two(second)}`;

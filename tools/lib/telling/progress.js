@@ -40,7 +40,7 @@ const STAGES = {
   ],
 };
 
-/** Of the whole job, from 0 to 1. */
+/** The share of the whole job that is done, from 0 to 1. */
 function fractionOf(operation, { stage, fraction }) {
   let before = 0;
   for (const [name, share] of STAGES[operation]) {

@@ -3,7 +3,7 @@
 
 const { inflate } = require('../page/packing.js');
 
-/** Of the reader: `code` is stable, the message is for people. */
+/** A failure of the reader: `code` is stable, the message is for people. */
 class JobError extends Error {
   constructor({ message, code }) {
     super(message);

@@ -11,7 +11,7 @@ const { openOutput } = require('../page/saving.js');
 const { numberText } = require('../page/scales.js');
 const { Work, sentence, tell, tellProgress } = require('./work.js');
 
-/** Of all recordings together; what the page keeps of them stays below some 300 MB. */
+/** The most samples of all recordings together; what the page keeps of them stays below some 300 MB. */
 const MOST_BINS = 500_000;
 const MOST_SAMPLES = 4_000_000;
 

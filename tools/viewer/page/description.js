@@ -20,13 +20,13 @@ function gapsOf(channel, { channels }) {
   return pairs(channels.find(({ name }) => name === sampledName(channel)).gaps);
 }
 
-/** Of a channel that was sampled by a clock; else what the samples' span says. */
+/** The measured rate of a channel that a clock sampled; else what the samples' span says. */
 function rateOf(channel, { report, start, end }) {
   const measured = report.channels[sampledName(channel)]?.measuredRate;
   return measured ?? Math.max(channel.samples - 1, 1) / Math.max(end - start, 1e-9);
 }
 
-/** Of a unit of `levels()`. `dataOf(channel)` adds what the levels and samples of a channel are found by. */
+/** Describes a unit of `levels()`. `dataOf(channel)` adds what the levels and samples of a channel are found by. */
 function describeUnit(unit, { name, unitNumber, dataOf }) {
   const { report, titles, start, end, shift } = unit;
   const channels = unit.channels.filter(isCurve).map((channel) => {

@@ -24,7 +24,7 @@ const byId = (id) => document.getElementById(id);
 
 const addressParts = () => new URLSearchParams(location.hash.slice(1));
 
-/** Of the orientation. */
+/** The method of the orientation that the address asks for. */
 function methodInAddress() {
   const method = addressParts().get('o');
   return Object.hasOwn(METHODS, method) ? method : undefined;
@@ -57,7 +57,7 @@ class Page {
     this.listening = new AbortController();
   }
 
-  /** Of a chart's plot: one unit's charts fill the window. */
+  /** The height of a chart's plot: one unit's charts fill the window. */
   get chartHeight() {
     const count = Math.max(1, this.charts?.length ?? 3);
     return this.units.length > 1 ? 110 : Math.min(260, Math.max(110, (innerHeight - byId('charts').offsetTop) / count - 66));
@@ -95,7 +95,7 @@ class Page {
     return channels.filter(({ name, method }) => name !== ORIENTATION || method === this.method);
   }
 
-  /** Of several units, the same quantities one below another. */
+  /** With several units, the same quantities one below another. */
   descriptions() {
     const describe = (unit) => chartsOf({ ...unit, channels: this.channelsOf(unit) }, this.units.length > 1, titleOf);
     return this.units.flatMap(describe).sort((one, other) => byRank(one.channel, other.channel));

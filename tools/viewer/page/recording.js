@@ -22,7 +22,7 @@ function lowerBound(array, value) {
   return low;
 }
 
-/** Of a level: bounds by curve and bin. */
+/** The bounds of a level, by curve and bin. */
 class Level {
   constructor({ start, width, count }, codes, scales, attitudes) {
     Object.assign(this, { start, width, count, codes, scales, attitudes });
@@ -229,7 +229,7 @@ class Channel {
     return low === low ? [low, level.high(curve, bin)] : undefined;
   }
 
-  /** Of the orientation. */
+  /** The attitude, from the orientation channel. */
   attitudeAt(time) {
     if (this.loaded?.covers(time, time)) {
       const place = this.loaded.placeAt(time);

@@ -54,7 +54,7 @@ function valueTicks(from, to, most) {
   return { step, ticks: multiples(step, from, to) };
 }
 
-/** Of circular angles: whole parts of a turn. */
+/** Steps for circular angles: whole parts of a turn. */
 function angleTicks(from, to, most) {
   const step = [15, 30, 45, 90, 180, 360].find((each) => (to - from) / each <= most);
   return to - from <= 15 * most && to - from < 60 ? valueTicks(from, to, most) : { step, ticks: multiples(step, from, to) };

@@ -46,7 +46,7 @@ function assertValues(shown, table, row, prefix = '') {
   }
 }
 
-/** Of body x, y and z in the earth frame, from the angles by the three turns and from the quaternion. */
+/** The directions of body x, y and z in the earth frame, from the angles by the three turns and from the quaternion. */
 function attitudes([roll, pitch, heading], [w, x, y, z]) {
   const [r, p, h] = [roll, pitch, heading].map((angle) => (angle * Math.PI) / 180);
   const turned = [

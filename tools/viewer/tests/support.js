@@ -76,7 +76,7 @@ function noteLabels() {
   globalThis.writtenOn = (canvas) => written.get(canvas);
 }
 
-/** Of a tab that notes labels: charts whose value axis does not say what belongs there, each with what it says. */
+/** For a tab that notes labels: charts whose value axis does not say what belongs there, each with what it says. */
 const wrongLabels = (tab) =>
   tab.evaluate(async () => {
     await new Promise((resolve) => setTimeout(resolve)); // plots draw after the code that asks for it
