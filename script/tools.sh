@@ -86,7 +86,7 @@ need_build_tools() {
 # Lays out a package around native entries that were built elsewhere; VORTENA_PACKAGE makes the tests take it.
 pack_module() { # BUILD FOLDER
   mkdir -p "$2/build/Release" "$2/src"
-  cp index.js promises.js "$2/"
+  cp index.js outputs.js promises.js "$2/"
   cp -r src/loading.js src/promises src/requests "$2/src/"
   cp "$1/addon.node" "$1/vortena.node" "$2/build/Release/"
 }

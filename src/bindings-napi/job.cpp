@@ -122,7 +122,7 @@ bool Job::open(napi_env env, napi_value callback, napi_value kept) {
     leave_environment(env);
     return false;
   }
-  static_cast<void>(share.release());
+  [[maybe_unused]] const JobHandle* handed_over = share.release();
   return true;
 }
 
