@@ -244,7 +244,7 @@ test('an option that is unknown, or of a wrong kind, is named, with the one that
     [{ out: 'csv', recursiv: true }, 'options.recursiv is no option of enqueue; did you mean recursive?'],
     [{ out: 'csv', folder: 'x' }, /these are: redis, out, to, recursive/],
     [{ out: 'csv', recursive: 'no' }, 'options.recursive is not a boolean'],
-    [{ out: 'csv', to: ['csv'] }, 'options.to is not one of: csv'],
+    [{ out: 'csv', to: ['csv'] }, 'options.to is not one of: csv, csv.gz, parquet'],
   ]) {
     await assert.rejects(enqueue('none', options), { name: 'TypeError', message });
   }
