@@ -10,8 +10,8 @@ const LOCK_S = 30;
 const isText = (value) => typeof value === 'string' && value !== '';
 const ABOVE_0 = { test: (value) => Number.isFinite(value) && value > 0, sentence: 'is not a number above 0' };
 
-/** connection.js checks it: what is malformed must not be shown. */
-const REDIS = { redis: { test: () => true } };
+/** connection.js checks it, null as well: what is malformed must not be shown. */
+const REDIS = { redis: { test: () => true, take: (value) => value } };
 
 const OPTIONS = {
   enqueue: {
